@@ -1,0 +1,22 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+/// Exit statuses: 1 for a file that cannot be read, 2 for a bad command line.
+inline constexpr int kExitOk = 0;
+inline constexpr int kExitFile = 1;
+inline constexpr int kExitUsage = 2;
+
+/// Prints "veloran-cli: <message>" to stderr and returns kExitUsage.
+int UsageError(const std::string &message);
+
+/// A decimal number, the whole argument; locale-independent.
+bool ParseNumberArgument(std::string_view text, double &value);
+
+int RunParse(const std::vector<std::string_view> &args);
+int RunPosition(const std::vector<std::string_view> &args);
+int RunDistance(const std::vector<std::string_view> &args);
+
+bool IsHelp(std::string_view arg);

@@ -1,0 +1,111 @@
+#include "Cli.h"
+#include "geo/CoordinateFormat.h"
+#include "geo/Distance.h"
+#include "nmea/GeoPosition.h"
+
+#include <cmath>
+#include <cstdio>
+#include <string>
+
+namespace {
+
+constexpr const char *kPositionHelp =
+    "usage: veloran-cli position LAT LON\n"
+    "\n"
+    "Prints the position (signed decimal degrees, north and east positive) in the degree\n"
+    "formats DD.DDDDDD, DDMM.MMMM and DDMMSS.SS with hemisphere suffixes, and in UTM\n"
+    "(easting, northing, zone).\n";
+
+constexpr const char *kDistanceHelp =
+    "usage: veloran-cli distance LAT1 LON1 LAT2 LON2 [--units metric|imperial|nautic]\n"
+    "\n"
+    "Prints the great-circle distance between two positions (signed decimal degrees) in the\n"
+    "chosen unit system (default metric).\n";
+
+bool ReadPosition(std::string_view latText, std::string_view lonText, CGeoPosition &p,
+                  std::string &error)
+{
+    double lat = 0.0;
+    double lon = 0.0;
+    if (!ParseNumberArgument(latText, lat) || std::fabs(lat) > 90.0) {
+        error = "bad latitude '" + std::string(latText) + "' (decimal degrees, -90 to 90)";
+        return false;
+    }
+    if (!ParseNumberArgument(lonText, lon) || std::fabs(lon) > 180.0) {
+        error = "bad longitude '" + std::string(lonText) + "' (decimal degrees, -180 to 180)";
+        return false;
+    }
+    p = CGeoPosition(lat, lon, 0.0);
+    return true;
+}
+
+} // namespace
+
+int RunPosition(const std::vector<std::string_view> &args)
+{
+    for (std::string_view a : args)
+        if (IsHelp(a)) {
+            std::fputs(kPositionHelp, stdout);
+            return kExitOk;
+        }
+    if (args.size() != 2)
+        return UsageError("position: expected LAT LON (try 'veloran-cli position --help')");
+    CGeoPosition p;
+    std::string error;
+    if (!ReadPosition(args[0], args[1], p, error))
+        return UsageError("position: " + error);
+
+    static constexpr struct {
+        int format;
+        const char *label;
+    } kRows[] = {{kFormatDD, "DD.DDDDDD"},
+                 {kFormatDDMM, "DDMM.MMMM"},
+                 {kFormatDDMMSS, "DDMMSS.SS"},
+                 {kFormatUTM, "UTM"}};
+    for (const auto &row : kRows)
+        std::printf("%-10s %s\n", row.label, FormatPosition(p, " ", row.format).c_str());
+    return kExitOk;
+}
+
+int RunDistance(const std::vector<std::string_view> &args)
+{
+    std::vector<std::string_view> positional;
+    int units = 1;
+    for (std::size_t i = 0; i < args.size(); ++i) {
+        const std::string_view a = args[i];
+        if (IsHelp(a)) {
+            std::fputs(kDistanceHelp, stdout);
+            return kExitOk;
+        }
+        if (a == "--units") {
+            if (++i == args.size())
+                return UsageError("distance: --units needs metric, imperial or nautic");
+            const std::string_view u = args[i];
+            if (u == "metric")
+                units = 1;
+            else if (u == "imperial")
+                units = 2;
+            else if (u == "nautic")
+                units = 3;
+            else
+                return UsageError("distance: unknown units '" + std::string(u)
+                                  + "' (metric, imperial or nautic)");
+        } else if (a.size() > 2 && a.substr(0, 2) == "--") {
+            return UsageError("distance: unknown option '" + std::string(a) + "'");
+        } else {
+            positional.push_back(a);
+        }
+    }
+    if (positional.size() != 4)
+        return UsageError("distance: expected LAT1 LON1 LAT2 LON2 (try 'veloran-cli distance --help')");
+    CGeoPosition from;
+    CGeoPosition to;
+    std::string error;
+    if (!ReadPosition(positional[0], positional[1], from, error)
+        || !ReadPosition(positional[2], positional[3], to, error))
+        return UsageError("distance: " + error);
+    std::string text;
+    CDistance(Distance(from, to)).Format(text, units);
+    std::printf("%s\n", text.c_str());
+    return kExitOk;
+}

@@ -1,0 +1,254 @@
+#include "JsonDump.h"
+
+#include "geo/CoordinateFormat.h"
+#include "nmea/NMEAParser.h"
+#include "nmea/Numbers.h"
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <cmath>
+#include <string_view>
+
+namespace {
+
+// Python's json reads and writes non-finite values as these bare words.
+void AppendReal(std::string &out, double v)
+{
+    if (std::isnan(v)) {
+        out += "NaN";
+    } else if (std::isinf(v)) {
+        out += v < 0 ? "-Infinity" : "Infinity";
+    } else {
+        char buffer[32];
+        // Same digits as printf("%.17g"): enough to read back the exact double.
+        const auto r = std::to_chars(buffer, buffer + sizeof buffer, v,
+                                     std::chars_format::general, 17);
+        out.append(buffer, r.ptr);
+    }
+}
+
+template <class Int> void AppendInt(std::string &out, Int v)
+{
+    char buffer[24];
+    const auto r = std::to_chars(buffer, buffer + sizeof buffer, v);
+    out.append(buffer, r.ptr);
+}
+
+// Bytes of 0x80 and up become \u0080..\u00ff, so garbage from the wire stays valid JSON and
+// every byte can be told back.
+void AppendString(std::string &out, std::string_view s)
+{
+    static constexpr char kHex[] = "0123456789abcdef";
+    out += '"';
+    for (const char ch : s) {
+        const auto c = static_cast<unsigned char>(ch);
+        if (c == '"' || c == '\\') {
+            out += '\\';
+            out += ch;
+        } else if (c < 0x20 || c >= 0x80) {
+            out += "\\u00";
+            out += kHex[c >> 4];
+            out += kHex[c & 15];
+        } else {
+            out += ch;
+        }
+    }
+    out += '"';
+}
+
+struct Object {
+    std::string &out;
+    void Key(const char *name)
+    {
+        out += ",\"";
+        out += name;
+        out += "\":";
+    }
+    void Real(const char *name, double v)
+    {
+        Key(name);
+        AppendReal(out, v);
+    }
+    template <class Int> void Int_(const char *name, Int v)
+    {
+        Key(name);
+        AppendInt(out, v);
+    }
+    void Text(const char *name, std::string_view v)
+    {
+        Key(name);
+        AppendString(out, v);
+    }
+    void Average(const char *name, const CDOPHistory &h)
+    {
+        Key(name);
+        if (h.GetSize() == 0)
+            out += "null";
+        else
+            AppendReal(out, h.GetAverage());
+    }
+};
+
+void AppendGGA(Object &o, const CGGASentence &s)
+{
+    o.Text("time", s.m_time);
+    o.Real("lat", s.m_position.m_latitude);
+    o.Real("lon", s.m_position.m_longitude);
+    o.Int_("quality", s.m_quality);
+    o.Int_("sats", s.m_satellites);
+    o.Real("hdop", s.m_hdop);
+    o.Real("alt", s.m_altitude);
+    o.Real("geoid", s.m_geoidSeparation);
+    o.Real("dgps_age", s.m_dgpsAge);
+    o.Int_("dgps_station", s.m_dgpsStation);
+}
+
+void AppendRMC(Object &o, const CRMCSentence &s)
+{
+    o.Text("time", s.m_time);
+    o.Text("status", s.m_status);
+    o.Real("lat", s.m_position.m_latitude);
+    o.Real("lon", s.m_position.m_longitude);
+    o.Real("knots", s.m_speedKnots);
+    o.Real("kmh", s.m_speedKmh);
+    o.Real("course", s.m_course);
+    o.Text("date", s.m_date);
+    o.Real("magvar", s.m_magneticVariation);
+    o.Text("magvar_dir", s.m_variationDirection);
+    o.Real("sod", s.m_secondsOfDay);
+    o.Int_("datetime", static_cast<long long>(s.m_dateTime));
+}
+
+void AppendGSA(Object &o, const CGSASentence &s)
+{
+    o.Text("mode", s.m_mode);
+    o.Int_("fix_mode", s.m_fixMode);
+    o.Key("prn");
+    o.out += '[';
+    for (std::size_t i = 0; i < s.m_prn.size(); ++i) {
+        if (i)
+            o.out += ',';
+        AppendInt(o.out, s.m_prn[i]);
+    }
+    o.out += ']';
+    o.Real("pdop", s.m_pdop);
+    o.Real("hdop", s.m_hdop);
+    o.Real("vdop", s.m_vdop);
+    o.Average("avg_pdop", s.m_pdopHistory);
+    o.Average("avg_hdop", s.m_hdopHistory);
+    o.Average("avg_vdop", s.m_vdopHistory);
+    std::array<std::int32_t, CUsedSatellites::kCapacity> used{};
+    const int n = s.m_used.GetSize();
+    for (int i = 0; i < n; ++i)
+        used[static_cast<std::size_t>(i)] = s.m_used.GetAt(i);
+    std::sort(used.begin(), used.begin() + n);
+    o.Key("used");
+    o.out += '[';
+    for (int i = 0; i < n; ++i) {
+        if (i)
+            o.out += ',';
+        AppendInt(o.out, used[static_cast<std::size_t>(i)]);
+    }
+    o.out += ']';
+}
+
+void AppendGSV(Object &o, const CGSVSentence &s)
+{
+    o.Int_("count", s.m_messageCount);
+    o.Int_("number", s.m_messageNumber);
+    o.Key("more");
+    o.out += s.m_moreToCome ? "true" : "false";
+    o.Int_("in_view", s.m_inView);
+    o.Key("sats");
+    o.out += '[';
+    for (std::size_t i = 0; i < s.m_satellites.size(); ++i) {
+        const CSatelliteInfo &e = s.m_satellites[i];
+        o.out += i ? ",[" : "[";
+        AppendInt(o.out, e.m_prn);
+        o.out += ',';
+        AppendInt(o.out, e.m_elevation);
+        o.out += ',';
+        AppendInt(o.out, e.m_azimuth);
+        o.out += ',';
+        AppendInt(o.out, e.m_snr);
+        o.out += ']';
+    }
+    o.out += ']';
+}
+
+} // namespace
+
+void AppendJsonLine(std::string &out, long long n, int type, const CNMEAParser &parser)
+{
+    out += "{\"n\":";
+    AppendInt(out, n);
+    const char *name = SentenceTypeName(type);
+    if (name == nullptr) {
+        out += ",\"type\":null}";
+        return;
+    }
+    out += ",\"type\":\"";
+    out += name;
+    out += '"';
+    Object o{out};
+    switch (type) {
+    case kSentenceGGA:
+        AppendGGA(o, parser.m_gga);
+        break;
+    case kSentenceRMC:
+        AppendRMC(o, parser.m_rmc);
+        break;
+    case kSentenceGSA:
+        AppendGSA(o, parser.m_gsa);
+        break;
+    case kSentenceGSV:
+        AppendGSV(o, parser.m_gsv);
+        break;
+    default:
+        break;
+    }
+    out += '}';
+}
+
+void AppendTextLine(std::string &out, long long n, int type, const CNMEAParser &parser)
+{
+    out += FormatC("%lld ", n);
+    switch (type) {
+    case kSentenceGGA: {
+        const CGGASentence &s = parser.m_gga;
+        out += FormatC("GGA %s %s fix %d sats %d hdop %.1f alt %.1f m", s.m_time.c_str(),
+                       FormatPosition(s.m_position, " ", kFormatDD).c_str(), s.m_quality,
+                       s.m_satellites, s.m_hdop, s.m_altitude);
+        break;
+    }
+    case kSentenceRMC: {
+        const CRMCSentence &s = parser.m_rmc;
+        out += FormatC("RMC %s %s %s %s %.1f km/h course %.1f", s.m_time.c_str(),
+                       s.m_date.c_str(), s.m_status.c_str(),
+                       FormatPosition(s.m_position, " ", kFormatDD).c_str(), s.m_speedKmh,
+                       s.m_course);
+        break;
+    }
+    case kSentenceGSA: {
+        const CGSASentence &s = parser.m_gsa;
+        out += FormatC("GSA %s fix mode %d pdop %.1f hdop %.1f vdop %.1f used", s.m_mode.c_str(),
+                       s.m_fixMode, s.m_pdop, s.m_hdop, s.m_vdop);
+        for (int i = 0; i < s.m_used.GetSize(); ++i)
+            out += FormatC(" %d", s.m_used.GetAt(i));
+        break;
+    }
+    case kSentenceGSV: {
+        const CGSVSentence &s = parser.m_gsv;
+        out += FormatC("GSV %d/%d in view %d%s", s.m_messageNumber, s.m_messageCount, s.m_inView,
+                       s.m_moreToCome ? "" : " (group complete)");
+        break;
+    }
+    case kSentenceVTG:
+        out += "VTG";
+        break;
+    default:
+        out += "refused";
+        break;
+    }
+}

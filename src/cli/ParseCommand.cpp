@@ -1,0 +1,160 @@
+#include "Cli.h"
+#include "JsonDump.h"
+#include "nmea/LineAssembler.h"
+#include "nmea/NMEAParser.h"
+
+#include <array>
+#include <cerrno>
+#include <chrono>
+#include <cstdio>
+#include <cstring>
+#include <fcntl.h>
+#include <memory>
+#include <string>
+#include <unistd.h>
+
+namespace {
+
+constexpr const char *kParseHelp =
+    "usage: veloran-cli parse FILE|- [--json] [--all] [--summary]\n"
+    "\n"
+    "Cuts FILE (or standard input) into lines as the receiver connection does (a line ends\n"
+    "after its line feed or after 82 bytes; an unfinished last line is dropped) and decodes\n"
+    "each with one NMEA parser.\n"
+    "\n"
+    "  --json     one JSON object per accepted line: \"n\" (line number), \"type\" and the\n"
+    "             sentence's values after the line; reals with 17 significant digits\n"
+    "             (non-finite ones as NaN, Infinity, -Infinity)\n"
+    "  --all      also print refused lines ({\"n\":N,\"type\":null} with --json)\n"
+    "  --summary  print the count per sentence type, refused lines and lines per second\n"
+    "             (alone, it prints nothing per line)\n";
+
+struct Options {
+    std::string_view file;
+    bool json = false;
+    bool all = false;
+    bool summary = false;
+};
+
+class Output
+{
+public:
+    std::string &Buffer() { return m_buffer; }
+    void FlushIfFull()
+    {
+        if (m_buffer.size() >= kFlushBytes)
+            Flush();
+    }
+    void Flush()
+    {
+        std::fwrite(m_buffer.data(), 1, m_buffer.size(), stdout);
+        m_buffer.clear();
+    }
+
+private:
+    static constexpr std::size_t kFlushBytes = 1 << 16;
+    std::string m_buffer;
+};
+
+} // namespace
+
+int RunParse(const std::vector<std::string_view> &args)
+{
+    Options opt;
+    bool haveFile = false;
+    for (std::string_view a : args) {
+        if (IsHelp(a)) {
+            std::fputs(kParseHelp, stdout);
+            return kExitOk;
+        }
+        if (a == "--json")
+            opt.json = true;
+        else if (a == "--all")
+            opt.all = true;
+        else if (a == "--summary")
+            opt.summary = true;
+        else if (a.size() > 1 && a.front() == '-')
+            return UsageError("parse: unknown option '" + std::string(a) + "'");
+        else if (haveFile)
+            return UsageError("parse: more than one FILE given");
+        else {
+            opt.file = a;
+            haveFile = true;
+        }
+    }
+    if (!haveFile)
+        return UsageError("parse: missing FILE (or - for standard input)");
+
+    const std::string path(opt.file);
+    const bool fromStdin = path == "-";
+    const int fd = fromStdin ? STDIN_FILENO : ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    if (fd < 0) {
+        std::fprintf(stderr, "veloran-cli: cannot open '%s': %s\n", path.c_str(),
+                     std::strerror(errno));
+        return kExitFile;
+    }
+
+    const auto started = std::chrono::steady_clock::now();
+    CNMEAParser parser;
+    CLineAssembler assembler;
+    Output output;
+    const bool perLine = opt.json || !opt.summary;
+    long long lineNumber = 0;
+    std::array<long long, kSentenceTypeCount> counts{};
+    long long refused = 0;
+
+    auto onLine = [&](std::string_view line) {
+        ++lineNumber;
+        const int type = parser.Parse(line);
+        if (type >= 0)
+            ++counts[static_cast<std::size_t>(type)];
+        else
+            ++refused;
+        if (!perLine || (type < 0 && !opt.all))
+            return;
+        std::string &out = output.Buffer();
+        if (opt.json)
+            AppendJsonLine(out, lineNumber, type, parser);
+        else
+            AppendTextLine(out, lineNumber, type, parser);
+        out += '\n';
+        output.FlushIfFull();
+    };
+
+    constexpr std::size_t kChunk = 1 << 20;
+    const auto chunk = std::make_unique<char[]>(kChunk);
+    int status = kExitOk;
+    for (;;) {
+        const ssize_t got = ::read(fd, chunk.get(), kChunk);
+        if (got == 0)
+            break;
+        if (got < 0) {
+            if (errno == EINTR)
+                continue;
+            std::fprintf(stderr, "veloran-cli: cannot read '%s': %s\n", path.c_str(),
+                         std::strerror(errno));
+            status = kExitFile;
+            break;
+        }
+        assembler.Feed(std::string_view(chunk.get(), static_cast<std::size_t>(got)), onLine);
+    }
+    if (!fromStdin)
+        ::close(fd);
+    output.Flush();
+
+    if (opt.summary && status == kExitOk) {
+        const double seconds =
+            std::chrono::duration<double>(std::chrono::steady_clock::now() - started).count();
+        for (int t = 0; t < kSentenceTypeCount; ++t)
+            std::printf("%-8s %lld\n", SentenceTypeName(t), counts[static_cast<std::size_t>(t)]);
+        std::printf("%-8s %lld\n", "refused", refused);
+        std::printf("%-8s %lld\n", "lines", lineNumber);
+        std::printf("%-8s %.3f\n", "seconds", seconds);
+        std::printf("%-8s %.0f\n", "lines/s", seconds > 0 ? lineNumber / seconds : 0.0);
+    }
+    if (std::fflush(stdout) != 0 && status == kExitOk) {
+        std::fprintf(stderr, "veloran-cli: cannot write output: %s\n", std::strerror(errno));
+        status = kExitFile;
+    }
+    return status;
+}

@@ -1,0 +1,335 @@
+#include "NMEATestUtils.h"
+#include "nmea/NMEAParser.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstdlib>
+#include <ctime>
+#include <string>
+#include <vector>
+
+namespace {
+
+// Sets TZ for one test and puts the old value back.
+class ScopedTimeZone
+{
+public:
+    explicit ScopedTimeZone(const char *tz)
+    {
+        if (const char *old = std::getenv("TZ"))
+            m_old = old;
+        setenv("TZ", tz, 1);
+        tzset();
+    }
+    ~ScopedTimeZone()
+    {
+        if (m_old.empty())
+            unsetenv("TZ");
+        else
+            setenv("TZ", m_old.c_str(), 1);
+        tzset();
+    }
+
+private:
+    std::string m_old;
+};
+
+// A GSA line with the given slots (padded to 12 empty ones) and dilution fields.
+std::string GSA(const char *fix, std::vector<std::string> slots, const std::string &dops)
+{
+    slots.resize(12);
+    std::string body = std::string("GPGSA,A,") + fix;
+    for (const std::string &s : slots)
+        body += "," + s;
+    return Sentence(body + "," + dops);
+}
+
+} // namespace
+
+TEST(NMEAParser, DispatchesTheFiveTagsOnly)
+{
+    const struct {
+        std::string line;
+        int type;
+        const char *legend;
+    } cases[] = {
+        {Sentence("GPGGA,1"), kSentenceGGA, "GGA"},
+        {Sentence("GPGSA,A"), kSentenceGSA, "GSA"},
+        {Sentence("GPGSV,1"), kSentenceGSV, "GSV"},
+        {Sentence("GPRMC,1"), kSentenceRMC, "RMC"},
+        {Sentence("GPVTG,1"), kSentenceVTG, "VTG"},
+        {"$GPVTG,1\r\n", kSentenceVTG, "no checksum, accepted unchecked"},
+        {"xx" + Sentence("GPRMC,1"), kSentenceRMC, "leading junk"},
+        {Sentence("gpgga,1"), kSentenceNone, "lower-case tag"},
+        {Sentence("GPZDA,1"), kSentenceNone, "unknown tag"},
+        {Sentence("GNGGA,1"), kSentenceNone, "other talker"},
+        {Sentence("GPGGAX,1"), kSentenceNone, "longer tag"},
+        {Sentence("GPGGA"), kSentenceGGA, "the asterisk ends the tag"},
+        {"$GPGGA\n", kSentenceNone, "no delimiter at all: no field"},
+        {"$", kSentenceNone, "$ alone"},
+        {"$G", kSentenceNone, "$ and one character"},
+        {std::string("$GP\0VTG,1\r\n", 11), kSentenceNone, "a NUL ends the line"},
+        {"A Reception-Timeout occured!\r\n", kSentenceNone, "reader time-out line"},
+    };
+    for (const auto &c : cases) {
+        SCOPED_TRACE(c.legend);
+        CNMEAParser p;
+        EXPECT_EQ(p.Parse(c.line), c.type);
+    }
+}
+
+TEST(GGASentence, Fields)
+{
+    CNMEAParser p;
+    ASSERT_EQ(p.Parse(Sentence("GPGGA,123519,4807.038,N,01131.000,E,1,08,0.9,545.4,M,46.9,M,2.5,0120")),
+              kSentenceGGA);
+    const CGGASentence &g = p.m_gga;
+    EXPECT_EQ(g.m_time, "123519");
+    EXPECT_DOUBLE_EQ(g.m_position.m_latitude, 48.1173);
+    EXPECT_DOUBLE_EQ(g.m_position.m_longitude, 11.516666666666667);
+    EXPECT_EQ(g.m_position.m_height, 0.0);
+    EXPECT_EQ(g.m_quality, 1);
+    EXPECT_EQ(g.m_satellites, 8);
+    EXPECT_EQ(g.m_hdop, 0.9);
+    EXPECT_EQ(g.m_altitude, 545.4);
+    EXPECT_EQ(g.m_geoidSeparation, 46.9);
+    EXPECT_EQ(g.m_dgpsAge, 2.5);
+    EXPECT_EQ(g.m_dgpsStation, 120);
+}
+
+TEST(GGASentence, HemispheresAndHDOP)
+{
+    const struct {
+        std::string body;
+        double lat, lon, hdop;
+        const char *legend;
+    } cases[] = {
+        {"GPGGA,1,4807.038,S,01131.000,W,1,08,1.2", -48.1173, -11.516666666666667, 1.2, "S W"},
+        {"GPGGA,1,4807.038,s,01131.000,w,1,08,", 48.1173, 11.516666666666667, 50.0,
+         "lower-case hemisphere stays positive; empty HDOP is 50"},
+        {"GPGGA,1,4807.038,N,01131.000,E,1,08,0.0", 48.1173, 11.516666666666667, 50.0,
+         "HDOP 0.0 is 50"},
+        {"GPGGA,1,,N,,E,0,00,", 0.0, 0.0, 50.0, "empty position is 0, 0"},
+        {"GPGGA,1,-4807.038,N,18000,E,1,08,9", -48.1173, 180.0, 9.0, "sign kept by the value"},
+        {"GPGGA,1,0.5,N,59.99,E,1,08,9", 0.008333333333333333, 0.9998333333333334, 9.0,
+         "minutes only"},
+    };
+    for (const auto &c : cases) {
+        SCOPED_TRACE(c.legend);
+        CNMEAParser p;
+        ASSERT_EQ(p.Parse(Sentence(c.body)), kSentenceGGA);
+        EXPECT_DOUBLE_EQ(p.m_gga.m_position.m_latitude, c.lat);
+        EXPECT_DOUBLE_EQ(p.m_gga.m_position.m_longitude, c.lon);
+        EXPECT_EQ(p.m_gga.m_hdop, c.hdop);
+    }
+}
+
+TEST(GGASentence, EmptyAndBrokenFieldsKeepPreviousValues)
+{
+    CNMEAParser p;
+    ASSERT_EQ(p.Parse(Sentence("GPGGA,100000,4807.038,N,01131.000,E,1,08,0.9,545.4,M,46.9,M,,")),
+              kSentenceGGA);
+    ASSERT_EQ(p.Parse(Sentence("GPGGA,100001,4807.038,N,01131.000,E,,x8,,,M,  ,M,,")),
+              kSentenceGGA);
+    EXPECT_EQ(p.m_gga.m_time, "100001");
+    EXPECT_EQ(p.m_gga.m_quality, 1);
+    EXPECT_EQ(p.m_gga.m_satellites, 8);
+    EXPECT_EQ(p.m_gga.m_hdop, 0.9);
+    EXPECT_EQ(p.m_gga.m_altitude, 545.4);
+    EXPECT_EQ(p.m_gga.m_geoidSeparation, 46.9);
+
+    ASSERT_EQ(p.Parse(Sentence("GPGGA,100002,,,,,2,12abc,1.5")), kSentenceGGA);
+    EXPECT_EQ(p.m_gga.m_satellites, 12) << "partial number";
+    EXPECT_EQ(p.m_gga.m_quality, 2);
+    EXPECT_EQ(p.m_gga.m_position.m_latitude, 0.0) << "the position is rebuilt every time";
+
+    ASSERT_EQ(p.Parse("$GPGGA,100003,,,,,0,03,7.0*00\r\n"), kSentenceNone);
+    EXPECT_EQ(p.m_gga.m_time, "100002") << "bad checksum touches nothing";
+    EXPECT_EQ(p.m_gga.m_hdop, 1.5);
+
+    ASSERT_EQ(p.Parse(Sentence("GPGGA")), kSentenceGGA);
+    EXPECT_EQ(p.m_gga.m_time, "") << "a missing text field becomes empty";
+    EXPECT_EQ(p.m_gga.m_quality, 2);
+}
+
+TEST(RMCSentence, SpeedTimeAndDate)
+{
+    const ScopedTimeZone utc("UTC0");
+    CNMEAParser p;
+    ASSERT_EQ(p.Parse(Sentence("GPRMC,123519,A,4807.038,N,01131.000,W,010.0,084.4,230304,003.1,W")),
+              kSentenceRMC);
+    const CRMCSentence &r = p.m_rmc;
+    EXPECT_EQ(r.m_status, "A");
+    EXPECT_DOUBLE_EQ(r.m_speedKmh, 18.52);
+    EXPECT_EQ(r.m_course, 84.4);
+    EXPECT_EQ(r.m_date, "230304");
+    EXPECT_EQ(r.m_magneticVariation, 3.1);
+    EXPECT_EQ(r.m_variationDirection, "W");
+    EXPECT_EQ(r.m_secondsOfDay, 45319.0);
+    EXPECT_EQ(r.m_dateTime, 1080045319) << "2004-03-23 12:35:19 as local time, TZ=UTC";
+    EXPECT_DOUBLE_EQ(r.m_position.m_longitude, -11.516666666666667);
+
+    ASSERT_EQ(p.Parse(Sentence("GPRMC,123519.50,A,,,,,,,230304")), kSentenceRMC);
+    EXPECT_EQ(r.m_secondsOfDay, 45319.5);
+    EXPECT_EQ(r.m_speedKnots, 10.0) << "empty speed keeps the previous";
+    EXPECT_EQ(r.m_dateTime, 1080045319) << "fraction dropped";
+
+    ASSERT_EQ(p.Parse(Sentence("GPRMC,235959,A,,,,,,,311299")), kSentenceRMC);
+    EXPECT_EQ(r.m_dateTime, 4102444799) << "no century rule: 99 is 2099";
+}
+
+TEST(RMCSentence, MalformedTimeOrDateZeroesSecondsOfDayOnly)
+{
+    const ScopedTimeZone utc("UTC0");
+    const char *bodies[] = {"GPRMC,123519,A,,,,,,,", "GPRMC,12351,A,,,,,,,230304",
+                            "GPRMC,123519,A,,,,,,,2303041", "GPRMC,123519,A,,,,,,,23034"};
+    for (const char *body : bodies) {
+        SCOPED_TRACE(body);
+        CNMEAParser p;
+        ASSERT_EQ(p.Parse(Sentence("GPRMC,010203,A,,,,,,,020304")), kSentenceRMC);
+        const std::time_t before = p.m_rmc.m_dateTime;
+        ASSERT_EQ(p.Parse(Sentence(body)), kSentenceRMC);
+        EXPECT_EQ(p.m_rmc.m_secondsOfDay, 0.0);
+        EXPECT_EQ(p.m_rmc.m_dateTime, before);
+    }
+}
+
+TEST(RMCSentence, DateTimeFollowsTheLocalZone)
+{
+    const ScopedTimeZone berlin("CET-1CEST,M3.5.0,M10.5.0/3");
+    CNMEAParser p;
+    const struct {
+        const char *body;
+        std::time_t expected;
+        const char *legend;
+    } cases[] = {
+        {"GPRMC,123519,A,,,,,,,230304", 1080041719, "winter, UTC+1"},
+        {"GPRMC,120000,A,,,,,,,010704", 1088676000, "summer, UTC+2"},
+        {"GPRMC,120059,A,,,,,,,010704", 1088676059, "same minute from the cache"},
+        {"GPRMC,120075,A,,,,,,,010704", 1088676075, "seconds beyond 59 are normalised"},
+        {"GPRMC,1a0000,A,,,,,,,010704", 1088636400, "broken hour digits read as atoi does"},
+    };
+    for (const auto &c : cases) {
+        SCOPED_TRACE(c.legend);
+        ASSERT_EQ(p.Parse(Sentence(c.body)), kSentenceRMC);
+        EXPECT_EQ(p.m_rmc.m_dateTime, c.expected);
+    }
+}
+
+TEST(VTGSentence, RecognisedAndIgnored)
+{
+    CNMEAParser p;
+    ASSERT_EQ(p.Parse(Sentence("GPRMC,123519,A,4807.038,N,01131.000,E,1,2,230304,3,W")),
+              kSentenceRMC);
+    ASSERT_EQ(p.Parse(Sentence("GPVTG,054.7,T,034.4,M,005.5,N,010.2,K")), kSentenceVTG);
+    EXPECT_EQ(p.m_rmc.m_course, 2.0);
+}
+
+TEST(GSASentence, SlotsAndUsedSet)
+{
+    CNMEAParser p;
+    const CGSASentence &g = p.m_gsa;
+    ASSERT_EQ(p.Parse(GSA("3", {"04", "05", "", "09", "12", "", "", "24"}, "2.5,1.3,2.1")), kSentenceGSA);
+    EXPECT_EQ(g.m_mode, "A");
+    EXPECT_EQ(g.m_fixMode, 3);
+    EXPECT_EQ(g.m_prn, (std::array<std::int32_t, 12>{4, 5, 0, 9, 12, 0, 0, 24, 0, 0, 0, 0}));
+    for (int prn : {0, 4, 5, 9, 12, 24})
+        EXPECT_TRUE(g.IsUsed(prn)) << prn;
+    EXPECT_FALSE(g.IsUsed(1));
+    EXPECT_EQ(g.m_used.GetSize(), 6);
+    EXPECT_EQ(g.m_pdop, 2.5);
+    EXPECT_EQ(g.m_hdop, 1.3);
+    EXPECT_EQ(g.m_vdop, 2.1);
+
+    ASSERT_EQ(p.Parse(GSA("3", {"04"}, ",,")), kSentenceGSA);
+    EXPECT_EQ(g.m_prn, (std::array<std::int32_t, 12>{4, 5, 0, 9, 12, 0, 0, 24, 0, 0, 0, 0}))
+        << "empty slots keep their numbers";
+    for (int prn : {0, 4, 5, 9, 12, 24})
+        EXPECT_TRUE(g.IsUsed(prn)) << prn;
+    EXPECT_EQ(g.m_pdop, 2.5) << "empty dilution keeps the previous";
+
+    ASSERT_EQ(p.Parse(GSA("3", {"07", "xx"}, "1,1,1")), kSentenceGSA);
+    EXPECT_EQ(g.m_prn[1], 5) << "letters do not convert";
+    EXPECT_FALSE(g.IsUsed(5)) << "and do not count as used";
+    EXPECT_TRUE(g.IsUsed(7));
+    EXPECT_FALSE(g.IsUsed(4)) << "the used set is rebuilt";
+
+    p.m_gsa.Reset();
+    EXPECT_EQ(g.m_prn, (std::array<std::int32_t, 12>{}));
+    EXPECT_EQ(g.m_pdopHistory.GetSize(), 0);
+}
+
+TEST(GSASentence, DilutionHistories)
+{
+    CNMEAParser p;
+    const CGSASentence &g = p.m_gsa;
+    ASSERT_EQ(p.Parse(GSA("1", {}, "0.0,3.0,4.0")), kSentenceGSA);
+    ASSERT_EQ(p.Parse(GSA("1", {}, ",,")), kSentenceGSA);
+    EXPECT_EQ(g.m_hdopHistory.GetSize(), 0) << "PDOP 0 or empty feeds nothing";
+    EXPECT_EQ(g.GetAverageHDOP(), 0.0);
+
+    for (int i = 1; i <= 61; ++i)
+        ASSERT_EQ(p.Parse(GSA("3", {}, std::to_string(i) + ".0,1.5," + std::to_string(2 * i))),
+                  kSentenceGSA);
+    EXPECT_EQ(g.m_pdopHistory.GetSize(), 60);
+    EXPECT_EQ(g.GetAveragePDOP(), 31.5) << "mean of 2..61";
+    EXPECT_EQ(g.GetAverageHDOP(), 1.5);
+    EXPECT_EQ(g.GetAverageVDOP(), 63.0);
+    EXPECT_EQ(g.m_pdopHistory.GetValue(0), 2.0) << "oldest first";
+    EXPECT_EQ(g.m_pdopHistory.GetValue(59), 61.0);
+}
+
+TEST(GSVSentence, GroupFillsTableInPlace)
+{
+    CNMEAParser p;
+    const CGSVSentence &v = p.m_gsv;
+    const std::string messages[] = {
+        Sentence("GPGSV,3,1,10,01,40,083,46,02,17,308,41,03,07,344,39,04,22,228,45"),
+        Sentence("GPGSV,3,2,10,05,01,010,10,06,02,020,20,07,03,030,30,08,04,040,40"),
+        Sentence("GPGSV,3,3,10,09,05,050,,10,06,060,xx"),
+    };
+    const bool more[] = {true, true, false};
+    for (int i = 0; i < 3; ++i) {
+        ASSERT_EQ(p.Parse(messages[i]), kSentenceGSV);
+        EXPECT_EQ(v.m_moreToCome, more[i]) << "message " << i + 1;
+    }
+    EXPECT_EQ(v.m_inView, 10);
+    for (int i = 0; i < 10; ++i)
+        EXPECT_EQ(v.m_satellites[static_cast<std::size_t>(i)].m_prn, i + 1);
+    EXPECT_EQ(v.m_satellites[4].m_snr, 10);
+    EXPECT_EQ(v.m_satellites[8].m_snr, 0) << "empty SNR keeps the (reset) value";
+    EXPECT_EQ(v.m_satellites[9].m_snr, -1) << "letters give -1";
+    EXPECT_EQ(v.m_satellites[10].m_prn, 0);
+
+    // Next group: fewer satellites; entries beyond stay, empty SNR keeps the previous.
+    ASSERT_EQ(p.Parse(Sentence("GPGSV,1,1,02,11,10,100,,12,11,110,")), kSentenceGSV);
+    EXPECT_EQ(v.m_satellites[0].m_prn, 11);
+    EXPECT_EQ(v.m_satellites[0].m_snr, 46);
+    EXPECT_EQ(v.m_satellites[2].m_prn, 3);
+    EXPECT_FALSE(v.m_moreToCome);
+}
+
+TEST(GSVSentence, OutOfTableMessagesAndShortGroups)
+{
+    const struct {
+        std::string body;
+        int entry;    // entry to inspect
+        int prn;      // expected PRN there
+        const char *legend;
+    } cases[] = {
+        {"GPGSV,4,4,13,13,10,100,30", 0, 0, "fourth message is not stored"},
+        {"GPGSV,1,0,13,13,10,100,30", 0, 0, "message number 0 is not stored"},
+        {"GPGSV,1,2147483647,1,13,10,100,30", 0, 0, "huge message number"},
+        {"GPGSV,1,-2147483647,1,13,10,100,30", 0, 0, "huge negative message number"},
+        {"GPGSV,1,1,1,13,10,100", 0, 0, "incomplete group is skipped"},
+        {"GPGSV,1,1,1,13,10,100,", 0, 13, "empty last field completes the group"},
+        {"GPGSV,3,3,9,13,10,100,30,14,1,1,1,15,1,1,1", 8, 13, "third message starts at entry 8"},
+    };
+    for (const auto &c : cases) {
+        SCOPED_TRACE(c.legend);
+        CNMEAParser p;
+        ASSERT_EQ(p.Parse(Sentence(c.body)), kSentenceGSV);
+        EXPECT_EQ(p.m_gsv.m_satellites[static_cast<std::size_t>(c.entry)].m_prn, c.prn);
+    }
+}
