@@ -3,13 +3,13 @@
 #include "nmea/NMEAParser.h"
 
 #include <benchmark/benchmark.h>
-
 #include <fstream>
 #include <iterator>
 #include <string>
 #include <vector>
 
-namespace {
+namespace
+{
 
 std::string ReadDemo()
 {

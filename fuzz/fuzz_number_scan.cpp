@@ -9,7 +9,8 @@
 #include <locale.h>
 #include <string>
 
-namespace {
+namespace
+{
 
 locale_t CLocale()
 {

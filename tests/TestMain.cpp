@@ -1,10 +1,10 @@
-#include <gtest/gtest.h>
-
 #include <clocale>
 #include <cstring>
+#include <gtest/gtest.h>
 #include <string>
 
-namespace {
+namespace
+{
 
 // Switches the process locale the way a GUI toolkit does at start, for the whole run.
 class LocaleEnvironment : public ::testing::Environment
@@ -36,7 +36,8 @@ int main(int argc, char **argv)
     for (int i = 1; i < argc; ++i) {
         constexpr const char *prefix = "--locale=";
         if (std::strncmp(argv[i], prefix, std::strlen(prefix)) == 0)
-            ::testing::AddGlobalTestEnvironment(new LocaleEnvironment(argv[i] + std::strlen(prefix)));
+            ::testing::AddGlobalTestEnvironment(
+                new LocaleEnvironment(argv[i] + std::strlen(prefix)));
     }
     return RUN_ALL_TESTS();
 }

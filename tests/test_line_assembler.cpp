@@ -1,11 +1,11 @@
 #include "nmea/LineAssembler.h"
 
 #include <gtest/gtest.h>
-
 #include <string>
 #include <vector>
 
-namespace {
+namespace
+{
 
 std::vector<std::string> Cut(const std::string &bytes, std::size_t chunk, std::size_t *pending)
 {
@@ -39,7 +39,9 @@ TEST(LineAssembler, CutsLikeTheReader)
         {s82, {s82}, 0, "82 bytes without line feed end a line"},
         {s82 + "\n", {s82, "\n"}, 0, "the line feed after 82 bytes is a line of its own"},
         {s82 + "xy\r\n", {s82, "xy\r\n"}, 0, "long line split after 82 bytes"},
-        {std::string(200, 'c'), {std::string(82, 'c'), std::string(82, 'c')}, 36,
+        {std::string(200, 'c'),
+         {std::string(82, 'c'), std::string(82, 'c')},
+         36,
          "two full pieces, the rest waits"},
         {"$GPGGA", {}, 6, "unfinished last line is not a line"},
         {std::string("ab\0cd\n", 6), {"ab"}, 0, "a NUL cuts the line as a C string"},

@@ -2,11 +2,11 @@
 #include "nmea/NMEAFields.h"
 
 #include <gtest/gtest.h>
-
 #include <string>
 #include <vector>
 
-namespace {
+namespace
+{
 
 struct SplitCase {
     std::string line;

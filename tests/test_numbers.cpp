@@ -1,21 +1,24 @@
 #include "nmea/Numbers.h"
 
-#include <gtest/gtest.h>
-
 #include <cmath>
 #include <cstdint>
 #include <cstdio>
+#include <gtest/gtest.h>
 #include <locale.h>
 #include <random>
 #include <string>
 
-namespace {
+namespace
+{
 
 // glibc's own sscanf in the "C" locale is the reference for every scan.
 class CScanOracle
 {
 public:
-    CScanOracle() : m_c(newlocale(LC_ALL_MASK, "C", nullptr)) {}
+    CScanOracle()
+        : m_c(newlocale(LC_ALL_MASK, "C", nullptr))
+    {
+    }
     ~CScanOracle() { freelocale(m_c); }
     template <class T> int Scan(const std::string &text, const char *format, T &value) const
     {
@@ -65,6 +68,7 @@ void ExpectSameAsScanf(const CScanOracle &oracle, const std::string &text)
 TEST(NumberScan, MatchesScanfOnNMEAAndGarbageFields)
 {
     const CScanOracle oracle;
+    // clang-format off
     const char *cases[] = {
         "", " ", "\t\r", "4807.038", "01131.000", "-12.5", "+3", "0.9", "545.4", "12abc", "1e",
         "1e+", "1e5x", "1.5e-3", "-", "+", ".", "-.", ".5", "5.", "0", "-0", "-0.0", "00012.5000",
@@ -75,6 +79,7 @@ TEST(NumberScan, MatchesScanfOnNMEAAndGarbageFields)
         "123456789012345678901234", "0.1234567890123456789012345", "9007199254740993",
         "1e400", "1e-400", "4.9e-324", "2.2250738585072011e-308", "12,5", "1.2.3", "abc", "G",
         "0.000000000000000000000001", "17976931348623157e292", "2A", "-2a", "0x47", "*47"};
+    // clang-format on
     for (const char *c : cases)
         ExpectSameAsScanf(oracle, c);
 }

@@ -1,15 +1,15 @@
 #include "NMEATestUtils.h"
 #include "nmea/NMEAParser.h"
 
-#include <gtest/gtest.h>
-
 #include <cmath>
 #include <cstdlib>
 #include <ctime>
+#include <gtest/gtest.h>
 #include <string>
 #include <vector>
 
-namespace {
+namespace
+{
 
 // Sets TZ for one test and puts the old value back.
 class ScopedTimeZone
@@ -82,8 +82,9 @@ TEST(NMEAParser, DispatchesTheFiveTagsOnly)
 TEST(GGASentence, Fields)
 {
     CNMEAParser p;
-    ASSERT_EQ(p.Parse(Sentence("GPGGA,123519,4807.038,N,01131.000,E,1,08,0.9,545.4,M,46.9,M,2.5,0120")),
-              kSentenceGGA);
+    ASSERT_EQ(
+        p.Parse(Sentence("GPGGA,123519,4807.038,N,01131.000,E,1,08,0.9,545.4,M,46.9,M,2.5,0120")),
+        kSentenceGGA);
     const CGGASentence &g = p.m_gga;
     EXPECT_EQ(g.m_time, "123519");
     EXPECT_DOUBLE_EQ(g.m_position.m_latitude, 48.1173);
@@ -230,7 +231,8 @@ TEST(GSASentence, SlotsAndUsedSet)
 {
     CNMEAParser p;
     const CGSASentence &g = p.m_gsa;
-    ASSERT_EQ(p.Parse(GSA("3", {"04", "05", "", "09", "12", "", "", "24"}, "2.5,1.3,2.1")), kSentenceGSA);
+    ASSERT_EQ(p.Parse(GSA("3", {"04", "05", "", "09", "12", "", "", "24"}, "2.5,1.3,2.1")),
+              kSentenceGSA);
     EXPECT_EQ(g.m_mode, "A");
     EXPECT_EQ(g.m_fixMode, 3);
     EXPECT_EQ(g.m_prn, (std::array<std::int32_t, 12>{4, 5, 0, 9, 12, 0, 0, 24, 0, 0, 0, 0}));
@@ -278,6 +280,13 @@ TEST(GSASentence, DilutionHistories)
     EXPECT_EQ(g.GetAverageVDOP(), 63.0);
     EXPECT_EQ(g.m_pdopHistory.GetValue(0), 2.0) << "oldest first";
     EXPECT_EQ(g.m_pdopHistory.GetValue(59), 61.0);
+
+    ASSERT_EQ(p.Parse(GSA("3", {}, "nan,inf,1")), kSentenceGSA);
+    EXPECT_TRUE(std::isnan(g.GetAveragePDOP()));
+    for (int i = 0; i < 60; ++i)
+        ASSERT_EQ(p.Parse(GSA("3", {}, "2.0,1.0,1")), kSentenceGSA);
+    EXPECT_EQ(g.GetAveragePDOP(), 2.0) << "garbage slides out of the average";
+    EXPECT_EQ(g.GetAverageHDOP(), 1.0);
 }
 
 TEST(GSVSentence, GroupFillsTableInPlace)
@@ -314,8 +323,8 @@ TEST(GSVSentence, OutOfTableMessagesAndShortGroups)
 {
     const struct {
         std::string body;
-        int entry;    // entry to inspect
-        int prn;      // expected PRN there
+        int entry; // entry to inspect
+        int prn;   // expected PRN there
         const char *legend;
     } cases[] = {
         {"GPGSV,4,4,13,13,10,100,30", 0, 0, "fourth message is not stored"},

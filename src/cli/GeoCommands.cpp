@@ -7,7 +7,8 @@
 #include <cstdio>
 #include <string>
 
-namespace {
+namespace
+{
 
 constexpr const char *kPositionHelp =
     "usage: veloran-cli position LAT LON\n"
@@ -97,7 +98,8 @@ int RunDistance(const std::vector<std::string_view> &args)
         }
     }
     if (positional.size() != 4)
-        return UsageError("distance: expected LAT1 LON1 LAT2 LON2 (try 'veloran-cli distance --help')");
+        return UsageError(
+            "distance: expected LAT1 LON1 LAT2 LON2 (try 'veloran-cli distance --help')");
     CGeoPosition from;
     CGeoPosition to;
     std::string error;

@@ -10,7 +10,8 @@
 #include <cmath>
 #include <string_view>
 
-namespace {
+namespace
+{
 
 // Python's json reads and writes non-finite values as these bare words.
 void AppendReal(std::string &out, double v)
@@ -22,8 +23,8 @@ void AppendReal(std::string &out, double v)
     } else {
         char buffer[32];
         // Same digits as printf("%.17g"): enough to read back the exact double.
-        const auto r = std::to_chars(buffer, buffer + sizeof buffer, v,
-                                     std::chars_format::general, 17);
+        const auto r =
+            std::to_chars(buffer, buffer + sizeof buffer, v, std::chars_format::general, 17);
         out.append(buffer, r.ptr);
     }
 }
@@ -224,10 +225,9 @@ void AppendTextLine(std::string &out, long long n, int type, const CNMEAParser &
     }
     case kSentenceRMC: {
         const CRMCSentence &s = parser.m_rmc;
-        out += FormatC("RMC %s %s %s %s %.1f km/h course %.1f", s.m_time.c_str(),
-                       s.m_date.c_str(), s.m_status.c_str(),
-                       FormatPosition(s.m_position, " ", kFormatDD).c_str(), s.m_speedKmh,
-                       s.m_course);
+        out += FormatC("RMC %s %s %s %s %.1f km/h course %.1f", s.m_time.c_str(), s.m_date.c_str(),
+                       s.m_status.c_str(), FormatPosition(s.m_position, " ", kFormatDD).c_str(),
+                       s.m_speedKmh, s.m_course);
         break;
     }
     case kSentenceGSA: {

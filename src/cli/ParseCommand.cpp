@@ -13,7 +13,8 @@
 #include <string>
 #include <unistd.h>
 
-namespace {
+namespace
+{
 
 constexpr const char *kParseHelp =
     "usage: veloran-cli parse FILE|- [--json] [--all] [--summary]\n"

@@ -4,19 +4,19 @@
 #include <cstdio>
 #include <string>
 
-namespace {
+namespace
+{
 
-constexpr const char *kUsage =
-    "usage: veloran-cli COMMAND [ARGS]\n"
-    "\n"
-    "Commands:\n"
-    "  parse FILE|- [--json] [--all] [--summary]\n"
-    "                    decode an NMEA log line by line\n"
-    "  position LAT LON  a position in the four coordinate formats\n"
-    "  distance LAT1 LON1 LAT2 LON2 [--units metric|imperial|nautic]\n"
-    "                    the distance between two positions\n"
-    "\n"
-    "'veloran-cli COMMAND --help' describes a command.\n";
+constexpr const char *kUsage = "usage: veloran-cli COMMAND [ARGS]\n"
+                               "\n"
+                               "Commands:\n"
+                               "  parse FILE|- [--json] [--all] [--summary]\n"
+                               "                    decode an NMEA log line by line\n"
+                               "  position LAT LON  a position in the four coordinate formats\n"
+                               "  distance LAT1 LON1 LAT2 LON2 [--units metric|imperial|nautic]\n"
+                               "                    the distance between two positions\n"
+                               "\n"
+                               "'veloran-cli COMMAND --help' describes a command.\n";
 
 } // namespace
 
@@ -26,7 +26,10 @@ int UsageError(const std::string &message)
     return kExitUsage;
 }
 
-bool IsHelp(std::string_view arg) { return arg == "--help" || arg == "-h"; }
+bool IsHelp(std::string_view arg)
+{
+    return arg == "--help" || arg == "-h";
+}
 
 bool ParseNumberArgument(std::string_view text, double &value)
 {

@@ -1,0 +1,107 @@
+#include "geo/CoordinateFormat.h"
+
+#include "geo/UTM.h"
+#include "nmea/Numbers.h"
+
+#include <cmath>
+
+namespace
+{
+
+// The exact double of 1/60, so typed positions convert the same everywhere.
+constexpr double kOneSixtieth = 0.016666666666666666;
+
+// Values are typed as text; a failed scan keeps the coordinate, the hemisphere only flips a
+// value that was read (the sign the user typed is kept as well).
+void ParseCoordinate(double &coordinate, std::string_view text, int hemisphere, int format)
+{
+    double v = 0.0;
+    if (ScanDouble(text, v) != 1)
+        return;
+    double value = v;
+    if (format == kFormatDDMM) {
+        const double d = TruncToInt(v * 0.01);
+        value = (v - d * 100.0) * kOneSixtieth + d;
+    } else if (format == kFormatDDMMSS) {
+        const double d = TruncToInt(v * 0.0001);
+        const double r = v - d * 10000.0;
+        const double m = TruncToInt(r * 0.01);
+        value = ((r - m * 100.0) * kOneSixtieth + m) * kOneSixtieth + d;
+    }
+    coordinate = value * (hemisphere == 1 ? -1.0 : 1.0);
+}
+
+} // namespace
+
+void FormatAngle(std::string &out, double value, int format)
+{
+    // The sign is shown by the hemisphere suffix only.
+    const double a = std::fabs(value);
+    switch (format) {
+    case kFormatDD:
+        out = FormatC("%09.6lf", a);
+        break;
+    case kFormatDDMM: {
+        // No carry: minutes that round up print as "60.0000" rather than bumping the degrees.
+        const int degrees = TruncToInt(a);
+        const double minutes = (a - degrees) * 60.0;
+        out = FormatC("%02d%07.4lf", degrees, minutes);
+        break;
+    }
+    case kFormatDDMMSS: {
+        const int degrees = TruncToInt(a);
+        const double minutes = (a - degrees) * 60.0;
+        const int wholeMinutes = TruncToInt(minutes);
+        const double seconds = (minutes - wholeMinutes) * 60.0;
+        out = FormatC("%02d%02d%05.2lf", degrees, wholeMinutes, seconds);
+        break;
+    }
+    default:
+        break;
+    }
+}
+
+std::string FormatLatitude(const CGeoPosition &position, int format, bool withSuffix)
+{
+    std::string text;
+    FormatAngle(text, position.m_latitude, format);
+    // Only values above 0.0 are north: 0.0 itself shows " S", as it always has.
+    if (withSuffix)
+        text += position.m_latitude > 0.0 ? " N" : " S";
+    return text;
+}
+
+std::string FormatLongitude(const CGeoPosition &position, int format, bool withSuffix)
+{
+    std::string text;
+    FormatAngle(text, position.m_longitude, format);
+    if (withSuffix)
+        text += position.m_longitude > 0.0 ? " E" : " W";
+    return text;
+}
+
+std::string FormatPosition(const CGeoPosition &position, std::string_view separator, int format)
+{
+    // Callers hand over C strings; cut at a NUL so every format treats the separator alike.
+    const std::string sep(separator.substr(0, separator.find('\0')));
+    if (format == kFormatUTM) {
+        double northing = 0.0;
+        double easting = 0.0;
+        std::string zone;
+        LatLonToUTM(position, northing, easting, zone);
+        return FormatC("%.2f%s%.2f%s%s", easting, sep.c_str(), northing, sep.c_str(), zone.c_str());
+    }
+    if (format < kFormatDD || format > kFormatDDMMSS)
+        return sep;
+    return FormatLatitude(position, format, true) + sep + FormatLongitude(position, format, true);
+}
+
+int ParsePosition(CGeoPosition &position, std::string_view longitudeText, int longitudeHemisphere,
+                  std::string_view latitudeText, int latitudeHemisphere, int format)
+{
+    if (format < kFormatDD || format > kFormatDDMMSS)
+        return 0;
+    ParseCoordinate(position.m_longitude, longitudeText, longitudeHemisphere, format);
+    ParseCoordinate(position.m_latitude, latitudeText, latitudeHemisphere, format);
+    return 1;
+}

@@ -1,0 +1,65 @@
+#include "geo/Distance.h"
+
+#include "nmea/Numbers.h"
+
+#include <cmath>
+
+namespace
+{
+
+// The International (1924) radius, not WGS84, on purpose: every distance in the program, the
+// proximity alarm included, is measured with it and must keep agreeing.
+constexpr double kSphereRadius = 6378388.0;
+constexpr double kDegToRad = 0.017453292519943295;
+
+// Above this many metres, metric and imperial switch to the larger unit.
+constexpr double kSwitchOver = 10000.0;
+constexpr double kKilometresPerMetre = 0.001;
+// A mile of 1609.3 m rather than 1609.344, to agree with the speed and goto displays.
+constexpr double kMilesPerMetre = 0.0006213881811967936;
+constexpr double kFeetPerMetre = 3.28084;
+constexpr double kNauticalMilesPerMetre = 0.0005399568034557236;
+
+} // namespace
+
+double Distance(const CGeoPosition &from, const CGeoPosition &to)
+{
+    const double phi1 = from.m_latitude * kDegToRad;
+    const double phi2 = to.m_latitude * kDegToRad;
+    const double dlambda = (to.m_longitude - from.m_longitude) * kDegToRad;
+    const double angle = std::acos(std::cos(dlambda) * std::cos(phi2) * std::cos(phi1)
+                                   + std::sin(phi2) * std::sin(phi1));
+    const double distance = (std::fabs(to.m_height - from.m_height) * 0.5 + kSphereRadius) * angle;
+    // Rounding can push the cosine past 1 for nearby points, and acos then gives NaN.
+    return distance > 0.0 ? distance : 0.0;
+}
+
+CDistance::CDistance(double metres)
+    : m_metres(metres)
+{
+}
+
+double CDistance::GetMetres() const
+{
+    return m_metres;
+}
+
+void CDistance::Format(std::string &out, int unitSystem) const
+{
+    const double d = m_metres;
+    switch (unitSystem) {
+    case 1:
+        out = d > kSwitchOver ? FormatC("%.5g km", d * kKilometresPerMetre) : FormatC("%.5g m", d);
+        break;
+    case 2:
+        out = d > kSwitchOver ? FormatC("%.5g miles", d * kMilesPerMetre)
+                              : FormatC("%.5g feet", d * kFeetPerMetre);
+        break;
+    case 3:
+        // No smaller unit at sea: short distances stay fractions of a nautical mile.
+        out = FormatC("%.5g nm", d * kNauticalMilesPerMetre);
+        break;
+    default:
+        break;
+    }
+}

@@ -5,7 +5,8 @@
 #include <cmath>
 #include <cstdint>
 
-namespace {
+namespace
+{
 
 constexpr double kOneSixtieth = 0.016666666666666666;
 

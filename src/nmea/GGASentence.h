@@ -26,13 +26,13 @@ public:
     /// gauges and averages never see a zero.
     static constexpr double kMissingHDOP = 50.0;
 
-    std::string m_time;              ///< hhmmss.ss UTC as received
-    std::int32_t m_quality = 0;      ///< 0 invalid, 1 GPS, 2 differential, as sent
-    std::int32_t m_satellites = 0;   ///< satellites in use
+    std::string m_time;            ///< hhmmss.ss UTC as received
+    std::int32_t m_quality = 0;    ///< 0 invalid, 1 GPS, 2 differential, as sent
+    std::int32_t m_satellites = 0; ///< satellites in use
     double m_hdop = 0.0;
-    double m_altitude = 0.0;         ///< metres above mean sea level
-    double m_geoidSeparation = 0.0;  ///< metres
-    double m_dgpsAge = 0.0;          ///< seconds
+    double m_altitude = 0.0;        ///< metres above mean sea level
+    double m_geoidSeparation = 0.0; ///< metres
+    double m_dgpsAge = 0.0;         ///< seconds
     std::int32_t m_dgpsStation = 0;
     CGeoPosition m_position;
 };

@@ -3,6 +3,7 @@
 #include "NMEAFields.h"
 
 #include <algorithm>
+#include <cmath>
 
 void CDOPHistory::Add(double value)
 {
@@ -15,6 +16,13 @@ void CDOPHistory::Add(double value)
     m_sum = m_sum - m_values[static_cast<std::size_t>(m_first)];
     m_values[static_cast<std::size_t>(m_first)] = value;
     m_first = (m_first + 1) % kLength;
+    // A "nan" or "inf" field (garbage in a line without checksum) would stay in a running sum
+    // for good; once it has slid out, the sum is taken afresh.
+    if (!std::isfinite(m_sum)) {
+        m_sum = 0.0;
+        for (int i = 0; i < m_size; ++i)
+            m_sum = m_sum + GetValue(i);
+    }
 }
 
 void CDOPHistory::Clear()

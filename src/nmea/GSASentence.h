@@ -68,12 +68,12 @@ public:
     /// PRN slots as listed; an empty field keeps the slot's previous number (only Reset clears
     /// them), and that number counts as used again.
     std::array<std::int32_t, kSlots> m_prn{};
-    std::string m_mode;           ///< "M" manual, "A" automatic
-    std::int32_t m_fixMode = 0;   ///< 1 none, 2 2D, 3 3D
+    std::string m_mode;         ///< "M" manual, "A" automatic
+    std::int32_t m_fixMode = 0; ///< 1 none, 2 2D, 3 3D
     double m_pdop = 0.0;
     double m_hdop = 0.0;
     double m_vdop = 0.0;
-    CDOPHistory m_pdopHistory;    ///< fed only by sentences with a non-zero PDOP
+    CDOPHistory m_pdopHistory; ///< fed only by sentences with a non-zero PDOP
     CDOPHistory m_hdopHistory;
     CDOPHistory m_vdopHistory;
     CUsedSatellites m_used;

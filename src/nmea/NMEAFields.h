@@ -16,7 +16,7 @@ public:
     /// Returns the field count, or 0 when the line is refused (no "$", too short, bad checksum).
     int Split(std::string_view line);
 
-    [[nodiscard]] int GetCount() const { return static_cast<int>(m_fields.size()); }
+    [[nodiscard]] int GetCount() const { return m_count; }
 
     /// A copy of field `index`; empty for any index outside the list.
     [[nodiscard]] std::string GetField(int index) const { return std::string(FieldView(index)); }
@@ -26,7 +26,7 @@ public:
     {
         if (index < 0 || index >= GetCount())
             return {};
-        const Span &s = m_fields[static_cast<std::size_t>(index)];
+        const Span &s = m_spans[static_cast<std::size_t>(index)];
         return std::string_view(m_line).substr(s.offset, s.length);
     }
 
@@ -44,7 +44,8 @@ private:
         std::uint32_t length;
     };
 
-    std::string m_line; // from the "$" on; the fields point into it
-    std::vector<Span> m_fields;
+    std::string m_line;        // from the "$" on; the fields point into it
+    std::vector<Span> m_spans; // m_count used; grown once to the longest line seen
+    int m_count = 0;
     std::uint32_t m_checksum = 0;
 };

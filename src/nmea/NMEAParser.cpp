@@ -15,7 +15,8 @@ CNMEAParser::CNMEAParser()
 int CNMEAParser::Parse(std::string_view line)
 {
     if (const void *nul = std::memchr(line.data(), '\0', line.size()))
-        line = line.substr(0, static_cast<std::size_t>(static_cast<const char *>(nul) - line.data()));
+        line =
+            line.substr(0, static_cast<std::size_t>(static_cast<const char *>(nul) - line.data()));
     if (m_fields.Split(line) == 0)
         return kSentenceNone;
     const std::string_view tag = m_fields.FieldView(0);

@@ -8,7 +8,8 @@
 #include <limits>
 #include <locale.h>
 
-namespace {
+namespace
+{
 
 locale_t CLocale()
 {
@@ -22,9 +23,15 @@ constexpr bool IsBlank(char c)
     return c == ' ' || c == '\t' || c == '\n' || c == '\v' || c == '\f' || c == '\r';
 }
 
-constexpr bool IsDigit(char c) { return c >= '0' && c <= '9'; }
+constexpr bool IsDigit(char c)
+{
+    return c >= '0' && c <= '9';
+}
 
-constexpr char Lower(char c) { return (c >= 'A' && c <= 'Z') ? static_cast<char>(c + 32) : c; }
+constexpr char Lower(char c)
+{
+    return (c >= 'A' && c <= 'Z') ? static_cast<char>(c + 32) : c;
+}
 
 constexpr int HexValue(char c)
 {
@@ -39,35 +46,6 @@ constexpr int HexValue(char c)
 // Exact powers of ten: every one up to 1e22 is a double without rounding.
 constexpr double kPow10[] = {1e0,  1e1,  1e2,  1e3,  1e4,  1e5,  1e6,  1e7,  1e8,  1e9,  1e10, 1e11,
                              1e12, 1e13, 1e14, 1e15, 1e16, 1e17, 1e18, 1e19, 1e20, 1e21, 1e22};
-
-// Plain "[-+]ddd[.ddd]" text, which is nearly every NMEA number: with at most 2^53 as mantissa and
-// at most 22 fraction digits, one division of two exact doubles is correctly rounded, so the
-// result equals strtod's. Returns false when the text needs the general conversion.
-bool FastDecimal(std::string_view digits, bool negative, double &value)
-{
-    std::uint64_t mantissa = 0;
-    int significant = 0;
-    int fraction = 0;
-    bool afterDot = false;
-    for (char c : digits) {
-        if (c == '.') {
-            afterDot = true;
-            continue;
-        }
-        if (afterDot)
-            ++fraction;
-        if (mantissa == 0 && c == '0')
-            continue;
-        if (++significant > 19)
-            return false;
-        mantissa = mantissa * 10 + static_cast<unsigned>(c - '0');
-    }
-    if (mantissa > (std::uint64_t{1} << 53) || fraction > 22)
-        return false;
-    const double v = static_cast<double>(mantissa) / kPow10[fraction];
-    value = negative ? -v : v;
-    return true;
-}
 
 bool GeneralDecimal(std::string_view text, double &value)
 {
@@ -139,6 +117,44 @@ int ScanDouble(std::string_view text, double &value)
         return 1;
     }
 
+    // Plain "ddd[.ddd]", nearly every NMEA number, in one pass. With at most 2^53 as mantissa and
+    // at most 22 fraction digits, one division of two exact doubles is correctly rounded, so the
+    // result equals strtod's. Anything else takes the general route below.
+    {
+        std::uint64_t mantissa = 0;
+        int significant = 0;
+        int fraction = 0;
+        bool dot = false;
+        bool digit = false;
+        std::size_t j = i;
+        for (; j < n; ++j) {
+            const char c = text[j];
+            if (IsDigit(c)) {
+                digit = true;
+                fraction += dot;
+                if (mantissa != 0 || c != '0') {
+                    ++significant;
+                    mantissa = mantissa * 10 + static_cast<unsigned>(c - '0');
+                }
+            } else if (c == '.' && !dot) {
+                dot = true;
+            } else {
+                break;
+            }
+        }
+        const char stop = j < n ? Lower(text[j]) : '\0';
+        const bool hexPrefix = stop == 'x' && j == i + 1 && text[i] == '0';
+        if (!(digit && stop == 'e') && !hexPrefix) {
+            if (!digit)
+                return 0;
+            if (significant <= 19 && mantissa <= (std::uint64_t{1} << 53) && fraction <= 22) {
+                const double v = static_cast<double>(mantissa) / kPow10[fraction];
+                value = negative ? -v : v;
+                return 1;
+            }
+        }
+    }
+
     // The characters scanf takes into its number buffer before it hands that to strtod.
     const std::size_t digitsStart = i;
     bool hex = false;
@@ -172,16 +188,13 @@ int ScanDouble(std::string_view text, double &value)
     if (i == digitsStart || (hex && i == digitsStart + 2))
         return 0;
 
-    if (!hex && !gotExponent) {
-        if (!gotDigit)
-            return 0;
-        if (FastDecimal(text.substr(digitsStart, i - digitsStart), negative, value))
-            return 1;
-    }
+    if (!hex && !gotExponent && !gotDigit)
+        return 0;
     return GeneralDecimal(text.substr(start, i - start), value) ? 1 : 0;
 }
 
-namespace {
+namespace
+{
 
 // The digits scanf takes for an integer conversion, as a magnitude that sticks at 2^64-1.
 struct IntegerText {
@@ -220,10 +233,12 @@ IntegerText ScanInteger(std::string_view text, bool hex)
         if (d < 0)
             break;
         any = true;
-        if (r.magnitude > (std::numeric_limits<std::uint64_t>::max() - static_cast<unsigned>(d)) / base)
+        std::uint64_t next;
+        if (__builtin_mul_overflow(r.magnitude, base, &next)
+            || __builtin_add_overflow(next, static_cast<unsigned>(d), &next))
             r.overflow = true;
         else
-            r.magnitude = r.magnitude * base + static_cast<unsigned>(d);
+            r.magnitude = next;
     }
     r.result = any ? 1 : 0;
     return r;
@@ -248,18 +263,40 @@ std::int32_t SignedValue(const IntegerText &t)
 
 int ScanInt(std::string_view text, std::int32_t &value)
 {
+    // Short fields (satellite numbers, angles) without overflow checks: 18 digits always fit.
+    const char *p = text.data();
+    const char *const end = p + text.size();
+    while (p < end && IsBlank(*p))
+        ++p;
+    if (p == end)
+        return kScanEnd;
+    const bool negative = *p == '-';
+    if ((*p == '-' || *p == '+') && ++p == end)
+        return 0;
+    const char *const digits = p;
+    std::uint64_t magnitude = 0;
+    while (p < end && IsDigit(*p) && p - digits < 18)
+        magnitude = magnitude * 10 + static_cast<unsigned>(*p++ - '0');
+    if (p == digits)
+        return 0;
+    if (p == end || !IsDigit(*p)) {
+        const auto v = static_cast<std::int64_t>(magnitude);
+        value = static_cast<std::int32_t>(negative ? -v : v);
+        return 1;
+    }
     const IntegerText t = ScanInteger(text, false);
     if (t.result == 1)
         value = SignedValue(t);
     return t.result;
 }
 
-namespace {
+namespace
+{
 
 // strtoul: overflow gives ULONG_MAX whatever the sign; "-n" is the negation modulo 2^64.
 std::uint32_t UnsignedValue(const IntegerText &t)
 {
-    const std::uint64_t v = t.overflow ? std::numeric_limits<std::uint64_t>::max()
+    const std::uint64_t v = t.overflow   ? std::numeric_limits<std::uint64_t>::max()
                             : t.negative ? 0 - t.magnitude
                                          : t.magnitude;
     return static_cast<std::uint32_t>(v);

@@ -19,15 +19,15 @@ public:
 
     static constexpr double kKmhPerKnot = 1.852;
 
-    std::string m_time;           ///< hhmmss.ss UTC as received
-    std::string m_status;         ///< "A" valid, "V" warning, as received
+    std::string m_time;   ///< hhmmss.ss UTC as received
+    std::string m_status; ///< "A" valid, "V" warning, as received
     double m_speedKnots = 0.0;
-    double m_course = 0.0;        ///< degrees true
-    std::string m_date;           ///< ddmmyy
+    double m_course = 0.0; ///< degrees true
+    std::string m_date;    ///< ddmmyy
     double m_magneticVariation = 0.0;
     std::string m_variationDirection;
-    double m_speedKmh = 0.0;      ///< knots x 1.852
-    double m_secondsOfDay = 0.0;  ///< 0 when time or date is malformed
+    double m_speedKmh = 0.0;     ///< knots x 1.852
+    double m_secondsOfDay = 0.0; ///< 0 when time or date is malformed
     /// Time and date read as *local* time (daylight saving as the system decides); whoever wants
     /// UTC has to take the zone offset out again.
     std::time_t m_dateTime = 0;

@@ -1,0 +1,28 @@
+#pragma once
+
+#include "nmea/GeoPosition.h"
+
+#include <string>
+
+/// Great-circle distance in metres on a sphere of the International ellipsoid's radius enlarged
+/// by half the height difference; never negative, 0.0 where rounding gives no number.
+double Distance(const CGeoPosition &from, const CGeoPosition &to);
+
+/// A distance in metres, printed in the user's unit system.
+class CDistance
+{
+public:
+    /// Holds `metres` unchanged.
+    explicit CDistance(double metres);
+    virtual ~CDistance() = default;
+
+    /// The distance in metres.
+    [[nodiscard]] double GetMetres() const;
+
+    /// Writes the distance for unit system 1 metric, 2 imperial or 3 nautic; any other leaves
+    /// `out` as it was.
+    void Format(std::string &out, int unitSystem) const;
+
+private:
+    double m_metres;
+};
