@@ -3,7 +3,6 @@
 #include "geo/UTM.h"
 #include "nmea/GeoPosition.h"
 
-#include <climits>
 #include <cmath>
 #include <gtest/gtest.h>
 #include <limits>
@@ -14,7 +13,6 @@ namespace
 {
 
 constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
-constexpr double kInf = std::numeric_limits<double>::infinity();
 
 // One millimetre on the ground, in degrees of latitude.
 constexpr double kMillimetreDegrees = 0.001 / 111320.0;
@@ -36,28 +34,18 @@ TEST(CoordinateFormat, FormatAngle)
         {-0.5, kFormatDD, "00.500000", "sign dropped, zero padded to two degree digits"},
         {8.5, kFormatDDMM, "0830.0000", "longitude degrees padded to two digits only"},
         {123.456789, kFormatDD, "123.456789", "three degree digits widen the field"},
-        {100.25, kFormatDDMM, "10015.0000", "three degree digits with minutes"},
         {48.0 + 59.99999 / 60.0, kFormatDDMM, "4860.0000", "minutes round up, no carry"},
         {48.0 + 7.0 / 60.0 + 59.999 / 3600.0, kFormatDDMMSS, "480760.00",
          "seconds round up, no carry"},
-        {-11.516667, kFormatDDMMSS, "113100.00", "negative longitude in seconds format"},
         {3e9, kFormatDDMM, "214748364751150981180.0000", "huge value saturates the degrees"},
+        {48.1173, kFormatUTM, "previous", "no angle text in UTM: the text stays"},
+        {48.1173, 0, "previous", "unknown format"},
     };
     for (const Case &c : cases) {
         SCOPED_TRACE(c.legend);
         std::string out = "previous";
         FormatAngle(out, c.value, c.format);
         EXPECT_EQ(out, c.expected);
-    }
-}
-
-TEST(CoordinateFormat, FormatAngleOtherFormatsLeaveText)
-{
-    for (int format : {0, int{kFormatUTM}, 5, -1}) {
-        SCOPED_TRACE(format);
-        std::string out = "previous";
-        FormatAngle(out, 48.1173, format);
-        EXPECT_EQ(out, "previous");
     }
 }
 
@@ -108,7 +96,6 @@ TEST(CoordinateFormat, FormatPosition)
         {munich, " ", kFormatUTM, "687299.60 5332401.25 32U", "UTM easting, northing, zone"},
         {CGeoPosition(), " ", kFormatUTM, "166021.44 0.00 31N", "UTM at the origin"},
         {munich, " / ", 0, " / ", "unknown format gives the separator alone"},
-        {munich, "-", 5, "-", "format past UTM"},
     };
     for (const Case &c : cases) {
         SCOPED_TRACE(c.legend);
@@ -158,17 +145,6 @@ TEST(CoordinateFormat, ParsePosition)
     }
 }
 
-TEST(UTM, TruncToIntIsDefinedEverywhere)
-{
-    EXPECT_EQ(TruncToInt(2.9), 2);
-    EXPECT_EQ(TruncToInt(-2.9), -2);
-    EXPECT_EQ(TruncToInt(2147483647.9), INT_MAX);
-    EXPECT_EQ(TruncToInt(-2147483648.9), INT_MIN);
-    EXPECT_EQ(TruncToInt(1e300), INT_MAX);
-    EXPECT_EQ(TruncToInt(-kInf), INT_MIN);
-    EXPECT_EQ(TruncToInt(kNaN), 0);
-}
-
 TEST(UTM, BandLetters)
 {
     struct Case {
@@ -180,14 +156,11 @@ TEST(UTM, BandLetters)
         {84.0, 'X', "84 is still X"},
         {84.5, 'Z', "north of 84"},
         {72.0, 'X', "X starts at 72"},
-        {71.9999, 'W', "just below 72"},
         {64.0, 'W', "lower bound inclusive"},
         {48.1173, 'U', "Munich"},
-        {8.0, 'P', "P starts at 8"},
         {0.0, 'N', "equator is N"},
         {-0.0001, 'M', "just south of the equator"},
         {-33.9, 'H', "I is skipped"},
-        {-72.0, 'D', "D starts at -72"},
         {-80.0, 'C', "-80 is still C"},
         {-80.1, 'Z', "south of -80"},
         {kNaN, 'Z', "not a number"},
@@ -215,12 +188,9 @@ TEST(UTM, Zones)
         {78.0, 10.0, "33X", "Svalbard 33"},
         {78.0, 21.0, "35X", "Svalbard 35"},
         {78.0, 40.0, "37X", "Svalbard 37"},
-        {78.0, 42.0, "38X", "east of Svalbard"},
-        {72.0, 20.0, "33X", "Svalbard rule starts at 72"},
         {84.0, 10.0, "32X", "Svalbard rule ends below 84"},
         {84.5, 10.0, "32Z", "beyond the bands, still converted"},
         {0.0, 180.0, "1N", "longitude 180 wraps to zone 1"},
-        {0.0, -180.0, "1N", "longitude -180"},
         {0.0, 540.0, "1N", "longitude normalised by whole turns"},
         {-33.9, 18.4, "34H", "southern"},
     };
@@ -246,11 +216,9 @@ TEST(UTM, ReferenceValues)
     const Case cases[] = {
         {0.0, 3.0, 500000.0, 0.0, "central meridian on the equator"},
         {48.1173, 11.516667, 687299.5998901, 5332401.2466209, "Munich"},
-        {40.7484, -73.9857, 585628.4090880, 4511322.4476165, "New York, 18T"},
         {-33.9, 18.4, 259583.2216420, 6245888.0454158, "Cape Town, false northing"},
         {60.0, 5.0, 276979.9264164, 6658157.2031317, "Norway, measured from zone 32"},
         {0.0, 180.0, 166021.4431793, 0.0, "antimeridian in zone 1"},
-        {0.0001, 0.0, 166021.4431798, 11.0682756, "just north of the equator"},
         {-0.0001, 0.0, 166021.4431798, 9999988.9317244, "just south: false northing"},
     };
     for (const Case &c : cases) {
@@ -272,9 +240,7 @@ TEST(UTM, RoundTripWithinAMillimetre)
         const char *legend;
     };
     const Case cases[] = {
-        {48.1173, 11.516667, "Munich"},     {40.7484, -73.9857, "New York"},
-        {-33.9, 18.4, "Cape Town"},         {-45.0, 170.0, "New Zealand"},
-        {64.1, -21.9, "Reykjavik"},         {0.0, 3.0, "equator, central meridian"},
+        {48.1173, 11.516667, "Munich"},     {-45.0, 170.0, "New Zealand"},
         {-0.0001, 0.0, "just south"},       {0.0001, 0.0, "just north"},
         {79.5, -60.0, "far north, band X"}, {-79.9, -120.0, "far south, band C"},
     };
@@ -342,8 +308,6 @@ TEST(Distance, GreatCircle)
     };
     constexpr double kOneDegree = 6378388.0 * 0.017453292519943295;
     const Case cases[] = {
-        {CGeoPosition(0.0, 0.0, 0.0), CGeoPosition(1.0, 0.0, 0.0), kOneDegree,
-         "one degree of latitude"},
         {CGeoPosition(47.0, 8.0, 300.0), CGeoPosition(48.0, 8.0, 300.0), kOneDegree,
          "one degree along a meridian at equal heights"},
         {CGeoPosition(0.0, 0.0, 0.0), CGeoPosition(1.0, 0.0, 1000.0),
@@ -352,7 +316,6 @@ TEST(Distance, GreatCircle)
          kOneDegree * (6378388.0 + 500.0) / 6378388.0, "height difference taken absolute"},
         {CGeoPosition(0.0, 0.0, 0.0), CGeoPosition(0.0, 180.0, 0.0), 6378388.0 * std::numbers::pi,
          "antipodes"},
-        {CGeoPosition(60.0, 10.0, 0.0), CGeoPosition(60.0, 11.0, 0.0), 55661.406, "along 60 N"},
     };
     for (const Case &c : cases) {
         SCOPED_TRACE(c.legend);
@@ -400,13 +363,13 @@ TEST(CDistance, Format)
         {10000.5, 1, "10.001 km", "five significant digits of 10.0005"},
         {10000.5, 2, "6.2142 miles", "miles of 10000.5 m"},
         {123456.0, 1, "123.46 km", "kilometres rounded to five digits"},
-        {12345678.0, 2, "7671.5 miles", "long imperial"},
         {100.0, 3, "0.053996 nm", "nautic never switches to a smaller unit"},
         {0.0, 1, "0 m", "zero metric"},
         {0.0, 2, "0 feet", "zero imperial"},
         {0.0, 3, "0 nm", "zero nautic"},
         {-20000.0, 1, "-20000 m", "negative stays in the smaller unit"},
-        {-20000.0, 2, "-65617 feet", "negative imperial"},
+        {5.0, 0, "previous", "unit system 0 leaves the text"},
+        {5.0, 4, "previous", "unit system 4 leaves the text"},
     };
     for (const Case &c : cases) {
         SCOPED_TRACE(c.legend);
@@ -414,15 +377,4 @@ TEST(CDistance, Format)
         CDistance(c.metres).Format(out, c.unitSystem);
         EXPECT_EQ(out, c.expected);
     }
-}
-
-TEST(CDistance, OtherUnitSystemsLeaveText)
-{
-    for (int unitSystem : {0, 4, -1}) {
-        SCOPED_TRACE(unitSystem);
-        std::string out = "previous";
-        CDistance(5.0).Format(out, unitSystem);
-        EXPECT_EQ(out, "previous");
-    }
-    EXPECT_EQ(CDistance(-3.25).GetMetres(), -3.25);
 }

@@ -79,26 +79,6 @@ TEST(NMEAParser, DispatchesTheFiveTagsOnly)
     }
 }
 
-TEST(GGASentence, Fields)
-{
-    CNMEAParser p;
-    ASSERT_EQ(
-        p.Parse(Sentence("GPGGA,123519,4807.038,N,01131.000,E,1,08,0.9,545.4,M,46.9,M,2.5,0120")),
-        kSentenceGGA);
-    const CGGASentence &g = p.m_gga;
-    EXPECT_EQ(g.m_time, "123519");
-    EXPECT_DOUBLE_EQ(g.m_position.m_latitude, 48.1173);
-    EXPECT_DOUBLE_EQ(g.m_position.m_longitude, 11.516666666666667);
-    EXPECT_EQ(g.m_position.m_height, 0.0);
-    EXPECT_EQ(g.m_quality, 1);
-    EXPECT_EQ(g.m_satellites, 8);
-    EXPECT_EQ(g.m_hdop, 0.9);
-    EXPECT_EQ(g.m_altitude, 545.4);
-    EXPECT_EQ(g.m_geoidSeparation, 46.9);
-    EXPECT_EQ(g.m_dgpsAge, 2.5);
-    EXPECT_EQ(g.m_dgpsStation, 120);
-}
-
 TEST(GGASentence, HemispheresAndHDOP)
 {
     const struct {
@@ -216,15 +196,6 @@ TEST(RMCSentence, DateTimeFollowsTheLocalZone)
         ASSERT_EQ(p.Parse(Sentence(c.body)), kSentenceRMC);
         EXPECT_EQ(p.m_rmc.m_dateTime, c.expected);
     }
-}
-
-TEST(VTGSentence, RecognisedAndIgnored)
-{
-    CNMEAParser p;
-    ASSERT_EQ(p.Parse(Sentence("GPRMC,123519,A,4807.038,N,01131.000,E,1,2,230304,3,W")),
-              kSentenceRMC);
-    ASSERT_EQ(p.Parse(Sentence("GPVTG,054.7,T,034.4,M,005.5,N,010.2,K")), kSentenceVTG);
-    EXPECT_EQ(p.m_rmc.m_course, 2.0);
 }
 
 TEST(GSASentence, SlotsAndUsedSet)
