@@ -18,5 +18,6 @@ bool ParseNumberArgument(std::string_view text, double &value);
 int RunParse(const std::vector<std::string_view> &args);
 int RunPosition(const std::vector<std::string_view> &args);
 int RunDistance(const std::vector<std::string_view> &args);
+int RunReplay(const std::vector<std::string_view> &args);
 
 bool IsHelp(std::string_view arg);

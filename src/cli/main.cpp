@@ -7,16 +7,23 @@
 namespace
 {
 
-constexpr const char *kUsage = "usage: veloran-cli COMMAND [ARGS]\n"
-                               "\n"
-                               "Commands:\n"
-                               "  parse FILE|- [--json] [--all] [--summary]\n"
-                               "                    decode an NMEA log line by line\n"
-                               "  position LAT LON  a position in the four coordinate formats\n"
-                               "  distance LAT1 LON1 LAT2 LON2 [--units metric|imperial|nautic]\n"
-                               "                    the distance between two positions\n"
-                               "\n"
-                               "'veloran-cli COMMAND --help' describes a command.\n";
+// clang-format off
+constexpr const char *kUsage =
+    "usage: veloran-cli COMMAND [ARGS]\n"
+    "\n"
+    "Commands:\n"
+    "  parse FILE|- [--json] [--all] [--summary]\n"
+    "                    decode an NMEA log line by line\n"
+    "  position LAT LON  a position in the four coordinate formats\n"
+    "  distance LAT1 LON1 LAT2 LON2 [--units metric|imperial|nautic]\n"
+    "                    the distance between two positions\n"
+#ifdef VELORAN_HAVE_IO
+    "  replay FILE [--delay MS] [--record OUT] [--profile P] [--summary]\n"
+    "                    replay a log through the receiver engine, optionally recording\n"
+#endif
+    "\n"
+    "'veloran-cli COMMAND --help' describes a command.\n";
+// clang-format on
 
 } // namespace
 
@@ -57,5 +64,9 @@ int main(int argc, char **argv)
         return RunPosition(args);
     if (command == "distance")
         return RunDistance(args);
+#ifdef VELORAN_HAVE_IO
+    if (command == "replay")
+        return RunReplay(args);
+#endif
     return UsageError("unknown command '" + std::string(command) + "' (try --help)");
 }

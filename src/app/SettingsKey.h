@@ -1,0 +1,49 @@
+#pragma once
+
+#include <QSettings>
+
+#include <array>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <string_view>
+
+/// One key of the settings tree ("Software/Veloran", "Software/Veloran/SerialPort", ...),
+/// kept in an INI file: numbers as integers, texts as strings, doubles and colour triples.
+///
+/// A key that cannot be opened makes every read fail (the owner keeps its default) and every
+/// write a no-op; a corrupt or unreadable file behaves the same. Nothing is reported.
+class CSettingsKey
+{
+public:
+    /// The settings file every key opens: <dir>/veloran.ini, with dir from the command line
+    /// (`--config-dir`), else VELORAN_CONFIG_DIR, else the XDG config location + "/Veloran".
+    /// Call once at start (tests: with their own temporary directory).
+    static void SetConfigDirectory(const std::string &commandLineDir);
+    [[nodiscard]] static std::string GetSettingsFile();
+
+    CSettingsKey();
+    ~CSettingsKey();
+    CSettingsKey(const CSettingsKey &) = delete;
+    CSettingsKey &operator=(const CSettingsKey &) = delete;
+
+    /// Opens `path` ("Software/Veloran/SerialPort"); with `create`, a missing key is created.
+    bool Open(std::string_view path, bool create);
+    [[nodiscard]] bool IsOpen() const;
+
+    /// True when the value exists and has the right kind; `value` is untouched otherwise.
+    bool ReadNumber(std::string_view name, std::int32_t &value) const;
+    bool ReadDouble(std::string_view name, double &value) const;
+    bool ReadColor(std::string_view name, std::array<int, 3> &rgb) const;
+    /// The stored text, or `fallback`.
+    [[nodiscard]] std::string ReadText(std::string_view name, std::string_view fallback) const;
+
+    void WriteNumber(std::string_view name, std::int32_t value);
+    void WriteDouble(std::string_view name, double value);
+    void WriteColor(std::string_view name, const std::array<int, 3> &rgb);
+    void WriteText(std::string_view name, std::string_view text);
+
+private:
+    std::unique_ptr<QSettings> m_settings; // null while not open
+    QString m_group;
+};

@@ -1,0 +1,166 @@
+#include "receiver/DataSource.h"
+
+#include "receiver/ReaderSession.h"
+
+#include <cerrno>
+#include <chrono>
+#include <cstring>
+#include <fcntl.h>
+#include <sys/eventfd.h>
+#include <unistd.h>
+
+CDataSource::CDataSource(LineHandler onLine, ClosedHandler onClosed)
+    : m_onLine(std::move(onLine))
+    , m_onClosed(std::move(onClosed))
+    , m_wakeFd(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK))
+    , m_replayDelay(std::make_shared<std::atomic<unsigned>>(kInitialReplayDelay))
+{
+}
+
+CDataSource::~CDataSource()
+{
+    Close();
+    if (m_wakeFd >= 0)
+        ::close(m_wakeFd);
+}
+
+bool CDataSource::OpenPort(const std::string &device, int baudRate, std::string &error)
+{
+    Close();
+    auto session = std::make_shared<CReaderSession>();
+    if (!session->m_port.Open(device, baudRate)) {
+        error = session->m_port.GetErrorText();
+        return false;
+    }
+    session->m_fd = session->m_port.GetHandle();
+    if (!Start(std::move(session))) {
+        error = std::string("cannot start the reader: ") + std::strerror(errno);
+        return false;
+    }
+    return true;
+}
+
+bool CDataSource::OpenReplay(const std::string &path, std::string &error)
+{
+    Close();
+    auto session = std::make_shared<CReaderSession>();
+    session->m_replay = true;
+    session->m_fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    if (session->m_fd < 0) {
+        error = path + ": " + std::strerror(errno);
+        return false;
+    }
+    if (!Start(std::move(session))) {
+        error = std::string("cannot start the reader: ") + std::strerror(errno);
+        return false;
+    }
+    return true;
+}
+
+bool CDataSource::Start(std::shared_ptr<CReaderSession> session)
+{
+    session->m_replayDelay = m_replayDelay;
+    session->m_stopFd = ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
+    session->m_wakeFd = ::fcntl(m_wakeFd, F_DUPFD_CLOEXEC, 0);
+    if (session->m_stopFd < 0 || session->m_wakeFd < 0)
+        return false;
+    try {
+        m_thread = std::thread(RunReader, session);
+    } catch (const std::system_error &) {
+        return false;
+    }
+    m_session = std::move(session);
+    return true;
+}
+
+void CDataSource::Close()
+{
+    const std::shared_ptr<CReaderSession> s = m_session;
+    if (!s)
+        return;
+    m_session.reset();
+    {
+        std::lock_guard lock(s->m_mutex);
+        s->m_stop = true;
+        s->m_open = false;
+    }
+    SignalEvent(s->m_stopFd);
+    s->m_changed.notify_all();
+    Join(s);
+}
+
+void CDataSource::Join(const std::shared_ptr<CReaderSession> &s)
+{
+    if (!m_thread.joinable())
+        return;
+    // The reader wakes at once from every wait it makes; the bound only guards against a read
+    // hanging in a driver. Such a reader is left to end on its own: it owns its session.
+    bool finished;
+    {
+        std::unique_lock lock(s->m_mutex);
+        finished = s->m_changed.wait_for(lock, std::chrono::milliseconds(kCloseWaitMs),
+                                         [&] { return s->m_finished; });
+    }
+    if (finished)
+        m_thread.join();
+    else
+        m_thread.detach();
+}
+
+bool CDataSource::IsOpen() const
+{
+    return m_session && m_session->m_open;
+}
+
+bool CDataSource::IsReplaying() const
+{
+    return IsOpen() && m_session->m_replay;
+}
+
+void CDataSource::SetReplayDelay(unsigned milliseconds)
+{
+    m_replayDelay->store(milliseconds);
+}
+
+unsigned CDataSource::GetReplayDelay() const
+{
+    return m_replayDelay->load();
+}
+
+void CDataSource::ProcessPending()
+{
+    ClearEvent(m_wakeFd);
+    const std::shared_ptr<CReaderSession> s = m_session;
+    if (!s)
+        return;
+    CLineBatch batch;
+    std::uint64_t ticket;
+    bool ended;
+    {
+        std::lock_guard lock(s->m_mutex);
+        batch.Swap(s->m_pending);
+        ticket = s->m_posted;
+        ended = s->m_endedBySource;
+    }
+    for (std::size_t i = 0; i < batch.GetSize(); ++i) {
+        // The handler may close the source, or open another one.
+        if (m_session != s)
+            break;
+        m_onLine(batch.GetAt(i));
+    }
+    if (!batch.IsEmpty() && m_onBatch)
+        m_onBatch();
+    {
+        std::lock_guard lock(s->m_mutex);
+        s->m_handled = ticket;
+    }
+    s->m_changed.notify_all();
+
+    if (ended && m_session == s) {
+        // The reader is past its last hand-over and about to return.
+        Join(s);
+        m_session.reset();
+        if (m_onClosed)
+            m_onClosed();
+    }
+}

@@ -1,0 +1,81 @@
+#pragma once
+
+#include <atomic>
+#include <functional>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <thread>
+
+class CSerialPort;
+struct CReaderSession;
+
+/// The receiver's data source, a serial port or a replayed log file, with the reader thread
+/// that cuts it into lines.
+///
+/// Lines reach the consumer on its own thread, in order, through a blocking hand-over: the
+/// reader waits until the consumer has handled them (ProcessPending) before it reads on. The
+/// consumer is told there is work by the wake handle becoming readable (poll it, or put a
+/// socket notifier on it). Every open closes the previous source first; Close() ends the
+/// reader within two seconds whatever it is doing.
+class CDataSource
+{
+public:
+    using LineHandler = std::function<void(std::string_view line)>;
+    using ClosedHandler = std::function<void()>;
+
+    /// Replay delays of the speed commands, and the one in force at start.
+    static constexpr unsigned kDelay100Percent = 1000;
+    static constexpr unsigned kDelay200Percent = 500;
+    static constexpr unsigned kDelay400Percent = 250;
+    static constexpr unsigned kInitialReplayDelay = kDelay200Percent;
+    /// Silence after which the reader hands on the time-out line: the port's time-outs of
+    /// 10 ms per byte plus 1000 ms for a one-byte read.
+    static constexpr int kReceptionTimeoutMs = 1010;
+    static constexpr std::string_view kTimeoutLine = "A Reception-Timeout occured!\r\n";
+    static constexpr int kCloseWaitMs = 2000;
+
+    /// `onLine` runs for every line and `onClosed` when the source ends by itself (end of the
+    /// replay file, port unplugged), both on the consumer's thread inside ProcessPending.
+    CDataSource(LineHandler onLine, ClosedHandler onClosed = {});
+    ~CDataSource();
+    CDataSource(const CDataSource &) = delete;
+    CDataSource &operator=(const CDataSource &) = delete;
+
+    /// Opens the serial device exclusively at `baudRate` (8N1) and starts the reader. On
+    /// failure the source stays closed and `error` holds the reason.
+    bool OpenPort(const std::string &device, int baudRate, std::string &error);
+    /// Opens a log file for replay and starts the reader.
+    bool OpenReplay(const std::string &path, std::string &error);
+    /// Closes the source; lines not yet handled are dropped.
+    void Close();
+
+    [[nodiscard]] bool IsOpen() const;
+    [[nodiscard]] bool IsReplaying() const;
+
+    /// Pause before every line whose fifth character is 'G' while replaying (the GGA of each
+    /// epoch); 0 replays as fast as the consumer takes the lines. Takes effect at the next GGA.
+    void SetReplayDelay(unsigned milliseconds);
+    [[nodiscard]] unsigned GetReplayDelay() const;
+
+    /// Called at the end of every ProcessPending that handled lines: the moment to flush what
+    /// the lines produced (the recording) before the reader goes on.
+    void SetBatchHandler(std::function<void()> onBatch) { m_onBatch = std::move(onBatch); }
+
+    /// Readable while lines or an end of the source wait for ProcessPending.
+    [[nodiscard]] int GetWakeHandle() const { return m_wakeFd; }
+    /// Hands waiting lines to the line handler and lets the reader go on. Consumer thread only.
+    void ProcessPending();
+
+private:
+    bool Start(std::shared_ptr<CReaderSession> session);
+    void Join(const std::shared_ptr<CReaderSession> &session);
+
+    LineHandler m_onLine;
+    ClosedHandler m_onClosed;
+    std::function<void()> m_onBatch;
+    int m_wakeFd = -1;
+    std::shared_ptr<std::atomic<unsigned>> m_replayDelay;
+    std::shared_ptr<CReaderSession> m_session;
+    std::thread m_thread;
+};

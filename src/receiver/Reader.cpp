@@ -1,0 +1,164 @@
+#include "nmea/LineAssembler.h"
+#include "receiver/DataSource.h"
+#include "receiver/ReaderSession.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <chrono>
+#include <cstdint>
+#include <poll.h>
+#include <sys/eventfd.h>
+#include <unistd.h>
+
+void SignalEvent(int fd)
+{
+    const std::uint64_t one = 1;
+    while (::write(fd, &one, sizeof one) < 0 && errno == EINTR) {
+    }
+}
+
+void ClearEvent(int fd)
+{
+    std::uint64_t value;
+    while (::read(fd, &value, sizeof value) < 0 && errno == EINTR) {
+    }
+}
+
+CReaderSession::~CReaderSession()
+{
+    if (m_replay && m_fd >= 0)
+        ::close(m_fd);
+    m_port.Close();
+    if (m_stopFd >= 0)
+        ::close(m_stopFd);
+    if (m_wakeFd >= 0)
+        ::close(m_wakeFd);
+}
+
+namespace
+{
+
+// Replay files are read in large blocks; a port delivers what has arrived, a few bytes at a time.
+constexpr std::size_t kReplayBlock = 1 << 16;
+constexpr std::size_t kPortBlock = 4096;
+
+// Hands the batch to the consumer and waits until it has been handled. False once the source
+// is being closed.
+bool HandOver(CReaderSession &s, CLineBatch &batch)
+{
+    if (batch.IsEmpty())
+        return !s.m_stop;
+    std::unique_lock lock(s.m_mutex);
+    s.m_pending.Swap(batch);
+    batch.Clear();
+    const std::uint64_t ticket = ++s.m_posted;
+    SignalEvent(s.m_wakeFd);
+    s.m_changed.wait(lock, [&] { return s.m_handled >= ticket || s.m_stop; });
+    return !s.m_stop;
+}
+
+// The replay pause; Close() cuts it short.
+bool Pause(CReaderSession &s, unsigned milliseconds)
+{
+    std::unique_lock lock(s.m_mutex);
+    return !s.m_changed.wait_for(lock, std::chrono::milliseconds(milliseconds),
+                                 [&] { return s.m_stop.load(); });
+}
+
+// The port discards NUL bytes as they arrive, as serial drivers of handhelds always have; a
+// replayed file is taken as it is.
+std::string_view DropNulBytes(char *data, std::size_t size)
+{
+    char *end = std::remove(data, data + size, '\0');
+    return std::string_view(data, static_cast<std::size_t>(end - data));
+}
+
+enum class WaitResult { Data, Timeout, Stop, Failure };
+
+WaitResult WaitForPort(CReaderSession &s)
+{
+    pollfd fds[2] = {{s.m_fd, POLLIN, 0}, {s.m_stopFd, POLLIN, 0}};
+    for (;;) {
+        const int r = ::poll(fds, 2, CDataSource::kReceptionTimeoutMs);
+        if (s.m_stop)
+            return WaitResult::Stop;
+        if (r > 0)
+            return WaitResult::Data; // readable, hung up or failed: the read tells which
+        if (r == 0)
+            return WaitResult::Timeout;
+        if (errno != EINTR)
+            return WaitResult::Failure;
+    }
+}
+
+} // namespace
+
+void RunReader(std::shared_ptr<CReaderSession> session)
+{
+    CReaderSession &s = *session;
+    CLineAssembler assembler;
+    CLineBatch batch;
+    std::vector<char> block(s.m_replay ? kReplayBlock : kPortBlock);
+    bool endedBySource = false;
+
+    while (!s.m_stop) {
+        if (!s.m_replay) {
+            const WaitResult w = WaitForPort(s);
+            if (w == WaitResult::Stop)
+                break;
+            if (w == WaitResult::Failure) {
+                endedBySource = true;
+                break;
+            }
+            if (w == WaitResult::Timeout) {
+                // A time-out starts the next line afresh, whatever had arrived of this one.
+                assembler.DropPending();
+                batch.Add(CDataSource::kTimeoutLine);
+                if (!HandOver(s, batch))
+                    break;
+                continue;
+            }
+        }
+        const ssize_t n = ::read(s.m_fd, block.data(), block.size());
+        if (n < 0 && (errno == EINTR || errno == EAGAIN))
+            continue;
+        if (n <= 0) {
+            // End of the replay file, or the port is gone (unplugged, hung up).
+            endedBySource = true;
+            break;
+        }
+        const std::string_view bytes =
+            s.m_replay ? std::string_view(block.data(), static_cast<std::size_t>(n))
+                       : DropNulBytes(block.data(), static_cast<std::size_t>(n));
+        bool go = true;
+        assembler.Feed(bytes, [&](std::string_view line) {
+            if (!go || s.m_stop) {
+                go = false;
+                return;
+            }
+            // Replay pacing: one pause before each line with 'G' at index 4, as the line buffer
+            // holds it (a short line leaves the previous line's byte there).
+            if (s.m_replay && assembler.GetBuffer()[4] == 'G') {
+                const unsigned delay = s.m_replayDelay->load();
+                if (delay > 0 && (!HandOver(s, batch) || !Pause(s, delay))) {
+                    go = false;
+                    return;
+                }
+            }
+            batch.Add(line);
+        });
+        if (!go || !HandOver(s, batch))
+            break;
+    }
+
+    {
+        std::lock_guard lock(s.m_mutex);
+        s.m_finished = true;
+        if (endedBySource && !s.m_stop) {
+            s.m_open = false;
+            s.m_endedBySource = true;
+        }
+    }
+    s.m_changed.notify_all();
+    SignalEvent(s.m_wakeFd);
+}

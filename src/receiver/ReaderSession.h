@@ -1,0 +1,80 @@
+#pragma once
+
+#include "receiver/SerialPort.h"
+
+#include <atomic>
+#include <condition_variable>
+#include <cstdint>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <string_view>
+#include <vector>
+
+/// Lines on their way from the reader to the consumer, in one buffer so that a long replay
+/// does not allocate per line.
+class CLineBatch
+{
+public:
+    void Add(std::string_view line)
+    {
+        m_bytes.append(line);
+        m_ends.push_back(static_cast<std::uint32_t>(m_bytes.size()));
+    }
+    void Clear()
+    {
+        m_bytes.clear();
+        m_ends.clear();
+    }
+    [[nodiscard]] bool IsEmpty() const { return m_ends.empty(); }
+    [[nodiscard]] std::size_t GetSize() const { return m_ends.size(); }
+    [[nodiscard]] std::string_view GetAt(std::size_t i) const
+    {
+        const std::uint32_t begin = i == 0 ? 0 : m_ends[i - 1];
+        return std::string_view(m_bytes).substr(begin, m_ends[i] - begin);
+    }
+    void Swap(CLineBatch &other) noexcept
+    {
+        m_bytes.swap(other.m_bytes);
+        m_ends.swap(other.m_ends);
+    }
+
+private:
+    std::string m_bytes;
+    std::vector<std::uint32_t> m_ends;
+};
+
+/// Everything one open source shares between the consumer and its reader thread. Both hold a
+/// reference, so a reader that outlives a Close() (it never should) still has valid state.
+struct CReaderSession {
+    CReaderSession() = default;
+    ~CReaderSession();
+    CReaderSession(const CReaderSession &) = delete;
+    CReaderSession &operator=(const CReaderSession &) = delete;
+
+    bool m_replay = false;
+    int m_fd = -1;      // the replay file, or the port's handle
+    CSerialPort m_port; // open while the source is a serial port
+    int m_stopFd = -1;  // eventfd: wakes the reader's poll on Close
+    int m_wakeFd = -1;  // duplicate of the consumer's wake eventfd
+    std::shared_ptr<std::atomic<unsigned>> m_replayDelay;
+
+    std::atomic<bool> m_stop{false};
+    std::atomic<bool> m_open{true};
+
+    std::mutex m_mutex;
+    std::condition_variable m_changed;
+    CLineBatch m_pending;         // guarded by m_mutex
+    std::uint64_t m_posted = 0;   // guarded: batches handed over
+    std::uint64_t m_handled = 0;  // guarded: batches the consumer is done with
+    bool m_endedBySource = false; // guarded: end of file or read failure, consumer not told yet
+    bool m_finished = false;      // guarded: the thread function has returned
+};
+
+/// The reader thread's body.
+void RunReader(std::shared_ptr<CReaderSession> session);
+
+/// Adds one to an eventfd counter (it then polls readable).
+void SignalEvent(int fd);
+/// Resets an eventfd counter to zero.
+void ClearEvent(int fd);
