@@ -34,6 +34,9 @@ public:
     static constexpr int kReceptionTimeoutMs = 1010;
     static constexpr std::string_view kTimeoutLine = "A Reception-Timeout occured!\r\n";
     static constexpr int kCloseWaitMs = 2000;
+    /// Message box texts (caption "ERROR") when a replay cannot start.
+    static constexpr const char *kReplayOpenFailedMessage = "failed to open file.";
+    static constexpr const char *kThreadFailedMessage = "failed to create thread.";
 
     /// `onLine` runs for every line and `onClosed` when the source ends by itself (end of the
     /// replay file, port unplugged), both on the consumer's thread inside ProcessPending.
