@@ -213,7 +213,7 @@ TEST(GSVSentence, OutOfTableMessagesAndShortGroups)
 {
     const struct {
         std::string body;
-        int entry, prn; // entry to inspect, PRN expected there
+        int entry, prn; // the entry looked at, the PRN expected there
         const char *legend;
     } cases[] = {
         {"GPGSV,4,4,13,13,10,100,30", 0, 0, "fourth message is not stored"},
