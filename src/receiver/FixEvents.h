@@ -1,0 +1,57 @@
+#pragma once
+
+#include "nmea/GeoPosition.h"
+
+#include <ctime>
+#include <functional>
+#include <optional>
+
+class CNMEAParser;
+class CRMCSentence;
+
+/// What one RMC sentence asks of the window: the decisions of the fix events, without a window.
+struct CFixActions {
+    enum class Sound { None, FixGained, FixLost };
+
+    double speedKmh = 0.0;  ///< for the speedometer; 0 without a fix
+    bool fixGained = false; ///< tell the map page: fix
+    bool fixLost = false;   ///< tell the map page: no fix
+    Sound sound = Sound::None;
+    std::optional<std::time_t> setClockUtc; ///< set the system clock to this UTC time
+    bool updateCompass = false;             ///< give the compass course, bearing and distance
+    double course = 0.0;
+    double bearing = -1.0; ///< -1: no target
+    double distance = -1.0;
+    bool mileageSample = false; ///< give the mileage counter the position/time sample
+    bool updateList = false;    ///< rebuild the List page
+};
+
+/// The fix-held state and what its changes trigger.
+class CFixEvents
+{
+public:
+    /// Bearing (degrees) and distance (metres) from a position to the goto waypoint.
+    using GotoTarget = std::function<std::pair<double, double>(const CGeoPosition &)>;
+
+    /// Below this speed (km/h) the compass keeps its reading: a standing receiver's course is
+    /// noise.
+    static constexpr double kCompassMinSpeedKmh = 1.0;
+
+    /// After an RMC was parsed. The clock is set only when a fix is gained, `autoSync` is on and
+    /// the source is a live port (never a replay). `gotoTarget` is empty without a goto waypoint.
+    CFixActions OnRMC(const CNMEAParser &parser, bool playSound, bool autoSync, bool livePort,
+                      const GotoTarget &gotoTarget = {});
+
+    [[nodiscard]] bool HasFix() const { return m_fixHeld; }
+    [[nodiscard]] double GetLastCourse() const { return m_lastCourse; }
+    [[nodiscard]] double GetLastBearing() const { return m_lastBearing; }
+
+private:
+    bool m_fixHeld = false;
+    double m_lastCourse = 0.0;
+    double m_lastBearing = -1.0;
+};
+
+/// The RMC date and time as UTC seconds. The sentence keeps them read as local time; the clock
+/// wants the receiver's fields taken as UTC.
+std::time_t RMCTimeAsUTC(const CRMCSentence &rmc);
