@@ -1,5 +1,6 @@
 #include "geo/Distance.h"
 
+#include "geo/GeoConstants.h"
 #include "nmea/Numbers.h"
 
 #include <cmath>
@@ -10,7 +11,6 @@ namespace
 // The International (1924) radius, not WGS84, on purpose: every distance in the program, the
 // proximity alarm included, is measured with it and must keep agreeing.
 constexpr double kSphereRadius = 6378388.0;
-constexpr double kDegToRad = 0.017453292519943295;
 
 // Above this many metres, metric and imperial switch to the larger unit.
 constexpr double kSwitchOver = 10000.0;

@@ -1,5 +1,6 @@
 #include "geo/UTM.h"
 
+#include "geo/GeoConstants.h"
 #include "nmea/Numbers.h"
 
 #include <climits>
@@ -18,8 +19,6 @@ constexpr double kOneMinusE2 = 0.99330562;
 constexpr double kK0 = 0.9996;
 constexpr double kFalseEasting = 500000.0;
 constexpr double kFalseNorthingSouth = 1e7;
-constexpr double kDegToRad = 0.017453292519943295;
-constexpr double kRadToDeg = 57.29577951308232;
 constexpr double kOneOver360 = 0.002777777777777778;
 constexpr double kOneSixth = 0.16666666666666666;
 constexpr double kOneOver24 = 0.041666666666666664;
@@ -42,31 +41,11 @@ constexpr double kOneOverAM0 = 1.5704876114115867e-7;
 constexpr std::uint32_t kUnreadableZone = 0;
 constexpr char kUnreadableLetter = 'Z';
 
-constexpr bool IsBlank(char c)
-{
-    return c == ' ' || c == '\t' || c == '\n' || c == '\v' || c == '\f' || c == '\r';
-}
-
-constexpr bool IsDigit(char c)
-{
-    return c >= '0' && c <= '9';
-}
-
 // "%u%c": the letter is the character right after the digits, a blank included.
 void ReadZone(std::string_view text, std::uint32_t &number, char &letter)
 {
     std::size_t end = 0;
-    while (end < text.size() && IsBlank(text[end]))
-        ++end;
-    if (end < text.size() && (text[end] == '-' || text[end] == '+'))
-        ++end;
-    const std::size_t digits = end;
-    while (end < text.size() && IsDigit(text[end]))
-        ++end;
-    if (end == digits)
-        return;
-    ScanUnsigned(text.substr(0, end), number);
-    if (end < text.size())
+    if (ScanUnsigned(text, number, &end) == 1 && end < text.size())
         letter = text[end];
 }
 

@@ -202,6 +202,7 @@ struct IntegerText {
     bool negative = false;
     bool overflow = false;
     std::uint64_t magnitude = 0;
+    std::size_t end = 0; // index after the last character read
 };
 
 IntegerText ScanInteger(std::string_view text, bool hex)
@@ -241,6 +242,7 @@ IntegerText ScanInteger(std::string_view text, bool hex)
             r.magnitude = next;
     }
     r.result = any ? 1 : 0;
+    r.end = i;
     return r;
 }
 
@@ -304,11 +306,14 @@ std::uint32_t UnsignedValue(const IntegerText &t)
 
 } // namespace
 
-int ScanUnsigned(std::string_view text, std::uint32_t &value)
+int ScanUnsigned(std::string_view text, std::uint32_t &value, std::size_t *end)
 {
     const IntegerText t = ScanInteger(text, false);
-    if (t.result == 1)
+    if (t.result == 1) {
         value = UnsignedValue(t);
+        if (end != nullptr)
+            *end = t.end;
+    }
     return t.result;
 }
 

@@ -20,7 +20,8 @@ int ScanDouble(std::string_view text, double &value);
 int ScanInt(std::string_view text, std::int32_t &value);
 
 /// "%u": decimal with sign, as an unsigned long cut to 32 bits ("-1" reads 4294967295).
-int ScanUnsigned(std::string_view text, std::uint32_t &value);
+/// `end`, when given, receives the index after the last character read (for a following "%c").
+int ScanUnsigned(std::string_view text, std::uint32_t &value, std::size_t *end = nullptr);
 
 /// "%X": hexadecimal with optional sign and "0x"; wraps like scanf's (an unsigned long, cut to 32).
 int ScanHex(std::string_view text, std::uint32_t &value);
