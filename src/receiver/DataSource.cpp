@@ -27,12 +27,14 @@ CDataSource::~CDataSource()
 bool CDataSource::OpenPort(const std::string &device, int baudRate, std::string &error)
 {
     Close();
+    m_lastFailure = Failure::Open;
     auto session = std::make_shared<CReaderSession>();
     if (!session->m_port.Open(device, baudRate)) {
         error = session->m_port.GetErrorText();
         return false;
     }
     session->m_fd = session->m_port.GetHandle();
+    m_lastFailure = Failure::Thread;
     if (!Start(std::move(session))) {
         error = std::string("cannot start the reader: ") + std::strerror(errno);
         return false;
@@ -43,6 +45,7 @@ bool CDataSource::OpenPort(const std::string &device, int baudRate, std::string 
 bool CDataSource::OpenReplay(const std::string &path, std::string &error)
 {
     Close();
+    m_lastFailure = Failure::Open;
     auto session = std::make_shared<CReaderSession>();
     session->m_replay = true;
     session->m_fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
@@ -50,6 +53,7 @@ bool CDataSource::OpenReplay(const std::string &path, std::string &error)
         error = path + ": " + std::strerror(errno);
         return false;
     }
+    m_lastFailure = Failure::Thread;
     if (!Start(std::move(session))) {
         error = std::string("cannot start the reader: ") + std::strerror(errno);
         return false;
@@ -70,6 +74,7 @@ bool CDataSource::Start(std::shared_ptr<CReaderSession> session)
         return false;
     }
     m_session = std::move(session);
+    m_lastFailure = Failure::None;
     return true;
 }
 

@@ -50,6 +50,10 @@ public:
     bool OpenPort(const std::string &device, int baudRate, std::string &error);
     /// Opens a log file for replay and starts the reader.
     bool OpenReplay(const std::string &path, std::string &error);
+    /// Why the last open failed: the device or file, or the reader thread.
+    enum class Failure { None, Open, Thread };
+    [[nodiscard]] Failure GetLastFailure() const { return m_lastFailure; }
+
     /// Closes the source; lines not yet handled are dropped.
     void Close();
 
@@ -81,4 +85,5 @@ private:
     std::shared_ptr<std::atomic<unsigned>> m_replayDelay;
     std::shared_ptr<CReaderSession> m_session;
     std::thread m_thread;
+    Failure m_lastFailure = Failure::None;
 };

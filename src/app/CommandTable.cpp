@@ -1,0 +1,126 @@
+#include "app/CommandTable.h"
+
+namespace
+{
+
+bool Has(const CFrameState &s, Feature f)
+{
+    return (s.features & f) != 0;
+}
+
+} // namespace
+
+// clang-format off
+const std::array<CMenuEntry, 36> kMenuEntries = {{
+    {kCmdConfigure, "GPS", "", "Configure...", false},
+    {kCmdProgramChipset, "GPS", "", "Program CS", false},
+    {kCmdAutoConnect, "GPS", "", "Auto Connect", true, true},
+    {kCmdDisconnect, "GPS", "", "Disconnect", false},
+    {kCmdHotConnect, "GPS", "", "Hot Connect", false},
+    {kCmdPlainConnect, "GPS", "", "Plain Connect", false},
+    {kCmdReplaySpeed400, "Log", "Replay Speed", "400 %", true},
+    {kCmdReplaySpeed200, "Log", "Replay Speed", "200 %", true},
+    {kCmdReplaySpeed100, "Log", "Replay Speed", "100 %", true},
+    {kCmdStopReplay, "Log", "", "Stop Replay", false},
+    {kCmdReplay, "Log", "", "Replay...", false},
+    {kCmdLogSettings, "Log", "", "Settings...", false, true},
+    {kCmdStopLogging, "Log", "", "Stop Logging", false},
+    {kCmdCreateLog, "Log", "", "Create New...", false},
+    {kCmdExportWaypoints, "Nav", "", "Export Waypoints...", false},
+    {kCmdImportLoc, "Nav", "Import Waypoints", "LOC File (*.loc)...", false},
+    {kCmdImportGpx, "Nav", "Import Waypoints", "GPX File (*.gpx)...", false},
+    {kCmdSelectWaypoint, "Nav", "", "Select Waypoint...", false, true},
+    {kCmdEditWaypoints, "Nav", "", "Edit Waypoints...", false},
+    {kCmdQuit, "Tools", "", "Quit Veloran", false},
+    {kCmdFixSound, "Tools", "", "On Fix Sound", true, true},
+    {kCmdAutoSync, "Tools", "", "Auto Sync", true},
+    {kCmdSyncClock, "Tools", "", "Sync SysClock", false},
+    {kCmdResetGauges, "Tools", "", "Reset Gauges", false, true},
+    {kCmdSelectorAdvanced, "Tools", "File-Selector", "Advanced", true},
+    {kCmdSelectorStandard, "Tools", "File-Selector", "Standard", true},
+    {kCmdUnitsMetric, "Tools", "Units", "Metric", true},
+    {kCmdUnitsImperial, "Tools", "Units", "Imperial", true},
+    {kCmdUnitsNautic, "Tools", "Units", "Nautic", true},
+    {kCmdCoordDegrees, "Tools", "Coordinates/WGS84", "DD.DDDDDD", true},
+    {kCmdCoordDegMin, "Tools", "Coordinates/WGS84", "DDMM.MMMM", true},
+    {kCmdCoordDegMinSec, "Tools", "Coordinates/WGS84", "DDMMSS.SS", true},
+    {kCmdCoordUTM, "Tools", "Coordinates", "UTM", true},
+    {kCmdHelp, "Tools", "", "Help", false, true},
+    {kCmdAbout, "Tools", "", "About Veloran...", false},
+    {kCmdDirectConnect, "", "", "Connect", false},
+}};
+// clang-format on
+
+CCommandState EvaluateCommand(int id, const CFrameState &s)
+{
+    const bool live = s.sourceOpen && !s.replaying;
+    switch (id) {
+    case kCmdProgramChipset:
+        return {Has(s, kFeatureChipset) && s.chipsetSirf && live, false};
+    case kCmdAutoConnect:
+        return {s.portConfigured, s.autoConnect};
+    case kCmdDisconnect:
+        return {live, false};
+    case kCmdHotConnect:
+        return {Has(s, kFeatureChipset) && s.chipsetSirf && s.lastPositionStored, false};
+    case kCmdPlainConnect:
+        return {!s.sourceOpen, false};
+    case kCmdDirectConnect:
+        return {!s.sourceOpen || s.replaying, false};
+    case kCmdReplaySpeed400:
+        return {true, s.replayDelay == 250};
+    case kCmdReplaySpeed200:
+        return {true, s.replayDelay == 500};
+    case kCmdReplaySpeed100:
+        return {true, s.replayDelay == 1000};
+    case kCmdStopReplay:
+        return {s.replaying && s.sourceOpen, false};
+    case kCmdStopLogging:
+        return {s.logOpen, false};
+    case kCmdCreateLog:
+        return {!s.logOpen, false};
+    case kCmdExportWaypoints:
+    case kCmdImportLoc:
+    case kCmdImportGpx:
+    case kCmdSelectWaypoint:
+    case kCmdEditWaypoints:
+        return {Has(s, kFeatureWaypoints), false};
+    case kCmdFixSound:
+        return {true, s.playSound};
+    case kCmdAutoSync:
+        return {true, s.autoSync};
+    case kCmdSyncClock:
+        return {live && s.fix, false};
+    case kCmdResetGauges:
+        return {Has(s, kFeatureGauges) && !s.sourceOpen, false};
+    case kCmdSelectorAdvanced:
+        return {true, s.advancedFileSelector};
+    case kCmdSelectorStandard:
+        return {true, !s.advancedFileSelector};
+    case kCmdUnitsMetric:
+        return {true, s.units == 1};
+    case kCmdUnitsImperial:
+        return {true, s.units == 2};
+    case kCmdUnitsNautic:
+        return {true, s.units == 3};
+    case kCmdCoordDegrees:
+    case kCmdCoordDegMin:
+    case kCmdCoordDegMinSec:
+    case kCmdCoordUTM:
+        return {true, s.projection == id - 32886};
+    case kCmdStepOn:
+    case kCmdStepOff: {
+        if (s.visiblePage == kPageDashboard)
+            return {Has(s, kFeatureGauges) && (id == kCmdStepOn) != s.dashboardModeOn, false};
+        if (s.visiblePage == kPageMap)
+            return {Has(s, kFeatureMaps) && s.mapLoaded, false};
+        return {false, false};
+    }
+    case kCmdDisplayMode:
+        if (s.visiblePage == kPageMap)
+            return {Has(s, kFeatureMaps), false};
+        return {s.visiblePage == kPageDashboard || s.visiblePage == kPageList, false};
+    default:
+        return {true, false};
+    }
+}

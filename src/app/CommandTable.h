@@ -1,0 +1,107 @@
+#pragma once
+
+#include <array>
+#include <string_view>
+
+/// Command identifiers of the window; the numbers are the ones the menus were designed with.
+enum CommandId : int {
+    kCmdConfigure = 32779,
+    kCmdProgramChipset = 32894,
+    kCmdAutoConnect = 32835,
+    kCmdDisconnect = 32818,
+    kCmdHotConnect = 32895,
+    kCmdPlainConnect = 32784,
+    kCmdDirectConnect = 32771,
+    kCmdReplaySpeed400 = 32826,
+    kCmdReplaySpeed200 = 32825,
+    kCmdReplaySpeed100 = 32824,
+    kCmdStopReplay = 32822,
+    kCmdReplay = 32819,
+    kCmdLogSettings = 32908,
+    kCmdStopLogging = 32793,
+    kCmdCreateLog = 32792,
+    kCmdExportWaypoints = 32912,
+    kCmdImportLoc = 32910,
+    kCmdImportGpx = 32911,
+    kCmdSelectWaypoint = 32880,
+    kCmdEditWaypoints = 32879,
+    kCmdQuit = 32802,
+    kCmdFixSound = 32875,
+    kCmdAutoSync = 32859,
+    kCmdSyncClock = 32821,
+    kCmdResetGauges = 32832,
+    kCmdSelectorAdvanced = 32902,
+    kCmdSelectorStandard = 32901,
+    kCmdUnitsMetric = 32830,
+    kCmdUnitsImperial = 32831,
+    kCmdUnitsNautic = 32860,
+    kCmdCoordDegrees = 32887,
+    kCmdCoordDegMin = 32888,
+    kCmdCoordDegMinSec = 32889,
+    kCmdCoordUTM = 32890,
+    kCmdStepOn = 32833,
+    kCmdStepOff = 32834,
+    kCmdDisplayMode = 32907,
+    kCmdAlarm = 32775,
+    kCmdAbout = 57664,
+    kCmdHelp = 57670,
+};
+
+/// Pages of the sheet, in tab order.
+enum PageIndex : int { kPageDashboard = 0, kPageMap = 1, kPageList = 2, kPageData = 3 };
+
+/// Parts of the program that arrive later; their commands stay disabled until they are there.
+enum Feature : unsigned {
+    kFeatureWaypoints = 1u << 0,
+    kFeatureMaps = 1u << 1,
+    kFeatureChipset = 1u << 2,
+    kFeatureGauges = 1u << 3,
+};
+
+/// Everything the enable and check rules look at.
+struct CFrameState {
+    bool sourceOpen = false;
+    bool replaying = false;
+    bool logOpen = false;
+    bool chipsetSirf = false;
+    bool portConfigured = false;
+    bool lastPositionStored = false;
+    bool fix = false; ///< GGA fix quality non-zero
+    bool autoConnect = false;
+    bool autoSync = false;
+    bool playSound = true;
+    bool advancedFileSelector = false;
+    int projection = 1;
+    /// Unit the dashboard reports: 1, 2, 3, or 0 when its instruments disagree.
+    int units = 1;
+    unsigned replayDelay = 500;
+    int visiblePage = kPageDashboard;
+    bool dashboardModeOn = false;
+    bool mapLoaded = false;
+    unsigned features = 0;
+};
+
+struct CCommandState {
+    bool enabled = true;
+    bool checked = false;
+};
+
+/// The enable and check rule of a command; unknown ids are enabled and unchecked.
+[[nodiscard]] CCommandState EvaluateCommand(int id, const CFrameState &state);
+
+/// Where a command sits: menu, optional submenu, text. Commands on no menu have an empty menu.
+struct CMenuEntry {
+    int id;
+    std::string_view menu;
+    std::string_view submenu;
+    std::string_view text;
+    bool checkable;
+    bool separatorBefore = false;
+};
+
+/// The menu bar from left to right, top to bottom.
+extern const std::array<CMenuEntry, 36> kMenuEntries;
+inline constexpr std::array<std::string_view, 4> kMenuTitles = {"GPS", "Log", "Nav", "Tools"};
+/// Tool bar buttons in order.
+inline constexpr std::array<int, 4> kToolBarCommands = {kCmdDisplayMode, kCmdStepOn, kCmdStepOff,
+                                                        kCmdAbout};

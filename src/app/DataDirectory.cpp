@@ -1,0 +1,36 @@
+#include "app/DataDirectory.h"
+
+#include <QDir>
+#include <QStandardPaths>
+
+namespace
+{
+
+QString &Directory()
+{
+    static QString directory;
+    return directory;
+}
+
+} // namespace
+
+void SetDataDirectory(const QString &commandLineDir)
+{
+    QString dir = commandLineDir;
+    if (dir.isEmpty())
+        dir = qEnvironmentVariable("VELORAN_DATA_DIR");
+    if (dir.isEmpty()) {
+        QString documents = QStandardPaths::writableLocation(QStandardPaths::DocumentsLocation);
+        if (documents.isEmpty())
+            documents = QDir::homePath() + QStringLiteral("/Documents");
+        dir = documents + QStringLiteral("/Veloran");
+    }
+    // A directory that cannot be made shows up when a file in it is opened, with its reason.
+    QDir().mkpath(dir);
+    Directory() = QDir(dir).absolutePath();
+}
+
+QString GetDataDirectory()
+{
+    return Directory();
+}

@@ -1,0 +1,8 @@
+#pragma once
+
+#include <QString>
+
+/// Where the user's data files live: `commandLineDir` (--data-dir), else VELORAN_DATA_DIR, else
+/// ~/Documents/Veloran. Created when missing. Call once at start; empty until then.
+void SetDataDirectory(const QString &commandLineDir);
+[[nodiscard]] QString GetDataDirectory();

@@ -1,0 +1,631 @@
+#include "app/MainFrame.h"
+
+#include "app/AboutDialog.h"
+#include "app/AppIcon.h"
+#include "app/DataDirectory.h"
+#include "app/FileDialogs.h"
+#include "app/GPSSheet.h"
+#include "app/HelpViewer.h"
+#include "app/MessageBox.h"
+#include "app/SettingsKey.h"
+#include "dashboard/Dashboard.h"
+#include "dashboard/DataLogView.h"
+#include "maps/MapView.h"
+#include "nmea/GPSData.h"
+#include "nmea/Numbers.h"
+#include "receiver/FixSound.h"
+#include "receiver/LogSettings.h"
+#include "receiver/LogSettingsDialog.h"
+#include "receiver/SerialPort.h"
+#include "receiver/SerialPortDialog.h"
+#include "receiver/SystemClock.h"
+
+#include <QApplication>
+#include <QCloseEvent>
+#include <QDBusConnection>
+#include <QDBusMessage>
+#include <QDateTime>
+#include <QMenuBar>
+#include <QSocketNotifier>
+#include <QTimer>
+#include <QToolBar>
+
+namespace
+{
+
+constexpr const char *kAppKey = "Software/Veloran";
+constexpr const char *kReplayFilter = "NMEA Log Files (*.nmea)";
+constexpr const char *kLogPattern = "*.nmea";
+// The desktop's idle timer is told of activity at most this often while data arrives.
+constexpr qint64 kIdleResetIntervalMs = 20000;
+constexpr int kAlarmTicks = 180;
+constexpr int kAlarmPeriodMs = 300;
+
+QString Latin1(std::string_view text)
+{
+    return QString::fromLatin1(text.data(), static_cast<qsizetype>(text.size()));
+}
+
+struct FrameValue {
+    const char *name;
+    std::int32_t fallback;
+};
+// Written back in this order.
+constexpr FrameValue kAutoConnect{"AutoConnect", 0};
+constexpr FrameValue kAutoSync{"AutoSync", 0};
+constexpr FrameValue kPlaySound{"PlaySound", 1};
+constexpr FrameValue kProjection{"Projection", 1};
+constexpr FrameValue kAdvancedFileSelector{"AdvancedFileSelector", 0};
+
+std::int32_t Read(const CSettingsKey &key, const FrameValue &value)
+{
+    std::int32_t number = value.fallback;
+    if (!key.ReadNumber(value.name, number))
+        number = value.fallback;
+    return number;
+}
+
+} // namespace
+
+CMainFrame::CMainFrame(QWidget *parent)
+    : QMainWindow(parent)
+    , m_source([this](std::string_view line) { HandleLine(line); }, [this] { OnSourceClosed(); })
+{
+    setObjectName(QStringLiteral("mainFrame"));
+    setWindowTitle(QStringLiteral("Veloran"));
+    setWindowIcon(AppIcon());
+
+    m_toolBar = new QToolBar(QStringLiteral("Tool Bar"), this);
+    m_toolBar->setObjectName(QStringLiteral("toolBar"));
+    m_toolBar->setMovable(false);
+    m_toolBar->setIconSize(QSize(16, 16));
+    addToolBar(m_toolBar);
+
+    m_sheet = new CGPSSheet(this);
+    setCentralWidget(m_sheet);
+    m_dashboard = new CDashboard(m_sheet);
+    m_mapView = new CMapView(m_sheet);
+    m_listPage = new CGPSData(m_consumer.m_parser, m_sheet);
+    m_dataPage = new CDataLogView(m_sheet);
+    m_sheet->addTab(m_dashboard, tr("Dashboard"));
+    m_sheet->addTab(m_mapView, tr("Map"));
+    m_sheet->addTab(m_listPage, tr("List"));
+    m_sheet->addTab(m_dataPage, tr("Data"));
+    connect(m_sheet, &QTabWidget::currentChanged, this, [this] { UpdateCommands(); });
+
+    m_consumer.SetSentenceHook([this](int type, std::string_view line) { OnSentence(type, line); });
+    m_consumer.m_log.SetFailureHandler([this](const std::string &error) {
+        ShowErrorLater(tr("Failed to write the log file; recording has stopped."),
+                       QString::fromStdString(m_consumer.m_log.GetPath() + ": " + error));
+    });
+    LoadRecordingRules(m_consumer.m_rules);
+    m_serialSettings.Load();
+    m_source.SetBatchHandler([this] { m_consumer.EndOfBatch(); });
+    m_wake = new QSocketNotifier(m_source.GetWakeHandle(), QSocketNotifier::Read, this);
+    connect(m_wake, &QSocketNotifier::activated, this, [this] { OnWake(); });
+    m_sound = std::make_unique<CFixSound>();
+
+    ReadSettings();
+    // Until the dashboard keeps its own units it starts in the List page's.
+    m_dashboard->SetUnits(m_listPage->GetUnitMode(), m_listPage->GetUnitMode() != 3);
+    m_nightMode = m_listPage->IsNightMode();
+    m_dashboard->SetNightMode(m_nightMode, false);
+    m_dataPage->SetNightMode(m_nightMode);
+
+    m_alarm = new QTimer(this);
+    m_alarm->setInterval(kAlarmPeriodMs);
+    connect(m_alarm, &QTimer::timeout, this, [this] {
+        ResetIdleTimer();
+        QApplication::beep();
+        if (--m_alarmCount <= 0)
+            m_alarm->stop();
+    });
+
+    BuildCommands();
+    resize(480, 640);
+}
+
+CMainFrame::~CMainFrame()
+{
+    CloseSource();
+    WriteSettings();
+}
+
+void CMainFrame::ReadSettings()
+{
+    CSettingsKey key;
+    key.Open(kAppKey, true);
+    m_autoConnect = Read(key, kAutoConnect) != 0;
+    m_autoSync = Read(key, kAutoSync) != 0;
+    m_playSound = Read(key, kPlaySound) != 0;
+    SetAdvancedFileSelector(Read(key, kAdvancedFileSelector) != 0);
+    SetProjection(Read(key, kProjection));
+}
+
+void CMainFrame::WriteSettings() const
+{
+    CSettingsKey key;
+    if (!key.Open(kAppKey, true))
+        return;
+    key.WriteNumber(kAutoConnect.name, m_autoConnect ? 1 : 0);
+    key.WriteNumber(kAutoSync.name, m_autoSync ? 1 : 0);
+    key.WriteNumber(kPlaySound.name, m_playSound ? 1 : 0);
+    key.WriteNumber(kProjection.name, m_projection);
+    key.WriteNumber(kAdvancedFileSelector.name, m_advancedFileSelector ? 1 : 0);
+}
+
+void CMainFrame::BuildCommands()
+{
+    std::map<std::string_view, QMenu *> menus;
+    for (std::string_view title : kMenuTitles) {
+        QMenu *menu = menuBar()->addMenu(Latin1(title));
+        menu->setObjectName(QStringLiteral("menu") + Latin1(title));
+        // Enable and check rules are evaluated whenever a menu is about to show.
+        connect(menu, &QMenu::aboutToShow, this, [this] { UpdateCommands(); });
+        menus[title] = menu;
+    }
+    std::map<QString, QMenu *> submenus;
+    for (const CMenuEntry &entry : kMenuEntries) {
+        auto *action = new QAction(Latin1(entry.text), this);
+        action->setCheckable(entry.checkable);
+        const int id = entry.id;
+        connect(action, &QAction::triggered, this, [this, id] { RunCommand(id); });
+        m_actions[id] = action;
+        if (entry.menu.empty()) {
+            addAction(action); // reachable by shortcut only
+            continue;
+        }
+        QMenu *parentMenu = menus[entry.menu];
+        if (!entry.submenu.empty()) {
+            QString path = Latin1(entry.menu);
+            for (const QString &part : Latin1(entry.submenu).split(QLatin1Char('/'))) {
+                path += QLatin1Char('/') + part;
+                QMenu *&sub = submenus[path];
+                if (sub == nullptr) {
+                    if (entry.separatorBefore)
+                        parentMenu->addSeparator();
+                    sub = parentMenu->addMenu(part);
+                    connect(sub, &QMenu::aboutToShow, this, [this] { UpdateCommands(); });
+                }
+                parentMenu = sub;
+            }
+        } else if (entry.separatorBefore) {
+            parentMenu->addSeparator();
+        }
+        parentMenu->addAction(action);
+    }
+    m_actions[kCmdAbout]->setIcon(CommandIcon(kCmdAbout));
+    m_actions[kCmdHelp]->setShortcut(QKeySequence::HelpContents);
+    m_actions[kCmdHelp]->setShortcutContext(Qt::ApplicationShortcut);
+    m_actions[kCmdQuit]->setShortcut(QKeySequence::Quit);
+
+    for (int id : {kCmdDisplayMode, kCmdStepOn, kCmdStepOff}) {
+        auto *action = new QAction(this);
+        action->setIcon(CommandIcon(id));
+        connect(action, &QAction::triggered, this, [this, id] { RunCommand(id); });
+        m_actions[id] = action;
+    }
+    m_actions[kCmdDisplayMode]->setToolTip(tr("Day / night display"));
+    m_actions[kCmdStepOn]->setToolTip(tr("Step up"));
+    m_actions[kCmdStepOff]->setToolTip(tr("Step down"));
+    m_actions[kCmdAbout]->setToolTip(tr("About"));
+    for (int id : kToolBarCommands)
+        m_toolBar->addAction(m_actions[id]);
+    auto *alarm = new QAction(this);
+    connect(alarm, &QAction::triggered, this, [this] { RunCommand(kCmdAlarm); });
+    m_actions[kCmdAlarm] = alarm;
+    UpdateCommands();
+}
+
+QAction *CMainFrame::GetAction(int id) const
+{
+    const auto it = m_actions.find(id);
+    return it == m_actions.end() ? nullptr : it->second;
+}
+
+CFrameState CMainFrame::GetState() const
+{
+    CFrameState s;
+    s.sourceOpen = m_source.IsOpen();
+    s.replaying = m_source.IsReplaying();
+    s.logOpen = m_consumer.m_log.IsOpen();
+    s.chipsetSirf = m_serialSettings.GetChipsetIndex() == CSerialSettings::kChipsetSirf;
+    s.portConfigured = m_serialSettings.IsConfigured();
+    s.fix = GetParser().m_gga.m_quality != 0;
+    s.autoConnect = m_autoConnect;
+    s.autoSync = m_autoSync;
+    s.playSound = m_playSound;
+    s.advancedFileSelector = m_advancedFileSelector;
+    s.projection = m_projection;
+    s.units = m_dashboard->GetUnits();
+    s.replayDelay = m_source.GetReplayDelay();
+    s.visiblePage = m_sheet->currentIndex();
+    s.mapLoaded = m_mapView->IsMapLoaded();
+    return s;
+}
+
+void CMainFrame::UpdateCommands()
+{
+    const CFrameState state = GetState();
+    for (const auto &[id, action] : m_actions) {
+        const CCommandState command = EvaluateCommand(id, state);
+        action->setEnabled(command.enabled);
+        if (action->isCheckable())
+            action->setChecked(command.checked);
+    }
+}
+
+void CMainFrame::RunCommand(int id)
+{
+    switch (id) {
+    case kCmdConfigure: {
+        CSerialPortDialog dialog(m_serialSettings, this);
+        dialog.exec();
+        break;
+    }
+    case kCmdAutoConnect:
+        m_autoConnect = !m_autoConnect;
+        break;
+    case kCmdDisconnect:
+    case kCmdStopReplay:
+        CloseSource();
+        break;
+    case kCmdPlainConnect:
+        PlainConnect();
+        break;
+    case kCmdDirectConnect:
+        if (OpenPort())
+            m_mapView->ClearPointList();
+        break;
+    case kCmdReplaySpeed400:
+        SetReplayDelay(CDataSource::kDelay400Percent);
+        break;
+    case kCmdReplaySpeed200:
+        SetReplayDelay(CDataSource::kDelay200Percent);
+        break;
+    case kCmdReplaySpeed100:
+        SetReplayDelay(CDataSource::kDelay100Percent);
+        break;
+    case kCmdReplay:
+        ChooseAndReplay();
+        break;
+    case kCmdLogSettings: {
+        CLogSettingsDialog dialog(m_consumer.m_rules, this);
+        dialog.exec();
+        break;
+    }
+    case kCmdStopLogging:
+        StopLogging();
+        break;
+    case kCmdCreateLog:
+        ChooseAndCreateLog();
+        break;
+    case kCmdQuit:
+        Quit();
+        break;
+    case kCmdFixSound:
+        m_playSound = !m_playSound;
+        break;
+    case kCmdAutoSync:
+        m_autoSync = !m_autoSync;
+        break;
+    case kCmdSyncClock:
+        SetClock(RMCTimeAsUTC(GetParser().m_rmc));
+        break;
+    case kCmdSelectorAdvanced:
+    case kCmdSelectorStandard:
+        SetAdvancedFileSelector(id == kCmdSelectorAdvanced);
+        break;
+    case kCmdUnitsMetric:
+        SetUnits(1);
+        break;
+    case kCmdUnitsImperial:
+        SetUnits(2);
+        break;
+    case kCmdUnitsNautic:
+        SetUnits(3);
+        break;
+    case kCmdCoordDegrees:
+    case kCmdCoordDegMin:
+    case kCmdCoordDegMinSec:
+    case kCmdCoordUTM:
+        SetProjection(id - 32886);
+        break;
+    case kCmdDisplayMode:
+        if (m_sheet->currentIndex() != kPageMap)
+            ToggleDisplayMode();
+        break;
+    case kCmdAlarm:
+        StartAlarm();
+        break;
+    case kCmdHelp:
+        CHelpViewer::ShowHelp(this);
+        break;
+    case kCmdAbout: {
+        CAboutDialog dialog(this);
+        dialog.exec();
+        break;
+    }
+    default: // the waypoint, map, chipset and gauge commands arrive with their parts
+        break;
+    }
+    UpdateCommands();
+}
+
+void CMainFrame::SetPortOverride(const QString &device)
+{
+    m_portOverride = device;
+}
+
+bool CMainFrame::OpenPort()
+{
+    CloseSource();
+    const std::string device = m_portOverride.isEmpty()
+                                   ? DevicePathForPort(m_serialSettings.GetPortName())
+                                   : m_portOverride.toStdString();
+    std::string error;
+    const bool opened = m_source.OpenPort(device, m_serialSettings.GetBaudRate(), error);
+    if (!opened)
+        ShowError(this, QString::fromLatin1(CSerialPort::kOpenFailedMessage),
+                  QString::fromStdString(error));
+    m_wasReplaying = false;
+    UpdateCommands();
+    return opened;
+}
+
+void CMainFrame::PlainConnect()
+{
+    if (!m_serialSettings.IsConfigured()) {
+        CSerialPortDialog dialog(m_serialSettings, this);
+        if (dialog.exec() != QDialog::Accepted)
+            return;
+    }
+    OpenPort();
+}
+
+bool CMainFrame::ReplayFile(const QString &path)
+{
+    CloseSource();
+    std::string error;
+    if (!m_source.OpenReplay(path.toStdString(), error)) {
+        const bool thread = m_source.GetLastFailure() == CDataSource::Failure::Thread;
+        ShowError(this,
+                  QString::fromLatin1(thread ? CDataSource::kThreadFailedMessage
+                                             : CDataSource::kReplayOpenFailedMessage),
+                  QString::fromStdString(error));
+        UpdateCommands();
+        return false;
+    }
+    m_wasReplaying = true;
+    m_mapView->ClearPointList();
+    UpdateCommands();
+    return true;
+}
+
+void CMainFrame::CloseSource()
+{
+    m_source.Close();
+    UpdateCommands();
+}
+
+void CMainFrame::ChooseAndReplay()
+{
+    const QString filter = QString::fromLatin1(kReplayFilter);
+    const QString path = ChooseOpenFile(this, m_advancedFileSelector, filter, filter,
+                                        QString::fromLatin1(kLogPattern), GetDataDirectory());
+    if (!path.isEmpty())
+        ReplayFile(path);
+}
+
+void CMainFrame::ChooseAndCreateLog()
+{
+    const QString path =
+        ChooseSaveFile(this, QString::fromLatin1(CNMEALogFile::kDialogTitle),
+                       QString::fromLatin1(CNMEALogFile::kFilterName), GetDataDirectory());
+    if (path.isEmpty()) {
+        m_consumer.m_rules.ResetCounters();
+        return;
+    }
+    CreateLog(path);
+}
+
+bool CMainFrame::CreateLog(const QString &path)
+{
+    if (!m_consumer.m_log.Create(path.toStdString())) {
+        ShowError(this, QString::fromLatin1(CNMEALogFile::kCreateFailedMessage),
+                  QString::fromStdString(m_consumer.m_log.GetErrorText()));
+        UpdateCommands();
+        return false;
+    }
+    m_consumer.m_rules.ResetCounters();
+    UpdateCommands();
+    return true;
+}
+
+void CMainFrame::StopLogging()
+{
+    m_consumer.m_log.Close();
+    UpdateCommands();
+}
+
+void CMainFrame::SetReplayDelay(unsigned milliseconds)
+{
+    m_source.SetReplayDelay(milliseconds);
+}
+
+void CMainFrame::OnWake()
+{
+    // A message box raised while lines are handled runs its own event loop; the notifier must not
+    // hand over lines inside it.
+    m_wake->setEnabled(false);
+    m_source.ProcessPending();
+    m_wake->setEnabled(true);
+}
+
+void CMainFrame::OnSourceClosed()
+{
+    UpdateCommands();
+    emit SourceEnded(m_wasReplaying);
+}
+
+void CMainFrame::HandleLine(std::string_view line)
+{
+    m_consumer.HandleLine(line);
+}
+
+void CMainFrame::OnSentence(int type, std::string_view line)
+{
+    switch (type) {
+    case kSentenceGGA:
+        NavigationUpdate();
+        break;
+    case kSentenceGSV:
+        SatelliteUpdate();
+        break;
+    case kSentenceRMC:
+        FixEvents();
+        break;
+    default:
+        break;
+    }
+    m_dataPage->AddLine(type, line);
+}
+
+void CMainFrame::NavigationUpdate()
+{
+    const CGGASentence &gga = GetParser().m_gga;
+    ResetIdleTimer();
+    m_dashboard->SetAltitude(gga.m_altitude - gga.m_geoidSeparation);
+    if (gga.m_time.size() >= 6) {
+        const std::string_view time = gga.m_time;
+        const double hours = ToInt(time.substr(0, 2));
+        const double minutes = ToInt(time.substr(2, 2));
+        const double seconds = ToDouble(time.substr(4));
+        m_dashboard->SetTimeOfDay((hours * 60 + minutes) * 60 + seconds);
+    }
+    if (gga.m_quality != 0) {
+        m_mapView->SetPosition(gga.m_position);
+        ++m_proximityChecks; // the waypoint alarm checks here once waypoints exist
+    }
+    m_listPage->UpdatePosition();
+    m_listPage->UpdateReception();
+    m_listPage->UpdateDilution();
+}
+
+void CMainFrame::SatelliteUpdate()
+{
+    const CNMEAParser &parser = GetParser();
+    if (!parser.m_gsv.IsGroupComplete())
+        return;
+    m_dashboard->UpdateSatellites(parser);
+    if (m_mapView->ShowsReceptionIndicator() && parser.m_gsv.m_inView != 0)
+        m_mapView->SetReception(static_cast<double>(parser.m_gga.m_satellites)
+                                / parser.m_gsv.m_inView);
+}
+
+void CMainFrame::FixEvents()
+{
+    const CNMEAParser &parser = GetParser();
+    const bool live = m_source.IsOpen() && !m_source.IsReplaying();
+    const CFixActions a = m_fixEvents.OnRMC(parser, m_playSound, m_autoSync, live);
+    if (a.fixLost || a.fixGained)
+        m_mapView->SetFix(a.fixGained);
+    if (a.setClockUtc)
+        SetClock(*a.setClockUtc);
+    if (a.sound != CFixActions::Sound::None)
+        m_sound->Play(a.sound == CFixActions::Sound::FixGained ? CFixSound::Kind::FixGained
+                                                               : CFixSound::Kind::FixLost);
+    if (a.updateCompass)
+        m_dashboard->SetCompass(a.course, a.bearing, a.distance);
+    m_dashboard->SetSpeed(a.speedKmh);
+    if (a.mileageSample)
+        m_dashboard->AddMileageSample(parser.m_rmc.m_position, parser.m_rmc.m_dateTime,
+                                      m_source.IsReplaying());
+    if (a.updateList)
+        m_listPage->UpdateHeading();
+}
+
+void CMainFrame::SetClock(std::time_t utc)
+{
+    SetSystemClockUtc(utc, this, [this](bool ok, const QString &detail) {
+        if (!ok)
+            ShowErrorLater(QString::fromLatin1(kSetClockFailedMessage), detail);
+    });
+}
+
+void CMainFrame::ShowErrorLater(const QString &text, const QString &details)
+{
+    // Never from inside the line handler: the box's event loop would run while the reader waits.
+    QTimer::singleShot(0, this, [this, text, details] { ShowError(this, text, details); });
+}
+
+void CMainFrame::ResetIdleTimer()
+{
+    const qint64 now = QDateTime::currentMSecsSinceEpoch();
+    if (m_lastIdleReset >= 0 && now - m_lastIdleReset < kIdleResetIntervalMs)
+        return;
+    m_lastIdleReset = now;
+    QDBusConnection bus = QDBusConnection::sessionBus();
+    if (!bus.isConnected())
+        return;
+    bus.send(QDBusMessage::createMethodCall(
+        QStringLiteral("org.freedesktop.ScreenSaver"), QStringLiteral("/ScreenSaver"),
+        QStringLiteral("org.freedesktop.ScreenSaver"), QStringLiteral("SimulateUserActivity")));
+}
+
+void CMainFrame::SetUnits(int units)
+{
+    // The altimeter has no nautical mode and keeps its unit.
+    m_dashboard->SetUnits(units, units != 3);
+    m_mapView->SetUnits(units);
+    m_listPage->SetUnitMode(units);
+}
+
+void CMainFrame::SetProjection(int projection)
+{
+    m_projection = projection;
+    m_mapView->SetProjection(projection);
+    m_listPage->SetProjection(projection);
+}
+
+void CMainFrame::SetAdvancedFileSelector(bool advanced)
+{
+    m_advancedFileSelector = advanced;
+    m_mapView->SetAdvancedFileSelector(advanced);
+}
+
+void CMainFrame::ToggleDisplayMode()
+{
+    m_nightMode = !m_nightMode;
+    m_dashboard->SetNightMode(m_nightMode, true);
+    m_listPage->SetNightMode(m_nightMode);
+    m_dataPage->SetNightMode(m_nightMode);
+}
+
+void CMainFrame::StartAlarm()
+{
+    m_alarmCount = kAlarmTicks;
+    m_alarm->start();
+}
+
+void CMainFrame::Quit()
+{
+    CloseSource();
+    close();
+}
+
+void CMainFrame::closeEvent(QCloseEvent *event)
+{
+    CloseSource();
+    event->accept();
+}
+
+void CMainFrame::showEvent(QShowEvent *event)
+{
+    QMainWindow::showEvent(event);
+    if (m_shown)
+        return;
+    m_shown = true;
+    if (m_autoConnect)
+        QTimer::singleShot(0, this, [this] { OpenPort(); });
+}

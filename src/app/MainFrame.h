@@ -1,0 +1,136 @@
+#pragma once
+
+#include "app/CommandTable.h"
+#include "receiver/DataSource.h"
+#include "receiver/FixEvents.h"
+#include "receiver/LineConsumer.h"
+#include "receiver/SerialSettings.h"
+
+#include <QMainWindow>
+
+#include <map>
+#include <memory>
+#include <string_view>
+
+class CDashboard;
+class CDataLogView;
+class CFixSound;
+class CGPSData;
+class CGPSSheet;
+class CMapView;
+class QAction;
+class QSocketNotifier;
+class QTimer;
+class QToolBar;
+
+/// The main window. Owns the parser, the receiver connection, the recording and the pages, and
+/// runs every received line through them in a fixed order; every command of the program is one of
+/// its commands, with an enable and check rule.
+class CMainFrame : public QMainWindow
+{
+    Q_OBJECT
+public:
+    explicit CMainFrame(QWidget *parent = nullptr);
+    /// Closes the source and writes the frame's settings back.
+    ~CMainFrame() override;
+
+    /// Runs a command as its menu entry would (whether or not it is enabled).
+    void RunCommand(int id);
+    [[nodiscard]] CFrameState GetState() const;
+    /// Applies the enable and check rules to every command.
+    void UpdateCommands();
+    [[nodiscard]] QAction *GetAction(int id) const;
+
+    /// Opens the configured serial port; shows "Failed to open COM Port." when it cannot.
+    bool OpenPort();
+    /// Uses `device` for this run instead of the configured port (not stored).
+    void SetPortOverride(const QString &device);
+    /// Replays a log file; shows the failure.
+    bool ReplayFile(const QString &path);
+    /// Closes the serial port or replay; waits at most two seconds for the reader.
+    void CloseSource();
+    /// Starts recording into `path` (created or emptied); shows the failure.
+    bool CreateLog(const QString &path);
+    void StopLogging();
+    void SetReplayDelay(unsigned milliseconds);
+    /// Runs the dialog when the port was never configured; opens the port unless it was
+    /// cancelled.
+    void PlainConnect();
+
+    /// One received line, line end included: the data-line handler.
+    void HandleLine(std::string_view line);
+
+    [[nodiscard]] CGPSSheet *GetSheet() const { return m_sheet; }
+    [[nodiscard]] CDashboard *GetDashboard() const { return m_dashboard; }
+    [[nodiscard]] CMapView *GetMapView() const { return m_mapView; }
+    [[nodiscard]] CGPSData *GetListPage() const { return m_listPage; }
+    [[nodiscard]] CDataLogView *GetDataPage() const { return m_dataPage; }
+    [[nodiscard]] const CNMEAParser &GetParser() const { return m_consumer.m_parser; }
+    [[nodiscard]] CRecordingRules &GetRecordingRules() { return m_consumer.m_rules; }
+    [[nodiscard]] CSerialSettings &GetSerialSettings() { return m_serialSettings; }
+    [[nodiscard]] const CDataSource &GetSource() const { return m_source; }
+    [[nodiscard]] bool IsLogOpen() const { return m_consumer.m_log.IsOpen(); }
+    /// Positions handed to the waypoint proximity check.
+    [[nodiscard]] int GetProximityChecks() const { return m_proximityChecks; }
+
+signals:
+    /// The source ended by itself: end of the replay file, or the port went away.
+    void SourceEnded(bool wasReplay);
+
+protected:
+    void closeEvent(QCloseEvent *event) override;
+    void showEvent(QShowEvent *event) override;
+
+private:
+    void BuildCommands();
+    void ReadSettings();
+    void WriteSettings() const;
+    void OnSentence(int type, std::string_view line);
+    void NavigationUpdate();
+    void SatelliteUpdate();
+    void FixEvents();
+    void SetClock(std::time_t utc);
+    void ResetIdleTimer();
+    void OnWake();
+    void OnSourceClosed();
+    void ShowErrorLater(const QString &text, const QString &details);
+    void ChooseAndReplay();
+    void ChooseAndCreateLog();
+    void SetUnits(int units);
+    void SetProjection(int projection);
+    void SetAdvancedFileSelector(bool advanced);
+    void ToggleDisplayMode();
+    void StartAlarm();
+    void Quit();
+
+    // Owned in this order; destroyed in reverse.
+    QToolBar *m_toolBar = nullptr;
+    CGPSSheet *m_sheet = nullptr;
+    CDashboard *m_dashboard = nullptr;
+    CMapView *m_mapView = nullptr;
+    CGPSData *m_listPage = nullptr;
+    CDataLogView *m_dataPage = nullptr;
+    CLineConsumer m_consumer; // parser, recording rules, log file
+    CSerialSettings m_serialSettings;
+    CDataSource m_source;
+    QSocketNotifier *m_wake = nullptr;
+    CFixEvents m_fixEvents;
+    std::unique_ptr<CFixSound> m_sound;
+    std::map<int, QAction *> m_actions;
+
+    // Settings of the frame.
+    bool m_autoConnect = false;
+    bool m_autoSync = false;
+    bool m_playSound = true;
+    bool m_advancedFileSelector = false;
+    int m_projection = 1;
+
+    QString m_portOverride;
+    bool m_wasReplaying = false;
+    bool m_nightMode = false;
+    bool m_shown = false;
+    int m_proximityChecks = 0;
+    qint64 m_lastIdleReset = -1;
+    QTimer *m_alarm = nullptr;
+    int m_alarmCount = 0;
+};

@@ -1,0 +1,264 @@
+#include "app/VeloranApp.h"
+
+#include "app/CommandTable.h"
+#include "app/DataDirectory.h"
+#include "app/GPSSheet.h"
+#include "app/MainFrame.h"
+#include "app/SettingsKey.h"
+
+#include <QApplication>
+#include <QCommandLineParser>
+#include <QDir>
+#include <QElapsedTimer>
+#include <QFile>
+#include <QFileInfo>
+#include <QSocketNotifier>
+#include <QTimer>
+
+#include <array>
+#include <csignal>
+#include <cstdio>
+#include <ctime>
+#include <memory>
+#include <sys/socket.h>
+#include <unistd.h>
+
+namespace
+{
+
+// Screenshot of a live session: the receiver has had time to deliver a few epochs.
+constexpr int kLiveScreenshotMs = 5000;
+
+int g_signalSocket[2] = {-1, -1};
+
+void OnSignal(int)
+{
+    const char byte = 1;
+    // Only the async-signal-safe write here; the window ends in the event loop.
+    [[maybe_unused]] const ssize_t n = ::write(g_signalSocket[0], &byte, 1);
+}
+
+/// SIGTERM, SIGINT and SIGHUP end the program the way Quit does.
+void InstallSignalHandlers(CMainFrame &frame)
+{
+    if (::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, g_signalSocket) != 0)
+        return;
+    auto *notifier = new QSocketNotifier(g_signalSocket[1], QSocketNotifier::Read, &frame);
+    QObject::connect(notifier, &QSocketNotifier::activated, &frame, [&frame, notifier] {
+        char byte;
+        [[maybe_unused]] const ssize_t n = ::read(g_signalSocket[1], &byte, 1);
+        notifier->setEnabled(false);
+        frame.RunCommand(kCmdQuit);
+    });
+    struct sigaction action = {};
+    action.sa_handler = OnSignal;
+    sigemptyset(&action.sa_mask);
+    action.sa_flags = SA_RESTART;
+    for (int signal : {SIGTERM, SIGINT, SIGHUP})
+        sigaction(signal, &action, nullptr);
+}
+
+int PageNamed(const QString &name)
+{
+    static const std::array<const char *, 4> names = {"dashboard", "map", "list", "data"};
+    for (std::size_t i = 0; i < names.size(); ++i)
+        if (name.compare(QLatin1String(names[i]), Qt::CaseInsensitive) == 0)
+            return static_cast<int>(i);
+    return -2;
+}
+
+// Milliseconds since the kernel started this process (exec included), from /proc.
+double ProcessAgeMs()
+{
+    QFile stat(QStringLiteral("/proc/self/stat"));
+    if (!stat.open(QIODevice::ReadOnly))
+        return -1;
+    const QByteArray text = stat.readAll();
+    // Field 22, counted after the command name, which may hold blanks: start after its ')'.
+    const QList<QByteArray> fields = text.mid(text.lastIndexOf(')') + 2).split(' ');
+    if (fields.size() < 20)
+        return -1;
+    timespec now{};
+    clock_gettime(CLOCK_BOOTTIME, &now);
+    const double ticks = static_cast<double>(sysconf(_SC_CLK_TCK));
+    return (now.tv_sec + now.tv_nsec / 1e9 - fields[19].toDouble() / ticks) * 1000.0;
+}
+
+/// Prints the time to the window's first paint and quits: the start-up benchmark.
+class CFirstPaintProbe : public QObject
+{
+public:
+    explicit CFirstPaintProbe(QElapsedTimer started)
+        : m_started(started)
+    {
+    }
+
+protected:
+    bool eventFilter(QObject *watched, QEvent *event) override
+    {
+        if (event->type() == QEvent::Paint && !m_done) {
+            m_done = true;
+            std::printf("first paint: %.1f ms after main(), process age %.1f ms\n",
+                        m_started.nsecsElapsed() / 1e6, ProcessAgeMs());
+            std::fflush(stdout);
+            QTimer::singleShot(0, qApp, &QCoreApplication::quit);
+        }
+        return QObject::eventFilter(watched, event);
+    }
+
+private:
+    QElapsedTimer m_started;
+    bool m_done = false;
+};
+
+int Fail(const QString &message)
+{
+    std::fprintf(stderr, "veloran: %s\n", qPrintable(message));
+    return 2;
+}
+
+} // namespace
+
+QString CVeloranApp::DemoLogPath()
+{
+    const QString installed = QCoreApplication::applicationDirPath() + QStringLiteral("/../")
+                              + QStringLiteral(VELORAN_INSTALL_DATADIR)
+                              + QStringLiteral("/demo.nmea");
+    if (QFileInfo::exists(installed))
+        return QDir::cleanPath(installed);
+    return QStringLiteral(VELORAN_SOURCE_RESOURCES "/demo.nmea");
+}
+
+int CVeloranApp::Run(int argc, char **argv)
+{
+    QElapsedTimer started;
+    started.start();
+    QApplication app(argc, argv);
+    QApplication::setApplicationName(QStringLiteral("veloran"));
+    QApplication::setApplicationDisplayName(QStringLiteral("Veloran"));
+    QApplication::setApplicationVersion(QStringLiteral(VELORAN_VERSION));
+    QApplication::setDesktopFileName(QStringLiteral("veloran"));
+
+    QCommandLineParser parser;
+    parser.setApplicationDescription(QStringLiteral("GPS dashboard for NMEA 0183 receivers."));
+    parser.addHelpOption();
+    parser.addVersionOption();
+    const QCommandLineOption demo(QStringLiteral("demo"),
+                                  QStringLiteral("Replay the bundled demo log."));
+    const QCommandLineOption replay(QStringLiteral("replay"), QStringLiteral("Replay an NMEA log."),
+                                    QStringLiteral("FILE"));
+    const QCommandLineOption replayDelay(
+        QStringLiteral("replay-delay"),
+        QStringLiteral(
+            "Pause before each epoch while replaying (1000 = real time, 0 = as fast as possible)."),
+        QStringLiteral("MS"));
+    const QCommandLineOption port(QStringLiteral("port"),
+                                  QStringLiteral("Serial device of the receiver for this run."),
+                                  QStringLiteral("DEVICE"));
+    const QCommandLineOption connect(QStringLiteral("connect"),
+                                     QStringLiteral("Open the port at start."));
+    const QCommandLineOption record(QStringLiteral("record"),
+                                    QStringLiteral("Record the received lines into FILE."),
+                                    QStringLiteral("FILE"));
+    const QCommandLineOption page(QStringLiteral("page"),
+                                  QStringLiteral("Page to show: dashboard, map, list or data."),
+                                  QStringLiteral("PAGE"));
+    const QCommandLineOption screenshot(
+        QStringLiteral("screenshot"),
+        QStringLiteral(
+            "Write a PNG of the window when the replay ends (or after 5 s live), then quit."),
+        QStringLiteral("FILE"));
+    const QCommandLineOption quitAfterReplay(QStringLiteral("quit-after-replay"),
+                                             QStringLiteral("Quit when the replay ends."));
+    const QCommandLineOption configDir(QStringLiteral("config-dir"),
+                                       QStringLiteral("Directory of the settings file."),
+                                       QStringLiteral("DIR"));
+    const QCommandLineOption dataDir(QStringLiteral("data-dir"),
+                                     QStringLiteral("Directory of the data files."),
+                                     QStringLiteral("DIR"));
+    QCommandLineOption startupProbe(QStringLiteral("startup-probe"),
+                                    QStringLiteral("Print the time to the first paint and quit."));
+    startupProbe.setFlags(QCommandLineOption::HiddenFromHelp);
+    parser.addOptions({demo, replay, replayDelay, port, connect, record, page, screenshot,
+                       quitAfterReplay, configDir, dataDir, startupProbe});
+    parser.process(app);
+    if (!parser.positionalArguments().isEmpty())
+        return Fail(QStringLiteral("unexpected argument '%1' (try --help)")
+                        .arg(parser.positionalArguments().first()));
+
+    CStartOptions options;
+    options.demo = parser.isSet(demo);
+    options.replay = parser.value(replay);
+    if (options.demo && options.replay.isEmpty())
+        options.replay = DemoLogPath();
+    if (parser.isSet(replayDelay)) {
+        bool ok = false;
+        const uint delay = parser.value(replayDelay).toUInt(&ok);
+        if (!ok || delay > 60000)
+            return Fail(QStringLiteral("--replay-delay wants milliseconds from 0 to 60000"));
+        options.replayDelay = delay;
+    }
+    options.port = parser.value(port);
+    options.connect = parser.isSet(connect);
+    options.record = parser.value(record);
+    if (parser.isSet(page)) {
+        options.page = PageNamed(parser.value(page));
+        if (options.page < 0)
+            return Fail(QStringLiteral("--page wants dashboard, map, list or data"));
+    }
+    options.screenshot = parser.value(screenshot);
+    options.quitAfterReplay = parser.isSet(quitAfterReplay);
+    if (!options.replay.isEmpty() && options.connect)
+        return Fail(QStringLiteral("--connect and a replay cannot run together"));
+
+    CSettingsKey::SetConfigDirectory(parser.value(configDir).toStdString());
+    SetDataDirectory(parser.value(dataDir));
+
+    auto frame = std::make_unique<CMainFrame>();
+    InstallSignalHandlers(*frame);
+    if (options.page >= 0)
+        frame->GetSheet()->setCurrentIndex(options.page);
+    if (!options.port.isEmpty())
+        frame->SetPortOverride(options.port);
+    if (options.replayDelay)
+        frame->SetReplayDelay(*options.replayDelay);
+
+    auto takeScreenshot = [&frame, file = options.screenshot] {
+        if (!frame->grab().save(file, "PNG"))
+            std::fprintf(stderr, "veloran: cannot write %s\n", qPrintable(file));
+        frame->RunCommand(kCmdQuit);
+    };
+    QObject::connect(frame.get(), &CMainFrame::SourceEnded, frame.get(),
+                     [&, takeScreenshot](bool wasReplay) {
+                         if (!wasReplay)
+                             return;
+                         if (!options.screenshot.isEmpty())
+                             takeScreenshot();
+                         else if (options.quitAfterReplay)
+                             frame->RunCommand(kCmdQuit);
+                     });
+
+    CFirstPaintProbe probe(started);
+    if (parser.isSet(startupProbe))
+        frame->GetSheet()->currentWidget()->installEventFilter(&probe);
+    frame->show();
+    // Opening a source waits for the window, as the design of auto-connect does.
+    QTimer::singleShot(0, frame.get(), [&, takeScreenshot] {
+        if (!options.record.isEmpty() && !frame->CreateLog(options.record)) {
+            frame->RunCommand(kCmdQuit);
+            return;
+        }
+        if (!options.replay.isEmpty()) {
+            if (!frame->ReplayFile(options.replay)
+                && (options.quitAfterReplay || !options.screenshot.isEmpty()))
+                frame->RunCommand(kCmdQuit);
+        } else if (options.connect) {
+            frame->OpenPort();
+        }
+        if (options.replay.isEmpty() && !options.screenshot.isEmpty())
+            QTimer::singleShot(kLiveScreenshotMs, frame.get(), takeScreenshot);
+    });
+    const int status = QApplication::exec();
+    frame.reset();
+    return status;
+}

@@ -1,0 +1,30 @@
+#pragma once
+
+#include <QString>
+
+#include <optional>
+
+/// What the command line asks for.
+struct CStartOptions {
+    bool demo = false;
+    QString replay;
+    std::optional<unsigned> replayDelay;
+    QString port;
+    bool connect = false;
+    QString record;
+    int page = -1;
+    QString screenshot;
+    bool quitAfterReplay = false;
+    QString configDir;
+    QString dataDir;
+};
+
+/// Start-up and the life of the process: the command line, the settings and data locations, the
+/// main window, the ending signals.
+class CVeloranApp
+{
+public:
+    static int Run(int argc, char **argv);
+    /// The bundled demo log: installed beside the program, else in the source tree.
+    static QString DemoLogPath();
+};

@@ -1,0 +1,6 @@
+#include "app/VeloranApp.h"
+
+int main(int argc, char **argv)
+{
+    return CVeloranApp::Run(argc, argv);
+}

@@ -1,0 +1,84 @@
+#include "dashboard/Dashboard.h"
+
+#include "nmea/NMEAParser.h"
+
+#include <QPainter>
+
+CDashboard::CDashboard(QWidget *parent)
+    : QWidget(parent)
+{
+    setObjectName(QStringLiteral("dashboardPage"));
+}
+
+void CDashboard::SetSpeed(double speedKmh)
+{
+    m_feed.speedKmh = speedKmh;
+    ++m_feed.speedUpdates;
+}
+
+void CDashboard::SetCompass(double course, double bearing, double distance)
+{
+    m_feed.course = course;
+    m_feed.bearing = bearing;
+    m_feed.distance = distance;
+    ++m_feed.compassUpdates;
+}
+
+void CDashboard::SetAltitude(double metres)
+{
+    m_feed.altitude = metres;
+    ++m_feed.altitudeUpdates;
+}
+
+void CDashboard::SetTimeOfDay(double seconds)
+{
+    m_feed.timeOfDay = seconds;
+    ++m_feed.clockUpdates;
+}
+
+void CDashboard::UpdateSatellites(const CNMEAParser &parser)
+{
+    m_feed.satellitesInView = parser.m_gsv.m_inView;
+    m_feed.satellitesUsed = parser.m_gga.m_satellites;
+    ++m_feed.satelliteUpdates;
+}
+
+void CDashboard::AddMileageSample(const CGeoPosition &position, std::time_t time, bool replay)
+{
+    m_feed.mileagePosition = position;
+    m_feed.mileageTime = time;
+    m_feed.mileageReplay = replay;
+    ++m_feed.mileageSamples;
+}
+
+void CDashboard::SetUnits(int units, bool altimeterToo)
+{
+    m_speedUnits = units;
+    m_mileageUnits = units;
+    if (altimeterToo)
+        m_altimeterUnits = units;
+}
+
+int CDashboard::GetUnits() const
+{
+    if (m_speedUnits == 3 && m_mileageUnits == 3)
+        return 3;
+    if (m_speedUnits == m_altimeterUnits && m_speedUnits == m_mileageUnits)
+        return m_speedUnits;
+    return 0;
+}
+
+void CDashboard::SetNightMode(bool night, bool redraw)
+{
+    m_night = night;
+    if (redraw)
+        update();
+}
+
+void CDashboard::paintEvent(QPaintEvent *)
+{
+    QPainter painter(this);
+    painter.fillRect(rect(), m_night ? Qt::black : palette().window().color());
+    painter.setPen(m_night ? QColor(200, 40, 40) : palette().windowText().color());
+    painter.drawText(rect(), Qt::AlignCenter, tr("Dashboard"));
+}

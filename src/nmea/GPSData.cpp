@@ -1,0 +1,182 @@
+#include "nmea/GPSData.h"
+
+#include "app/SettingsKey.h"
+
+#include <QPaintEvent>
+#include <QPainter>
+
+#include <algorithm>
+
+namespace
+{
+
+constexpr const char *kAppKey = "Software/Veloran";
+constexpr const char *kDashboardKey = "Software/Veloran/Dashboard";
+
+// Geometry of the page as designed for a 240-pixel-wide screen; it is scaled to the widget.
+constexpr double kDesignWidth = 240.0;
+constexpr double kRowHeight = 15.0;
+constexpr double kCaptionHeight = 17.0;
+constexpr double kSectionGap = 4.0;
+constexpr double kMargin = 4.0;
+constexpr double kValueColumn = 112.0;
+constexpr double kFontPixels = 11.0;
+// Enough for the tallest page: UTM adds no rows, so four sections of at most three rows.
+constexpr double kDesignHeight = 4 * (kCaptionHeight + 3 * kRowHeight + kSectionGap) + kMargin;
+
+struct Colors {
+    QColor background, caption, captionText, label, value;
+};
+
+Colors PageColors(bool night)
+{
+    if (night) // dark surroundings: nothing bright, red keeps the eyes adapted
+        return {QColor(0, 0, 0), QColor(60, 0, 0), QColor(230, 60, 40), QColor(170, 40, 30),
+                QColor(230, 60, 40)};
+    return {QColor(255, 255, 255), QColor(40, 70, 130), QColor(255, 255, 255), QColor(70, 70, 70),
+            QColor(0, 0, 0)};
+}
+
+} // namespace
+
+CGPSData::CGPSData(const CNMEAParser &parser, QWidget *parent)
+    : QWidget(parent)
+    , m_parser(parser)
+{
+    setObjectName(QStringLiteral("listPage"));
+    setAttribute(Qt::WA_OpaquePaintEvent);
+    CSettingsKey app;
+    if (app.Open(kAppKey, true)) {
+        std::int32_t mode = kUnitModeMetric;
+        if (app.ReadNumber("OperationMode", mode))
+            m_unitMode = mode;
+    }
+    CSettingsKey dashboard;
+    if (dashboard.Open(kDashboardKey, true)) {
+        std::int32_t night = 0;
+        if (dashboard.ReadNumber("NightMode", night))
+            m_night = night != 0;
+    }
+    UpdateReception();
+    UpdateDilution();
+    UpdatePosition();
+    UpdateHeading();
+}
+
+CGPSData::~CGPSData()
+{
+    CSettingsKey app;
+    if (app.Open(kAppKey, true))
+        app.WriteNumber("OperationMode", m_unitMode);
+}
+
+void CGPSData::UpdatePosition()
+{
+    m_rows[kPosition] = BuildPositionRows(m_parser, m_projection, m_unitMode);
+    Changed();
+}
+
+void CGPSData::UpdateReception()
+{
+    m_rows[kReception] = BuildReceptionRows(m_parser);
+    Changed();
+}
+
+void CGPSData::UpdateDilution()
+{
+    m_rows[kDilution] = BuildDilutionRows(m_parser);
+    Changed();
+}
+
+void CGPSData::UpdateHeading()
+{
+    m_rows[kHeading] = BuildHeadingRows(m_parser, m_unitMode);
+    Changed();
+}
+
+void CGPSData::SetUnitMode(int mode)
+{
+    m_unitMode = mode;
+    UpdatePosition();
+    UpdateHeading();
+}
+
+void CGPSData::SetProjection(int projection)
+{
+    m_projection = projection;
+    UpdatePosition();
+}
+
+void CGPSData::SetNightMode(bool night)
+{
+    m_night = night;
+    Changed();
+}
+
+void CGPSData::Changed()
+{
+    m_image = QImage();
+    update();
+}
+
+void CGPSData::Render(QPainter &painter, QSize size) const
+{
+    const Colors colors = PageColors(m_night);
+    painter.fillRect(QRect(QPoint(0, 0), size), colors.background);
+    const double scale = std::min(size.width() / kDesignWidth, size.height() / kDesignHeight);
+    painter.save();
+    painter.scale(scale, scale);
+    painter.setRenderHint(QPainter::TextAntialiasing);
+
+    QFont font = painter.font();
+    font.setPixelSize(static_cast<int>(kFontPixels));
+    QFont bold = font;
+    bold.setBold(true);
+    const double width = size.width() / scale;
+
+    double y = kMargin;
+    for (std::size_t s = 0; s < m_rows.size(); ++s) {
+        const QRectF band(0, y, width, kCaptionHeight);
+        painter.fillRect(band, colors.caption);
+        painter.setFont(bold);
+        painter.setPen(colors.captionText);
+        painter.drawText(band.adjusted(kMargin, 0, 0, 0), Qt::AlignLeft | Qt::AlignVCenter,
+                         QString::fromUtf8(kDataSectionCaptions[s].data(),
+                                           static_cast<qsizetype>(kDataSectionCaptions[s].size())));
+        y += kCaptionHeight;
+        for (const CDataRow &row : m_rows[s]) {
+            const QRectF line(kMargin, y, width - 2 * kMargin, kRowHeight);
+            painter.setFont(font);
+            painter.setPen(colors.label);
+            painter.drawText(line, Qt::AlignLeft | Qt::AlignVCenter,
+                             QString::fromStdString(row.label));
+            painter.setFont(bold);
+            painter.setPen(colors.value);
+            painter.drawText(line.adjusted(kValueColumn - kMargin, 0, 0, 0),
+                             Qt::AlignLeft | Qt::AlignVCenter, QString::fromStdString(row.value));
+            y += kRowHeight;
+        }
+        y += kSectionGap;
+    }
+    painter.restore();
+}
+
+void CGPSData::paintEvent(QPaintEvent *event)
+{
+    const qreal ratio = devicePixelRatioF();
+    if (m_image.isNull()) {
+        m_image = QImage(size() * ratio, QImage::Format_RGB32);
+        m_image.setDevicePixelRatio(ratio);
+        QPainter offscreen(&m_image);
+        Render(offscreen, size());
+    }
+    QPainter painter(this);
+    painter.drawImage(event->rect(), m_image,
+                      QRectF(event->rect().topLeft() * ratio, event->rect().size() * ratio));
+}
+
+void CGPSData::resizeEvent(QResizeEvent *event)
+{
+    m_image = QImage();
+    QWidget::resizeEvent(event);
+}

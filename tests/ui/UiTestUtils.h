@@ -1,0 +1,44 @@
+#pragma once
+
+#include "app/MessageBox.h"
+#include "app/SettingsKey.h"
+
+#include <QCoreApplication>
+#include <QElapsedTimer>
+#include <QTemporaryDir>
+
+#include <functional>
+#include <gtest/gtest.h>
+#include <vector>
+
+/// A fresh settings directory for one test, and the message boxes it raised instead of showing
+/// them.
+class CUiTest : public ::testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        ASSERT_TRUE(m_config.isValid());
+        CSettingsKey::SetConfigDirectory(m_config.path().toStdString());
+        SetMessageSink([this](const CMessage &m) { m_messages.push_back(m); });
+    }
+    void TearDown() override
+    {
+        SetMessageSink([](const CMessage &m) {
+            ADD_FAILURE() << "unexpected message box: " << m.text.toStdString();
+        });
+    }
+
+    /// Runs the event loop until `done` holds or `timeoutMs` passed; returns `done()`.
+    static bool ProcessUntil(const std::function<bool()> &done, int timeoutMs = 3000)
+    {
+        QElapsedTimer timer;
+        timer.start();
+        while (!done() && timer.elapsed() < timeoutMs)
+            QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
+        return done();
+    }
+
+    QTemporaryDir m_config;
+    std::vector<CMessage> m_messages;
+};

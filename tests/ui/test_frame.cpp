@@ -1,0 +1,396 @@
+#include "NMEATestUtils.h"
+#include "PtyPair.h"
+#include "app/CommandTable.h"
+#include "app/MainFrame.h"
+#include "dashboard/Dashboard.h"
+#include "dashboard/DataLogView.h"
+#include "maps/MapView.h"
+#include "nmea/GPSData.h"
+#include "ui/UiTestUtils.h"
+
+#include <QAction>
+#include <QElapsedTimer>
+#include <QFile>
+#include <QSettings>
+
+#include <memory>
+#include <string>
+
+namespace
+{
+
+const std::string kGgaFix =
+    Sentence("GPGGA,123519.00,4807.038,N,01131.000,E,1,08,0.9,545.4,M,47.3,M,,");
+const std::string kGgaNoFix = Sentence("GPGGA,123520.00,,,,,0,00,,,M,,M,,");
+const std::string kGsa3D = Sentence("GPGSA,A,3,04,05,,09,12,,,24,,,,,2.5,1.3,2.1");
+const std::string kRmc100 = Sentence("GPRMC,123519,A,4807.038,N,01131.000,E,54.0,84.4,230394,,");
+
+std::string Gsv(int number, int count)
+{
+    return Sentence("GPGSV," + std::to_string(count) + "," + std::to_string(number)
+                    + ",09,01,40,083,46,02,17,308,41,12,07,344,39,14,22,228,45");
+}
+
+std::string Row(const CGPSData &page, CGPSData::Section section, const std::string &label)
+{
+    for (const CDataRow &row : page.GetRows(section))
+        if (row.label == label)
+            return row.value;
+    return "<no row " + label + ">";
+}
+
+class FrameTest : public CUiTest
+{
+protected:
+    void SetUp() override
+    {
+        CUiTest::SetUp();
+        m_frame = std::make_unique<CMainFrame>();
+    }
+    void TearDown() override
+    {
+        m_frame.reset();
+        CUiTest::TearDown();
+    }
+    void Feed(std::initializer_list<std::string> lines)
+    {
+        for (const std::string &line : lines)
+            m_frame->HandleLine(line);
+    }
+    QString Temp(const char *name) const { return m_config.filePath(QString::fromLatin1(name)); }
+
+    std::unique_ptr<CMainFrame> m_frame;
+};
+
+TEST(CommandRules, EnableAndCheck)
+{
+    struct Case {
+        const char *legend;
+        int id;
+        CFrameState state;
+        bool enabled;
+        bool checked;
+    };
+    const auto with = [](auto change) {
+        CFrameState s;
+        change(s);
+        return s;
+    };
+    const CFrameState closed;
+    const CFrameState live = with([](CFrameState &s) { s.sourceOpen = true; });
+    const CFrameState replay = with([](CFrameState &s) { s.sourceOpen = s.replaying = true; });
+    const CFrameState liveFix = with([](CFrameState &s) { s.sourceOpen = s.fix = true; });
+    const CFrameState replayFix =
+        with([](CFrameState &s) { s.sourceOpen = s.replaying = s.fix = true; });
+    const CFrameState logOpen = with([](CFrameState &s) { s.logOpen = true; });
+    const CFrameState sirfLive = with([](CFrameState &s) {
+        s.sourceOpen = s.chipsetSirf = true;
+        s.features = kFeatureChipset;
+    });
+    const CFrameState sirfReplay = with([](CFrameState &s) {
+        s.sourceOpen = s.replaying = s.chipsetSirf = true;
+        s.features = kFeatureChipset;
+    });
+    const CFrameState sirfNotYet =
+        with([](CFrameState &s) { s.sourceOpen = s.chipsetSirf = true; });
+    const CFrameState configured = with([](CFrameState &s) {
+        s.portConfigured = true;
+        s.autoConnect = true;
+    });
+    const CFrameState fast = with([](CFrameState &s) { s.replayDelay = 250; });
+    const CFrameState utm = with([](CFrameState &s) { s.projection = 4; });
+    const CFrameState mixedUnits = with([](CFrameState &s) { s.units = 0; });
+    const CFrameState listPage = with([](CFrameState &s) { s.visiblePage = kPageList; });
+    const CFrameState dataPage = with([](CFrameState &s) { s.visiblePage = kPageData; });
+    const CFrameState mapPage = with([](CFrameState &s) { s.visiblePage = kPageMap; });
+    const CFrameState gaugesOff = with([](CFrameState &s) { s.features = kFeatureGauges; });
+    const CFrameState gaugesOn = with([](CFrameState &s) {
+        s.features = kFeatureGauges;
+        s.dashboardModeOn = true;
+    });
+    const CFrameState advanced = with([](CFrameState &s) { s.advancedFileSelector = true; });
+
+    const Case cases[] = {
+        {"disconnect: live port", kCmdDisconnect, live, true, false},
+        {"disconnect: not while replaying", kCmdDisconnect, replay, false, false},
+        {"disconnect: closed", kCmdDisconnect, closed, false, false},
+        {"stop replay: replaying", kCmdStopReplay, replay, true, false},
+        {"stop replay: live port", kCmdStopReplay, live, false, false},
+        {"plain connect: closed", kCmdPlainConnect, closed, true, false},
+        {"plain connect: replaying", kCmdPlainConnect, replay, false, false},
+        {"direct connect: replaying", kCmdDirectConnect, replay, true, false},
+        {"direct connect: live", kCmdDirectConnect, live, false, false},
+        {"sync clock: live with fix", kCmdSyncClock, liveFix, true, false},
+        {"sync clock: live without fix", kCmdSyncClock, live, false, false},
+        {"sync clock: never while replaying", kCmdSyncClock, replayFix, false, false},
+        {"create log: closed", kCmdCreateLog, closed, true, false},
+        {"create log: open", kCmdCreateLog, logOpen, false, false},
+        {"stop logging: open", kCmdStopLogging, logOpen, true, false},
+        {"stop logging: closed", kCmdStopLogging, closed, false, false},
+        {"program CS: SiRF live", kCmdProgramChipset, sirfLive, true, false},
+        {"program CS: not while replaying", kCmdProgramChipset, sirfReplay, false, false},
+        {"program CS: before the chipset commands exist", kCmdProgramChipset, sirfNotYet, false,
+         false},
+        {"hot connect: no stored position", kCmdHotConnect, sirfLive, false, false},
+        {"auto connect: unconfigured", kCmdAutoConnect, closed, false, false},
+        {"auto connect: configured and on", kCmdAutoConnect, configured, true, true},
+        {"200 %: initial delay", kCmdReplaySpeed200, closed, true, true},
+        {"400 %: delay 250", kCmdReplaySpeed400, fast, true, true},
+        {"100 %: delay 250", kCmdReplaySpeed100, fast, true, false},
+        {"UTM checked", kCmdCoordUTM, utm, true, true},
+        {"DD.DDDDDD with UTM", kCmdCoordDegrees, utm, true, false},
+        {"DD.DDDDDD default", kCmdCoordDegrees, closed, true, true},
+        {"metric default", kCmdUnitsMetric, closed, true, true},
+        {"no unit when the instruments disagree", kCmdUnitsMetric, mixedUnits, true, false},
+        {"standard selector default", kCmdSelectorStandard, closed, true, true},
+        {"advanced selector", kCmdSelectorAdvanced, advanced, true, true},
+        {"fix sound default on", kCmdFixSound, closed, true, true},
+        {"auto sync default off", kCmdAutoSync, closed, true, false},
+        {"waypoints not there yet", kCmdEditWaypoints, closed, false, false},
+        {"reset gauges not there yet", kCmdResetGauges, closed, false, false},
+        {"display mode on the dashboard", kCmdDisplayMode, closed, true, false},
+        {"display mode on the list", kCmdDisplayMode, listPage, true, false},
+        {"display mode not on the data page", kCmdDisplayMode, dataPage, false, false},
+        {"display mode on the map before maps", kCmdDisplayMode, mapPage, false, false},
+        {"step on: dashboard mode off", kCmdStepOn, gaugesOff, true, false},
+        {"step off: dashboard mode off", kCmdStepOff, gaugesOff, false, false},
+        {"step off: dashboard mode on", kCmdStepOff, gaugesOn, true, false},
+        {"step on: map without a map", kCmdStepOn, mapPage, false, false},
+        {"configure always", kCmdConfigure, replay, true, false},
+    };
+    for (const Case &c : cases) {
+        SCOPED_TRACE(c.legend);
+        const CCommandState got = EvaluateCommand(c.id, c.state);
+        EXPECT_EQ(got.enabled, c.enabled);
+        EXPECT_EQ(got.checked, c.checked);
+    }
+}
+
+TEST_F(FrameTest, MenusCarryEveryCommandWithItsRule)
+{
+    for (const CMenuEntry &entry : kMenuEntries) {
+        QAction *action = m_frame->GetAction(entry.id);
+        ASSERT_NE(action, nullptr) << entry.id;
+        EXPECT_EQ(action->text().toStdString(), entry.text);
+    }
+    m_frame->UpdateCommands();
+    EXPECT_FALSE(m_frame->GetAction(kCmdDisconnect)->isEnabled());
+    EXPECT_TRUE(m_frame->GetAction(kCmdPlainConnect)->isEnabled());
+    EXPECT_TRUE(m_frame->GetAction(kCmdReplaySpeed200)->isChecked());
+    m_frame->RunCommand(kCmdReplaySpeed100);
+    EXPECT_TRUE(m_frame->GetAction(kCmdReplaySpeed100)->isChecked());
+    EXPECT_FALSE(m_frame->GetAction(kCmdReplaySpeed200)->isChecked());
+}
+
+TEST_F(FrameTest, GgaRoutingByFixQualityAndTime)
+{
+    const CDashboardFeed &dash = m_frame->GetDashboard()->GetFeed();
+    const CMapFeed &map = m_frame->GetMapView()->GetFeed();
+
+    Feed({kGgaNoFix});
+    EXPECT_EQ(map.positionUpdates, 0);
+    EXPECT_EQ(m_frame->GetProximityChecks(), 0);
+    EXPECT_EQ(dash.clockUpdates, 1);
+    EXPECT_DOUBLE_EQ(dash.timeOfDay, 12 * 3600 + 35 * 60 + 20);
+
+    Feed({kGgaFix});
+    EXPECT_EQ(map.positionUpdates, 1);
+    EXPECT_EQ(m_frame->GetProximityChecks(), 1);
+    EXPECT_NEAR(map.position.m_latitude, 48.1173, 1e-4);
+    EXPECT_NEAR(dash.altitude, 545.4 - 47.3, 1e-9);
+
+    // A time text shorter than six characters leaves the clock alone.
+    Feed({Sentence("GPGGA,1235,4807.038,N,01131.000,E,1,08,0.9,545.4,M,47.3,M,,")});
+    EXPECT_EQ(dash.clockUpdates, 2);
+    EXPECT_EQ(dash.altitudeUpdates, 3);
+}
+
+TEST_F(FrameTest, SatellitesOnlyForCompleteGroups)
+{
+    const CDashboardFeed &dash = m_frame->GetDashboard()->GetFeed();
+    Feed({Gsv(1, 3), Gsv(2, 3)});
+    EXPECT_EQ(dash.satelliteUpdates, 0);
+    Feed({Gsv(3, 3)});
+    EXPECT_EQ(dash.satelliteUpdates, 1);
+    EXPECT_EQ(dash.satellitesInView, 9);
+}
+
+TEST_F(FrameTest, FixEventsFeedSpeedMapAndList)
+{
+    const CDashboardFeed &dash = m_frame->GetDashboard()->GetFeed();
+    const CMapFeed &map = m_frame->GetMapView()->GetFeed();
+    Feed({kRmc100}); // no GGA yet: no fix
+    EXPECT_DOUBLE_EQ(dash.speedKmh, 0.0);
+    EXPECT_FALSE(map.fix);
+    Feed({kGgaFix, kRmc100});
+    EXPECT_TRUE(map.fix);
+    EXPECT_NEAR(dash.speedKmh, 100.008, 1e-9);
+    EXPECT_EQ(dash.compassUpdates, 1);
+    EXPECT_EQ(dash.mileageSamples, 1);
+    Feed({kGgaNoFix, kRmc100});
+    EXPECT_FALSE(map.fix);
+    EXPECT_EQ(map.fixChanges, 2);
+    EXPECT_DOUBLE_EQ(dash.speedKmh, 0.0);
+}
+
+TEST_F(FrameTest, ListPageTexts)
+{
+    CGPSData &list = *m_frame->GetListPage();
+    EXPECT_EQ(Row(list, CGPSData::kDilution, "Position DOP:"), "00.00 00.00");
+    Feed({kGgaFix, kGsa3D, kGgaFix});
+    EXPECT_EQ(Row(list, CGPSData::kReception, "Quality of fix:"), "GPS fix / 3D");
+    EXPECT_EQ(Row(list, CGPSData::kPosition, "Altitude (corr.):"), "498.1 m");
+    EXPECT_EQ(Row(list, CGPSData::kDilution, "Horizontal DOP:"), "01.30 01.30");
+
+    m_frame->RunCommand(kCmdUnitsImperial);
+    Feed({kRmc100});
+    EXPECT_EQ(Row(list, CGPSData::kHeading, "Speed:"), "62.1 mph");
+    EXPECT_EQ(m_frame->GetState().units, 2);
+    m_frame->RunCommand(kCmdUnitsNautic);
+    EXPECT_EQ(Row(list, CGPSData::kHeading, "Speed:"), "54.0 knots");
+    EXPECT_EQ(m_frame->GetState().units, 3);
+
+    m_frame->RunCommand(kCmdCoordUTM);
+    EXPECT_EQ(list.GetRows(CGPSData::kPosition).front().label, "Easting Zone:");
+}
+
+TEST_F(FrameTest, DataPageFiltersAndLogOthers)
+{
+    const QString logPath = Temp("filters.nmea");
+    const std::string unknown = Sentence("GPZDA,123519,23,03,1994,,");
+    const std::string badChecksum = "$GPGGA,1,2,3*00\r\n";
+    CDataLogView &data = *m_frame->GetDataPage();
+    data.SetShown(kSentenceGGA, false);
+    data.SetShown(kSentenceNone, false);
+    m_frame->GetRecordingRules().SetLogOthers(false);
+    ASSERT_TRUE(m_frame->CreateLog(logPath));
+    Feed({kGgaFix, unknown, badChecksum, kRmc100});
+    ASSERT_EQ(data.GetHistory().Size(), 1u);
+    EXPECT_EQ(data.GetHistory().At(0), kRmc100);
+
+    data.SetShown(kSentenceNone, true);
+    m_frame->GetRecordingRules().SetLogOthers(true);
+    Feed({unknown, badChecksum});
+    EXPECT_EQ(data.GetHistory().Size(), 3u);
+    m_frame->StopLogging();
+
+    QFile log(logPath);
+    ASSERT_TRUE(log.open(QIODevice::ReadOnly));
+    EXPECT_EQ(log.readAll().toStdString(), kGgaFix + kRmc100 + unknown + badChecksum);
+
+    // The filters are kept.
+    m_frame.reset();
+    CDataLogView again;
+    EXPECT_FALSE(again.IsShown(kSentenceGGA));
+    EXPECT_TRUE(again.IsShown(kSentenceNone));
+    EXPECT_TRUE(again.IsShown(kSentenceRMC));
+}
+
+TEST(LineHistory, KeepsTheNewestLines)
+{
+    CLineHistory history(3);
+    for (const char *line : {"a", "b", "c", "d", "e"})
+        history.Add(line);
+    ASSERT_EQ(history.Size(), 3u);
+    EXPECT_EQ(history.At(0), "c");
+    EXPECT_EQ(history.At(2), "e");
+    EXPECT_EQ(history.Dropped(), 2u);
+}
+
+TEST_F(FrameTest, FailuresShowTheirMessages)
+{
+    struct Case {
+        const char *legend;
+        std::function<bool(CMainFrame &)> action;
+        const char *text;
+    };
+    const QString missing = Temp("no/such/dir/file.nmea");
+    const Case cases[] = {
+        {"port",
+         [&](CMainFrame &f) {
+             f.SetPortOverride(missing);
+             return f.OpenPort();
+         },
+         "Failed to open COM Port."},
+        {"replay", [&](CMainFrame &f) { return f.ReplayFile(missing); }, "failed to open file."},
+        {"log", [&](CMainFrame &f) { return f.CreateLog(missing); }, "Failed to create log file."},
+    };
+    for (const Case &c : cases) {
+        SCOPED_TRACE(c.legend);
+        m_messages.clear();
+        EXPECT_FALSE(c.action(*m_frame));
+        ASSERT_EQ(m_messages.size(), 1u);
+        EXPECT_EQ(m_messages[0].text.toStdString(), c.text);
+        EXPECT_EQ(m_messages[0].caption.toStdString(), "ERROR");
+        EXPECT_EQ(m_messages[0].icon, QMessageBox::Critical);
+        EXPECT_FALSE(m_messages[0].details.isEmpty());
+    }
+    EXPECT_FALSE(m_frame->GetSource().IsOpen());
+    EXPECT_FALSE(m_frame->IsLogOpen());
+}
+
+TEST_F(FrameTest, SettingsDefaultsAndWriteBack)
+{
+    const CFrameState start = m_frame->GetState();
+    EXPECT_FALSE(start.autoConnect);
+    EXPECT_FALSE(start.autoSync);
+    EXPECT_TRUE(start.playSound);
+    EXPECT_FALSE(start.advancedFileSelector);
+    EXPECT_EQ(start.projection, 1);
+
+    for (int id :
+         {kCmdFixSound, kCmdAutoSync, kCmdCoordDegMinSec, kCmdSelectorAdvanced, kCmdUnitsImperial})
+        m_frame->RunCommand(id);
+    m_frame.reset();
+    QSettings ini(QString::fromStdString(CSettingsKey::GetSettingsFile()), QSettings::IniFormat);
+    EXPECT_EQ(ini.value(QStringLiteral("Software/Veloran/PlaySound")).toInt(), 0);
+    EXPECT_EQ(ini.value(QStringLiteral("Software/Veloran/AutoSync")).toInt(), 1);
+    EXPECT_EQ(ini.value(QStringLiteral("Software/Veloran/AutoConnect")).toInt(), 0);
+    EXPECT_EQ(ini.value(QStringLiteral("Software/Veloran/Projection")).toInt(), 3);
+    EXPECT_EQ(ini.value(QStringLiteral("Software/Veloran/AdvancedFileSelector")).toInt(), 1);
+    EXPECT_EQ(ini.value(QStringLiteral("Software/Veloran/OperationMode")).toInt(), 2);
+
+    CMainFrame again;
+    EXPECT_EQ(again.GetState().projection, 3);
+    EXPECT_FALSE(again.GetState().playSound);
+    EXPECT_EQ(again.GetListPage()->GetUnitMode(), 2);
+}
+
+TEST_F(FrameTest, QuitWhileReplayingEndsWithinTwoSeconds)
+{
+    m_frame->SetReplayDelay(1000);
+    ASSERT_TRUE(m_frame->ReplayFile(QStringLiteral(VELORAN_DEMO_LOG)));
+    ASSERT_TRUE(ProcessUntil([&] { return m_frame->GetParser().m_gga.m_quality != 0; }));
+    EXPECT_FALSE(m_frame->GetAction(kCmdSyncClock)->isEnabled());
+    QElapsedTimer timer;
+    timer.start();
+    m_frame->RunCommand(kCmdQuit);
+    EXPECT_LT(timer.elapsed(), 2000);
+    EXPECT_FALSE(m_frame->GetSource().IsOpen());
+}
+
+TEST_F(FrameTest, LivePortShowsFixThenTimeout)
+{
+    CPtyPair pty;
+    ASSERT_TRUE(pty.IsValid());
+    m_frame->SetPortOverride(QString::fromStdString(pty.SlavePath()));
+    ASSERT_TRUE(m_frame->OpenPort());
+    EXPECT_TRUE(m_frame->GetAction(kCmdDisconnect)->isEnabled());
+    ASSERT_TRUE(pty.Send(kGgaFix + kGsa3D + kRmc100 + kGgaFix));
+    const CGPSData &list = *m_frame->GetListPage();
+    EXPECT_TRUE(ProcessUntil([&] {
+        return Row(list, CGPSData::kReception, "Quality of fix:") == "GPS fix / 3D"
+               && Row(list, CGPSData::kHeading, "Speed:") == "100.0 km/h";
+    }));
+    m_frame->UpdateCommands(); // as when the menu opens
+    EXPECT_TRUE(m_frame->GetAction(kCmdSyncClock)->isEnabled());
+    // The receiver falls silent: about a second later the time-out line arrives.
+    const CLineHistory &history = m_frame->GetDataPage()->GetHistory();
+    ASSERT_TRUE(ProcessUntil(
+        [&] { return history.Size() == 5 && history.At(4) == "A Reception-Timeout occured!\r\n"; },
+        4000));
+    m_frame->RunCommand(kCmdDisconnect);
+    EXPECT_FALSE(m_frame->GetSource().IsOpen());
+}
+
+} // namespace
