@@ -1,0 +1,202 @@
+#include "receiver/LogSettings.h"
+#include "receiver/LogSettingsDialog.h"
+#include "receiver/RecordingRules.h"
+#include "receiver/SerialPortDialog.h"
+#include "receiver/SerialSettings.h"
+#include "ui/UiTestUtils.h"
+
+#include <QCheckBox>
+#include <QComboBox>
+#include <QPushButton>
+
+#include <stdexcept>
+
+namespace
+{
+
+using LogValues = std::array<std::int32_t, 6>; // GGA RMC GSA GSV VTG others, -1 = missing
+
+template <class T> T &Child(QObject &dialog, const std::string &name)
+{
+    if (T *child = dialog.findChild<T *>(QString::fromStdString(name)))
+        return *child;
+    throw std::runtime_error("no child " + name);
+}
+QComboBox &Combo(QObject &d, const std::string &name)
+{
+    return Child<QComboBox>(d, name);
+}
+QCheckBox &Box(QObject &d, const std::string &name)
+{
+    return Child<QCheckBox>(d, name);
+}
+void Click(QObject &d, const std::string &name)
+{
+    Child<QPushButton>(d, name).click();
+}
+
+LogValues StoredLogValues()
+{
+    LogValues values;
+    values.fill(-1);
+    CSettingsKey key;
+    key.Open(kLogSettingsKey, false);
+    for (std::size_t i = 0; i < values.size(); ++i)
+        key.ReadNumber(kRecordingValues[i].name, values[i]);
+    return values;
+}
+
+} // namespace
+
+class DialogTest : public CUiTest
+{
+};
+
+TEST_F(DialogTest, SerialDefaultLeavesTheLineIndices)
+{
+    CSerialSettings settings;
+    settings.SetPortName("/dev/ttyUSB0");
+    settings.SetBaudRateIndex(5);
+    settings.SetChipsetIndex(2);
+    settings.SetParityIndex(3);
+    settings.SetStopBitIndex(2);
+    settings.SetByteSizeIndex(1);
+    CSerialPortDialog dialog(settings);
+    EXPECT_FALSE(Combo(dialog, "parity").isEnabled());
+
+    Click(dialog, "defaultButton");
+    Click(dialog, "okButton");
+
+    EXPECT_EQ(dialog.result(), QDialog::Accepted);
+    EXPECT_EQ((std::array{settings.GetParityIndex(), settings.GetStopBitIndex(),
+                          settings.GetByteSizeIndex()}),
+              (std::array{3, 2, 1}));
+    CSerialSettings stored;
+    stored.Load();
+    EXPECT_TRUE(stored.IsConfigured());
+    EXPECT_EQ(stored.GetPortName(), "COM1:");
+    EXPECT_EQ(stored.GetBaudRateIndex(), 0);
+    EXPECT_EQ(stored.GetChipsetIndex(), 0);
+}
+
+TEST_F(DialogTest, SerialPortTextIsStoredAsShownOrTyped)
+{
+    struct Case {
+        const char *current;
+        const char *typed; // nullptr: leave the shown text
+        const char *stored;
+    } cases[] = {{"COM1", nullptr, "COM1"},
+                 {"COM1:", "/dev/ttyUSB7", "/dev/ttyUSB7"},
+                 {"/dev/ttyACM0", "COM3:", "COM3:"},
+                 {"COM1", " /dev/rfcomm0 ", "/dev/rfcomm0"}};
+    for (const Case &c : cases) {
+        SCOPED_TRACE(c.stored);
+        CSerialSettings settings;
+        settings.SetPortName(c.current);
+        CSerialPortDialog dialog(settings);
+        if (c.typed != nullptr)
+            Combo(dialog, "port").setEditText(c.typed);
+        Combo(dialog, "baudRate").setCurrentIndex(9);
+        Combo(dialog, "chipset").setCurrentIndex(CSerialSettings::kChipsetSirf);
+        dialog.accept();
+
+        CSerialSettings stored;
+        stored.Load();
+        EXPECT_EQ(stored.GetPortName(), c.stored);
+        EXPECT_EQ(stored.GetBaudRate(), 256000);
+        EXPECT_EQ(stored.GetChipsetIndex(), CSerialSettings::kChipsetSirf);
+    }
+}
+
+TEST_F(DialogTest, SerialCancelWritesNothing)
+{
+    CSerialSettings settings;
+    CSerialPortDialog dialog(settings);
+    Combo(dialog, "port").setEditText("/dev/ttyUSB1");
+    Combo(dialog, "baudRate").setCurrentIndex(3);
+    Click(dialog, "cancelButton");
+
+    EXPECT_EQ(settings.GetPortName(), "COM1:");
+    CSerialSettings stored;
+    stored.Load();
+    EXPECT_FALSE(stored.IsConfigured());
+}
+
+TEST_F(DialogTest, LogProfileStoresItsRates)
+{
+    const std::pair<int, LogValues> cases[] = {{kProfileFull, {1, 1, 1, 1, 1, 1}},
+                                               {kProfileModerate, {4, 4, 8, 8, 0, 0}},
+                                               {kProfileLow, {8, 8, 16, 16, 0, 0}}};
+    for (const auto &[profile, stored] : cases) {
+        SCOPED_TRACE(profile);
+        CRecordingRules rules;
+        for (int type = 0; type < kSentenceTypeCount; ++type)
+            rules.SetRate(type, 2);
+        CLogSettingsDialog dialog(rules);
+        Combo(dialog, "profile").setCurrentIndex(profile);
+        emit Combo(dialog, "profile").activated(profile);
+
+        // A profile that turns VTG off leaves its rate text alone.
+        const bool vtgOn = stored[4] != 0;
+        EXPECT_EQ(Combo(dialog, "rateVTG").isEnabled(), vtgOn);
+        EXPECT_EQ(Combo(dialog, "rateVTG").currentText(), vtgOn ? "1" : "2");
+        Click(dialog, "okButton");
+        EXPECT_EQ(StoredLogValues(), stored);
+    }
+}
+
+TEST_F(DialogTest, LogUncheckedTypeStoresRateZero)
+{
+    const char *boxes[] = {"checkGGA", "checkRMC", "checkGSA",
+                           "checkGSV", "checkVTG", "checkOthers"};
+    for (std::size_t off = 0; off < std::size(boxes); ++off) {
+        SCOPED_TRACE(boxes[off]);
+        CRecordingRules rules;
+        CLogSettingsDialog dialog(rules);
+        Box(dialog, boxes[off]).setChecked(false);
+        dialog.accept();
+
+        LogValues expected;
+        expected.fill(1);
+        expected[off] = 0;
+        EXPECT_EQ(StoredLogValues(), expected);
+    }
+}
+
+TEST_F(DialogTest, LogRateDropDownsFollowTheBoxes)
+{
+    CRecordingRules rules;
+    rules.SetEnabled(kSentenceGSA, false);
+    rules.SetRate(kSentenceGSV, 0);
+    rules.SetRate(kSentenceRMC, 3); // not one of the choices
+    rules.SetRate(kSentenceGGA, 16);
+    CLogSettingsDialog dialog(rules);
+    const std::tuple<const char *, bool, const char *> shown[] = {{"rateGGA", true, "16"},
+                                                                  {"rateRMC", true, "3"},
+                                                                  {"rateGSA", false, "1"},
+                                                                  {"rateGSV", false, "1"},
+                                                                  {"rateVTG", true, "1"}};
+    for (const auto &[name, enabled, text] : shown) {
+        EXPECT_EQ(Combo(dialog, name).isEnabled(), enabled) << name;
+        EXPECT_EQ(Combo(dialog, name).currentText(), text) << name;
+    }
+
+    Box(dialog, "checkGSA").setChecked(true);
+    Box(dialog, "checkVTG").setChecked(false);
+    EXPECT_TRUE(Combo(dialog, "rateGSA").isEnabled());
+    EXPECT_FALSE(Combo(dialog, "rateVTG").isEnabled());
+    Combo(dialog, "rateGSA").setCurrentText("8");
+    dialog.accept();
+    EXPECT_EQ(StoredLogValues(), (LogValues{16, 3, 8, 0, 0, 1}));
+}
+
+TEST_F(DialogTest, LogCancelWritesNothing)
+{
+    CRecordingRules rules;
+    CLogSettingsDialog dialog(rules);
+    Box(dialog, "checkGGA").setChecked(false);
+    Click(dialog, "cancelButton");
+
+    EXPECT_TRUE(rules.IsEnabled(kSentenceGGA));
+    EXPECT_EQ(StoredLogValues(), (LogValues{-1, -1, -1, -1, -1, -1}));
+}
