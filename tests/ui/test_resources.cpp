@@ -1,0 +1,400 @@
+#include "app/AboutDialog.h"
+#include "app/AppIcon.h"
+#include "app/HelpViewer.h"
+#include "receiver/FixSound.h"
+#include "receiver/SystemClock.h"
+#include "ui/UiTestUtils.h"
+
+#include <QElapsedTimer>
+#include <QFile>
+#include <QGuiApplication>
+#include <QImage>
+#include <QLabel>
+#include <QPainter>
+#include <QPushButton>
+#include <QRegularExpression>
+#include <QTextBrowser>
+#include <QtEndian>
+
+#include <cstdint>
+#include <memory>
+#include <set>
+#include <time.h>
+#include <unistd.h>
+#include <vector>
+
+namespace
+{
+
+struct CWave {
+    int format = 0, channels = 0, rate = 0, bits = 0;
+    std::vector<std::int16_t> samples;
+};
+
+// Walks the chunks as a player would, so a wrong size field or a missing chunk fails here.
+bool ParseWave(const QByteArray &bytes, CWave &wave, std::string &why)
+{
+    auto u32 = [&](qsizetype at) { return qFromLittleEndian<quint32>(bytes.constData() + at); };
+    auto u16 = [&](qsizetype at) { return qFromLittleEndian<quint16>(bytes.constData() + at); };
+    if (bytes.size() < 12 || !bytes.startsWith("RIFF") || bytes.mid(8, 4) != "WAVE")
+        return why = "not RIFF/WAVE", false;
+    if (u32(4) != static_cast<quint32>(bytes.size() - 8))
+        return why = "RIFF size does not match the file", false;
+    bool haveFormat = false;
+    for (qsizetype at = 12; at + 8 <= bytes.size();) {
+        const QByteArray id = bytes.mid(at, 4);
+        const qsizetype size = u32(at + 4);
+        if (at + 8 + size > bytes.size())
+            return why = "chunk runs past the end", false;
+        if (id == "fmt ") {
+            wave.format = u16(at + 8);
+            wave.channels = u16(at + 10);
+            wave.rate = static_cast<int>(u32(at + 12));
+            wave.bits = u16(at + 22);
+            haveFormat = u32(at + 16) == static_cast<quint32>(wave.rate * wave.channels * 2)
+                         && u16(at + 20) == wave.channels * 2;
+        } else if (id == "data" && haveFormat) {
+            for (qsizetype i = 0; i + 1 < size; i += 2)
+                wave.samples.push_back(static_cast<std::int16_t>(u16(at + 8 + i)));
+            return true;
+        }
+        at += 8 + size + (size & 1);
+    }
+    return why = haveFormat ? "no data chunk" : "no consistent fmt chunk", false;
+}
+
+CWave LoadWave(const char *resource)
+{
+    QFile file(QString::fromLatin1(resource));
+    EXPECT_TRUE(file.open(QIODevice::ReadOnly)) << resource;
+    CWave wave;
+    std::string why;
+    EXPECT_TRUE(ParseWave(file.readAll(), wave, why)) << resource << ": " << why;
+    return wave;
+}
+
+/// Zero crossings per second between two times: tracks the pitch of a near-sine note.
+double CrossingRate(const CWave &w, double fromS, double toS)
+{
+    const auto from = static_cast<std::size_t>(fromS * w.rate);
+    const auto to = static_cast<std::size_t>(toS * w.rate);
+    int crossings = 0;
+    for (std::size_t i = from + 1; i < to && i < w.samples.size(); ++i)
+        crossings += (w.samples[i - 1] < 0) != (w.samples[i] < 0);
+    return crossings / (toS - fromS);
+}
+
+} // namespace
+
+TEST(ResourcesSounds, AreShortMonoPcmAndAudible)
+{
+    for (const char *resource : {":/sounds/fix-gained.wav", ":/sounds/fix-lost.wav"}) {
+        SCOPED_TRACE(resource);
+        const CWave w = LoadWave(resource);
+        EXPECT_EQ(w.format, 1);
+        EXPECT_EQ(w.channels, 1);
+        EXPECT_EQ(w.rate, 22050);
+        EXPECT_EQ(w.bits, 16);
+        const double seconds = static_cast<double>(w.samples.size()) / 22050.0;
+        EXPECT_GT(seconds, 0.15);
+        EXPECT_LT(seconds, 0.5);
+        int peak = 0;
+        for (std::int16_t s : w.samples)
+            peak = std::max(peak, std::abs(static_cast<int>(s)));
+        EXPECT_GT(peak, 8000) << "too quiet to notice";
+        EXPECT_LT(peak, 32000) << "clipped";
+        ASSERT_FALSE(w.samples.empty());
+        // Starting or stopping away from zero clicks.
+        EXPECT_LT(std::abs(w.samples.front()), 300);
+        EXPECT_LT(std::abs(w.samples.back()), 300);
+    }
+}
+
+TEST(ResourcesSounds, GainedRisesAndLostFalls)
+{
+    const CWave gained = LoadWave(":/sounds/fix-gained.wav");
+    const CWave lost = LoadWave(":/sounds/fix-lost.wav");
+    EXPECT_NE(gained.samples, lost.samples);
+    EXPECT_GT(CrossingRate(gained, 0.22, 0.30), CrossingRate(gained, 0.01, 0.09) * 1.15);
+    EXPECT_LT(CrossingRate(lost, 0.22, 0.30), CrossingRate(lost, 0.01, 0.12) / 1.1);
+}
+
+class ResourcesUi : public CUiTest
+{
+};
+
+TEST_F(ResourcesUi, FixSoundWithoutDeviceNeitherBlocksNorComplains)
+{
+    QElapsedTimer timer;
+    timer.start();
+    auto sound = std::make_unique<CFixSound>();
+    for (int i = 0; i < 3; ++i) {
+        sound->Play(CFixSound::Kind::FixGained);
+        sound->Play(CFixSound::Kind::FixLost);
+    }
+    EXPECT_LT(timer.elapsed(), 1500);
+    ProcessUntil([] { return false; }, 300);
+    sound->Play(CFixSound::Kind::FixGained);
+    sound.reset();
+    EXPECT_TRUE(m_messages.empty());
+}
+
+TEST(ResourcesWebPage, ErrorTextByCode)
+{
+    const struct {
+        int code;
+        const char *text;
+    } cases[] = {
+        {2, "File not found."},
+        {3, "Path not found."},
+        {5, "Access denied."},
+        {8, "Out of Memory."},
+        {26, "Cannot share an open file."},
+        {27, "File association information not complete."},
+        {31, "No File Association."},
+        {32, "DLL not found."},
+        {0, "An unknown ERROR occured."},
+        {4, "An unknown ERROR occured."},
+        {-1, "An unknown ERROR occured."},
+        {1000, "An unknown ERROR occured."},
+    };
+    for (const auto &c : cases)
+        EXPECT_EQ(WebPageErrorText(c.code).toStdString(), c.text) << "code " << c.code;
+}
+
+TEST_F(ResourcesUi, AboutShowsNameVersionPictureAndReportsWebPageFailure)
+{
+    CAboutDialog about;
+    EXPECT_EQ(about.windowTitle(), QStringLiteral("About Veloran"));
+    QStringList texts;
+    bool picture = false;
+    for (const QLabel *label : about.findChildren<QLabel *>()) {
+        texts << label->text();
+        picture = picture || !label->pixmap().isNull();
+    }
+    EXPECT_TRUE(texts.contains(QStringLiteral("Veloran")));
+    EXPECT_TRUE(texts.contains(QStringLiteral("Version " VELORAN_VERSION)));
+    EXPECT_TRUE(picture);
+    auto *web = about.findChild<QPushButton *>(QStringLiteral("webPageButton"));
+    ASSERT_NE(web, nullptr);
+    EXPECT_EQ(web->text(), QStringLiteral("Web page"));
+
+    if (QGuiApplication::platformName() != QLatin1String("offscreen"))
+        GTEST_SKIP() << "would open a real browser";
+    web->click(); // the offscreen platform cannot open URLs
+    ASSERT_EQ(m_messages.size(), 1u);
+    EXPECT_TRUE(m_messages[0].caption.isEmpty());
+    EXPECT_EQ(m_messages[0].icon, QMessageBox::NoIcon);
+    EXPECT_TRUE(m_messages[0].text == WebPageErrorText(2)
+                || m_messages[0].text == WebPageErrorText(-1))
+        << m_messages[0].text.toStdString();
+}
+
+TEST_F(ResourcesUi, HelpOpensOnceAtContentsAndNamesEveryCommand)
+{
+    CHelpViewer::ShowHelp(nullptr);
+    CHelpViewer *viewer = CHelpViewer::Instance();
+    ASSERT_NE(viewer, nullptr);
+    EXPECT_TRUE(viewer->isVisible());
+    EXPECT_EQ(viewer->windowTitle(), QStringLiteral("Veloran Help"));
+    QTextBrowser *browser = viewer->Browser();
+    EXPECT_EQ(browser->source(), QUrl(QStringLiteral("qrc:/help/Veloran.html#Main_Contents")));
+
+    const QString text = browser->toPlainText();
+    for (const char *command : {"Configure...",
+                                "Program CS",
+                                "Auto Connect",
+                                "Disconnect",
+                                "Hot Connect",
+                                "Plain Connect",
+                                "400 %",
+                                "200 %",
+                                "100 %",
+                                "Stop Replay",
+                                "Replay...",
+                                "Settings...",
+                                "Stop Logging",
+                                "Create New...",
+                                "Export Waypoints...",
+                                "LOC File (*.loc)...",
+                                "GPX File (*.gpx)...",
+                                "Select Waypoint...",
+                                "Edit Waypoints...",
+                                "Quit Veloran",
+                                "On Fix Sound",
+                                "Auto Sync",
+                                "Sync SysClock",
+                                "Reset Gauges",
+                                "File-Selector",
+                                "Advanced",
+                                "Standard",
+                                "Metric",
+                                "Imperial",
+                                "Nautic",
+                                "DD.DDDDDD",
+                                "DDMM.MMMM",
+                                "DDMMSS.SS",
+                                "UTM",
+                                "Full Rate (<800KB/h)",
+                                "Moderate (<100KB/h)",
+                                "Low Rate (<30KB/h)",
+                                "/dev/ttyUSB0",
+                                "dialout",
+                                "--quit-after-replay",
+                                "VELORAN_CONFIG_DIR",
+                                "VELORAN_DATA_DIR"})
+        EXPECT_TRUE(text.contains(QLatin1String(command))) << command;
+
+    // In-page links stay in the viewer; web links must not replace the help page.
+    emit browser->anchorClicked(QUrl(QStringLiteral("#logging")));
+    EXPECT_EQ(browser->source().fragment(), QStringLiteral("logging"));
+    emit browser->anchorClicked(QUrl(QStringLiteral("https://veloran.org/")));
+    EXPECT_EQ(browser->source().fragment(), QStringLiteral("logging"));
+    browser->home();
+    EXPECT_EQ(browser->source().fragment(), QStringLiteral("Main_Contents"));
+
+    CHelpViewer::ShowHelp(nullptr);
+    EXPECT_EQ(CHelpViewer::Instance(), viewer) << "a second window was opened";
+    viewer->close();
+    EXPECT_TRUE(ProcessUntil([] { return CHelpViewer::Instance() == nullptr; }));
+    EXPECT_TRUE(m_messages.empty());
+}
+
+TEST(ResourcesHelp, EveryInternalLinkHasItsAnchor)
+{
+    QFile file(QStringLiteral(":/help/Veloran.html"));
+    ASSERT_TRUE(file.open(QIODevice::ReadOnly));
+    const QString html = QString::fromUtf8(file.readAll());
+    std::set<QString> anchors;
+    for (const auto &m : QRegularExpression(QStringLiteral("name=\"([^\"]+)\"")).globalMatch(html))
+        anchors.insert(m.captured(1));
+    ASSERT_TRUE(anchors.count(QStringLiteral("Main_Contents")));
+    int links = 0;
+    for (const auto &m :
+         QRegularExpression(QStringLiteral("href=\"#([^\"]+)\"")).globalMatch(html)) {
+        ++links;
+        EXPECT_TRUE(anchors.count(m.captured(1))) << "broken link #" << m.captured(1).toStdString();
+    }
+    EXPECT_GT(links, 20);
+    // Everything the help needs is inside it.
+    EXPECT_FALSE(html.contains(QLatin1String("src=\"http")));
+    EXPECT_FALSE(html.contains(QLatin1String("<link")));
+}
+
+class ResourcesClock : public CUiTest
+{
+protected:
+    // A bus that cannot exist: the time service is never reached, whatever this machine runs,
+    // so no authorisation prompt can appear during a test run.
+    void SetUp() override
+    {
+        CUiTest::SetUp();
+        m_savedBus = qgetenv("DBUS_SYSTEM_BUS_ADDRESS");
+        m_hadBus = qEnvironmentVariableIsSet("DBUS_SYSTEM_BUS_ADDRESS");
+        qputenv("DBUS_SYSTEM_BUS_ADDRESS", "unix:path=/nonexistent/veloran-test-bus");
+    }
+    void TearDown() override
+    {
+        if (m_hadBus)
+            qputenv("DBUS_SYSTEM_BUS_ADDRESS", m_savedBus);
+        else
+            qunsetenv("DBUS_SYSTEM_BUS_ADDRESS");
+        CUiTest::TearDown();
+    }
+
+    struct CResult {
+        int calls = 0;
+        bool ok = false;
+        QString detail;
+    };
+    static SetClockDone Recorder(const std::shared_ptr<CResult> &result)
+    {
+        return [result](bool ok, QString detail) {
+            ++result->calls;
+            result->ok = ok;
+            result->detail = std::move(detail);
+        };
+    }
+
+    QByteArray m_savedBus;
+    bool m_hadBus = false;
+};
+
+TEST_F(ResourcesClock, WithoutSystemBusFailsLaterWithReason)
+{
+    auto result = std::make_shared<CResult>();
+    QObject context;
+    SetSystemClockUtcViaTimeService(std::time(nullptr), &context, Recorder(result));
+    EXPECT_EQ(result->calls, 0) << "reported inside the call";
+    ASSERT_TRUE(ProcessUntil([&] { return result->calls > 0; }));
+    EXPECT_FALSE(result->ok);
+    EXPECT_FALSE(result->detail.isEmpty());
+    ProcessUntil([] { return false; }, 100);
+    EXPECT_EQ(result->calls, 1);
+}
+
+TEST_F(ResourcesClock, ResultIsDroppedWithItsContext)
+{
+    auto result = std::make_shared<CResult>();
+    auto context = std::make_unique<QObject>();
+    SetSystemClockUtcViaTimeService(std::time(nullptr), context.get(), Recorder(result));
+    context.reset();
+    ProcessUntil([] { return false; }, 200);
+    EXPECT_EQ(result->calls, 0);
+}
+
+TEST_F(ResourcesClock, UnprivilegedRunFailsWithReason)
+{
+    if (geteuid() == 0)
+        GTEST_SKIP() << "privileged: the call would set the real clock";
+    auto result = std::make_shared<CResult>();
+    QObject context;
+    SetSystemClockUtc(std::time(nullptr), &context, Recorder(result));
+    EXPECT_EQ(result->calls, 0) << "reported inside the call";
+    ASSERT_TRUE(ProcessUntil([&] { return result->calls > 0; }));
+    EXPECT_EQ(result->calls, 1);
+    EXPECT_FALSE(result->ok);
+    EXPECT_FALSE(result->detail.isEmpty());
+}
+
+TEST(ResourcesIcon, PaintsARoundOpaqueDialAtAnySize)
+{
+    for (int size : {16, 32, 48, 256}) {
+        SCOPED_TRACE(size);
+        // Wider than tall: the dial must stay round and centred.
+        QImage image(size * 2, size, QImage::Format_ARGB32);
+        image.fill(Qt::transparent);
+        {
+            QPainter painter(&image);
+            PaintAppIcon(painter, QRectF(0, 0, size * 2, size));
+        }
+        int opaque = 0;
+        for (int y = 0; y < size; ++y)
+            for (int x = size / 2; x < size / 2 + size; ++x)
+                opaque += qAlpha(image.pixel(x, y)) == 255;
+        EXPECT_GT(opaque, size * size / 2);
+        for (QPoint p : {QPoint(size / 2, 0), QPoint(size / 2 + size - 1, size - 1),
+                         QPoint(size / 4, size / 2), QPoint(size * 2 - size / 4, size / 2)})
+            EXPECT_EQ(qAlpha(image.pixel(p)), 0) << p.x() << "," << p.y();
+    }
+}
+
+TEST(ResourcesIcon, AppAndToolBarIcons)
+{
+    const QList<QSize> sizes = AppIcon().availableSizes();
+    EXPECT_TRUE(sizes.contains(QSize(16, 16)));
+    EXPECT_TRUE(sizes.contains(QSize(256, 256)));
+
+    std::vector<QImage> glyphs;
+    for (int id : {32907, 32833, 32834, 57664}) {
+        const QIcon icon = CommandIcon(id);
+        ASSERT_FALSE(icon.isNull()) << id;
+        EXPECT_TRUE(icon.availableSizes().contains(QSize(16, 16))) << id;
+        EXPECT_TRUE(icon.availableSizes().contains(QSize(32, 32))) << id;
+        glyphs.push_back(icon.pixmap(QSize(16, 16)).toImage());
+    }
+    for (std::size_t i = 0; i < glyphs.size(); ++i)
+        for (std::size_t j = i + 1; j < glyphs.size(); ++j)
+            EXPECT_NE(glyphs[i], glyphs[j]) << "buttons " << i << " and " << j << " look alike";
+    EXPECT_TRUE(CommandIcon(32779).isNull());
+}
