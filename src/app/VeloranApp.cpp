@@ -28,6 +28,7 @@ namespace
 
 // Screenshot of a live session: the receiver has had time to deliver a few epochs.
 constexpr int kLiveScreenshotMs = 5000;
+constexpr int kScreenshotSettleMs = 200;
 
 int g_signalSocket[2] = {-1, -1};
 
@@ -224,9 +225,12 @@ int CVeloranApp::Run(int argc, char **argv)
         frame->SetReplayDelay(*options.replayDelay);
 
     auto takeScreenshot = [&frame, file = options.screenshot] {
-        if (!frame->grab().save(file, "PNG"))
-            std::fprintf(stderr, "veloran: cannot write %s\n", qPrintable(file));
-        frame->RunCommand(kCmdQuit);
+        // Pages repaint on a short timer of their own; let the last lines reach the screen.
+        QTimer::singleShot(kScreenshotSettleMs, frame.get(), [&frame, file] {
+            if (!frame->grab().save(file, "PNG"))
+                std::fprintf(stderr, "veloran: cannot write %s\n", qPrintable(file));
+            frame->RunCommand(kCmdQuit);
+        });
     };
     QObject::connect(frame.get(), &CMainFrame::SourceEnded, frame.get(),
                      [&, takeScreenshot](bool wasReplay) {
