@@ -83,6 +83,7 @@ CMainFrame::CMainFrame(QWidget *parent)
 
     m_sheet = new CGPSSheet(this);
     setCentralWidget(m_sheet);
+    setFocusProxy(m_sheet);
     m_dashboard = new CDashboard(m_sheet);
     m_mapView = new CMapView(m_sheet);
     m_listPage = new CGPSData(m_consumer.m_parser, m_sheet);
@@ -626,6 +627,6 @@ void CMainFrame::showEvent(QShowEvent *event)
     if (m_shown)
         return;
     m_shown = true;
-    if (m_autoConnect)
+    if (m_autoConnect && !m_suppressAutoConnect)
         QTimer::singleShot(0, this, [this] { OpenPort(); });
 }

@@ -43,6 +43,8 @@ public:
 
     /// Opens the configured serial port; shows "Failed to open COM Port." when it cannot.
     bool OpenPort();
+    /// The command line chose a source: auto-connect stays off for this start.
+    void SuppressAutoConnect() { m_suppressAutoConnect = true; }
     /// Uses `device` for this run instead of the configured port (not stored).
     void SetPortOverride(const QString &device);
     /// Replays a log file; shows the failure.
@@ -129,6 +131,7 @@ private:
     bool m_wasReplaying = false;
     bool m_nightMode = false;
     bool m_shown = false;
+    bool m_suppressAutoConnect = false;
     int m_proximityChecks = 0;
     qint64 m_lastIdleReset = -1;
     QTimer *m_alarm = nullptr;

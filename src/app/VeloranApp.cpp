@@ -223,6 +223,8 @@ int CVeloranApp::Run(int argc, char **argv)
         frame->SetPortOverride(options.port);
     if (options.replayDelay)
         frame->SetReplayDelay(*options.replayDelay);
+    if (!options.replay.isEmpty() || options.connect)
+        frame->SuppressAutoConnect();
 
     auto takeScreenshot = [&frame, file = options.screenshot] {
         // Pages repaint on a short timer of their own; let the last lines reach the screen.

@@ -356,6 +356,27 @@ TEST_F(FrameTest, SettingsDefaultsAndWriteBack)
     EXPECT_EQ(again.GetListPage()->GetUnitMode(), 2);
 }
 
+TEST_F(FrameTest, AutoConnectOpensThePortWhenTheWindowShows)
+{
+    CPtyPair pty;
+    ASSERT_TRUE(pty.IsValid());
+    m_frame.reset();
+    {
+        CSettingsKey key;
+        ASSERT_TRUE(key.Open("Software/Veloran", true));
+        key.WriteNumber("AutoConnect", 1);
+        CSettingsKey port;
+        ASSERT_TRUE(port.Open("Software/Veloran/SerialPort", true));
+        port.WriteText("ComPort", pty.SlavePath());
+        port.WriteNumber("BaudRate", 1);
+    }
+    m_frame = std::make_unique<CMainFrame>();
+    EXPECT_FALSE(m_frame->GetSource().IsOpen()) << "opens only once the window exists";
+    m_frame->show();
+    EXPECT_TRUE(ProcessUntil([&] { return m_frame->GetSource().IsOpen(); }));
+    EXPECT_TRUE(m_messages.empty());
+}
+
 TEST_F(FrameTest, QuitWhileReplayingEndsWithinTwoSeconds)
 {
     m_frame->SetReplayDelay(1000);
