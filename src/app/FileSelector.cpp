@@ -50,6 +50,9 @@ CFileSelector::CFileSelector(QWidget *parent)
     m_tree->setHeaderHidden(true);
     m_tree->setUniformRowHeights(true);
     m_tree->setSelectionMode(QAbstractItemView::SingleSelection);
+    // Deep folders scroll sideways instead of being cut off.
+    m_tree->header()->setSectionResizeMode(QHeaderView::ResizeToContents);
+    m_tree->header()->setStretchLastSection(false);
     m_tree->addTopLevelItem(MakeFolderItem(DeviceName(), QStringLiteral("/"), m_closedIcon));
 
     m_files->setObjectName(QStringLiteral("fileList"));
@@ -58,20 +61,22 @@ CFileSelector::CFileSelector(QWidget *parent)
     m_files->setUniformRowHeights(true);
     m_files->setAllColumnsShowFocus(true);
     m_files->setSelectionMode(QAbstractItemView::SingleSelection);
-    m_files->setColumnWidth(kName, 150);
-    m_files->setColumnWidth(kDate, 80);
+    m_files->header()->setSectionResizeMode(kDate, QHeaderView::ResizeToContents);
+    m_files->header()->setSectionResizeMode(kSize, QHeaderView::ResizeToContents);
+    m_files->header()->setSectionResizeMode(kName, QHeaderView::Stretch);
+    m_files->header()->setStretchLastSection(false);
 
     auto *splitter = new QSplitter(Qt::Horizontal);
     splitter->addWidget(m_tree);
     splitter->addWidget(m_files);
     splitter->setStretchFactor(1, 1);
-    splitter->setSizes({170, 290});
+    splitter->setSizes({220, 340});
 
     auto *layout = new QVBoxLayout(this);
     layout->addWidget(splitter);
     layout->addWidget(m_buttons);
     m_buttons->button(QDialogButtonBox::Ok)->setEnabled(false);
-    resize(480, 400);
+    resize(560, 420);
 
     connect(m_tree, &QTreeWidget::itemExpanded, this, &CFileSelector::FillFolder);
     connect(m_tree, &QTreeWidget::itemSelectionChanged, this, &CFileSelector::OnFolderSelected);
