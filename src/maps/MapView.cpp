@@ -25,16 +25,10 @@ void CMapView::ClearPointList()
     ++m_feed.pointListClears;
 }
 
-void CMapView::SetNightMode(bool night)
-{
-    m_night = night;
-    update();
-}
-
 void CMapView::paintEvent(QPaintEvent *)
 {
     QPainter painter(this);
-    painter.fillRect(rect(), m_night ? Qt::black : palette().window().color());
-    painter.setPen(m_night ? QColor(200, 40, 40) : palette().windowText().color());
+    painter.fillRect(rect(), palette().window().color());
+    painter.setPen(palette().windowText().color());
     painter.drawText(rect(), Qt::AlignCenter, tr("Map"));
 }

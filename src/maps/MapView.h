@@ -32,7 +32,6 @@ public:
     void SetProjection(int projection) { m_projection = projection; }
     void SetAdvancedFileSelector(bool advanced) { m_advancedFileSelector = advanced; }
     void SetUnits(int units) { m_units = units; }
-    void SetNightMode(bool night);
     [[nodiscard]] bool IsMapLoaded() const { return false; }
 
     [[nodiscard]] const CMapFeed &GetFeed() const { return m_feed; }
@@ -48,5 +47,4 @@ private:
     int m_projection = 1;
     bool m_advancedFileSelector = false;
     int m_units = 1;
-    bool m_night = false;
 };
