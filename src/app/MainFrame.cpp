@@ -360,7 +360,7 @@ void CMainFrame::SetPortOverride(const QString &device)
 
 bool CMainFrame::OpenPort()
 {
-    CloseSource();
+    // The data source closes what it had open first.
     const std::string device = m_portOverride.isEmpty()
                                    ? DevicePathForPort(m_serialSettings.GetPortName())
                                    : m_portOverride.toStdString();
@@ -386,7 +386,6 @@ void CMainFrame::PlainConnect()
 
 bool CMainFrame::ReplayFile(const QString &path)
 {
-    CloseSource();
     std::string error;
     if (!m_source.OpenReplay(path.toStdString(), error)) {
         const bool thread = m_source.GetLastFailure() == CDataSource::Failure::Thread;
