@@ -108,20 +108,6 @@ TEST_F(DialogTest, SerialPortTextIsStoredAsShownOrTyped)
     }
 }
 
-TEST_F(DialogTest, SerialCancelWritesNothing)
-{
-    CSerialSettings settings;
-    CSerialPortDialog dialog(settings);
-    Combo(dialog, "port").setEditText("/dev/ttyUSB1");
-    Combo(dialog, "baudRate").setCurrentIndex(3);
-    Click(dialog, "cancelButton");
-
-    EXPECT_EQ(settings.GetPortName(), "COM1:");
-    CSerialSettings stored;
-    stored.Load();
-    EXPECT_FALSE(stored.IsConfigured());
-}
-
 TEST_F(DialogTest, LogProfileStoresItsRates)
 {
     const std::pair<int, LogValues> cases[] = {{kProfileFull, {1, 1, 1, 1, 1, 1}},
@@ -190,13 +176,22 @@ TEST_F(DialogTest, LogRateDropDownsFollowTheBoxes)
     EXPECT_EQ(StoredLogValues(), (LogValues{16, 3, 8, 0, 0, 1}));
 }
 
-TEST_F(DialogTest, LogCancelWritesNothing)
+TEST_F(DialogTest, CancelWritesNothing)
 {
-    CRecordingRules rules;
-    CLogSettingsDialog dialog(rules);
-    Box(dialog, "checkGGA").setChecked(false);
-    Click(dialog, "cancelButton");
+    CSerialSettings settings;
+    CSerialPortDialog serial(settings);
+    Combo(serial, "port").setEditText("/dev/ttyUSB1");
+    Combo(serial, "baudRate").setCurrentIndex(3);
+    Click(serial, "cancelButton");
+    EXPECT_EQ(settings.GetPortName(), "COM1:");
+    CSerialSettings stored;
+    stored.Load();
+    EXPECT_FALSE(stored.IsConfigured());
 
+    CRecordingRules rules;
+    CLogSettingsDialog log(rules);
+    Box(log, "checkGGA").setChecked(false);
+    Click(log, "cancelButton");
     EXPECT_TRUE(rules.IsEnabled(kSentenceGGA));
     EXPECT_EQ(StoredLogValues(), (LogValues{-1, -1, -1, -1, -1, -1}));
 }

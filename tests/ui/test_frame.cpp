@@ -71,93 +71,55 @@ TEST(CommandRules, EnableAndCheck)
         bool enabled;
         bool checked;
     };
-    const auto with = [](auto change) {
-        CFrameState s;
-        change(s);
-        return s;
-    };
-    const CFrameState closed;
-    const CFrameState live = with([](CFrameState &s) { s.sourceOpen = true; });
-    const CFrameState replay = with([](CFrameState &s) { s.sourceOpen = s.replaying = true; });
-    const CFrameState liveFix = with([](CFrameState &s) { s.sourceOpen = s.fix = true; });
-    const CFrameState replayFix =
-        with([](CFrameState &s) { s.sourceOpen = s.replaying = s.fix = true; });
-    const CFrameState logOpen = with([](CFrameState &s) { s.logOpen = true; });
-    const CFrameState sirfLive = with([](CFrameState &s) {
-        s.sourceOpen = s.chipsetSirf = true;
-        s.features = kFeatureChipset;
-    });
-    const CFrameState sirfReplay = with([](CFrameState &s) {
-        s.sourceOpen = s.replaying = s.chipsetSirf = true;
-        s.features = kFeatureChipset;
-    });
-    const CFrameState sirfNotYet =
-        with([](CFrameState &s) { s.sourceOpen = s.chipsetSirf = true; });
-    const CFrameState configured = with([](CFrameState &s) {
-        s.portConfigured = true;
-        s.autoConnect = true;
-    });
-    const CFrameState fast = with([](CFrameState &s) { s.replayDelay = 250; });
-    const CFrameState utm = with([](CFrameState &s) { s.projection = 4; });
-    const CFrameState mixedUnits = with([](CFrameState &s) { s.units = 0; });
-    const CFrameState listPage = with([](CFrameState &s) { s.visiblePage = kPageList; });
-    const CFrameState dataPage = with([](CFrameState &s) { s.visiblePage = kPageData; });
-    const CFrameState mapPage = with([](CFrameState &s) { s.visiblePage = kPageMap; });
-    const CFrameState gaugesOff = with([](CFrameState &s) { s.features = kFeatureGauges; });
-    const CFrameState gaugesOn = with([](CFrameState &s) {
-        s.features = kFeatureGauges;
-        s.dashboardModeOn = true;
-    });
-    const CFrameState advanced = with([](CFrameState &s) { s.advancedFileSelector = true; });
-
+    // clang-format off
     const Case cases[] = {
-        {"disconnect: live port", kCmdDisconnect, live, true, false},
-        {"disconnect: not while replaying", kCmdDisconnect, replay, false, false},
-        {"disconnect: closed", kCmdDisconnect, closed, false, false},
-        {"stop replay: replaying", kCmdStopReplay, replay, true, false},
-        {"stop replay: live port", kCmdStopReplay, live, false, false},
-        {"plain connect: closed", kCmdPlainConnect, closed, true, false},
-        {"plain connect: replaying", kCmdPlainConnect, replay, false, false},
-        {"direct connect: replaying", kCmdDirectConnect, replay, true, false},
-        {"direct connect: live", kCmdDirectConnect, live, false, false},
-        {"sync clock: live with fix", kCmdSyncClock, liveFix, true, false},
-        {"sync clock: live without fix", kCmdSyncClock, live, false, false},
-        {"sync clock: never while replaying", kCmdSyncClock, replayFix, false, false},
-        {"create log: closed", kCmdCreateLog, closed, true, false},
-        {"create log: open", kCmdCreateLog, logOpen, false, false},
-        {"stop logging: open", kCmdStopLogging, logOpen, true, false},
-        {"stop logging: closed", kCmdStopLogging, closed, false, false},
-        {"program CS: SiRF live", kCmdProgramChipset, sirfLive, true, false},
-        {"program CS: not while replaying", kCmdProgramChipset, sirfReplay, false, false},
-        {"program CS: before the chipset commands exist", kCmdProgramChipset, sirfNotYet, false,
-         false},
-        {"hot connect: no stored position", kCmdHotConnect, sirfLive, false, false},
-        {"auto connect: unconfigured", kCmdAutoConnect, closed, false, false},
-        {"auto connect: configured and on", kCmdAutoConnect, configured, true, true},
-        {"200 %: initial delay", kCmdReplaySpeed200, closed, true, true},
-        {"400 %: delay 250", kCmdReplaySpeed400, fast, true, true},
-        {"100 %: delay 250", kCmdReplaySpeed100, fast, true, false},
-        {"UTM checked", kCmdCoordUTM, utm, true, true},
-        {"DD.DDDDDD with UTM", kCmdCoordDegrees, utm, true, false},
-        {"DD.DDDDDD default", kCmdCoordDegrees, closed, true, true},
-        {"metric default", kCmdUnitsMetric, closed, true, true},
-        {"no unit when the instruments disagree", kCmdUnitsMetric, mixedUnits, true, false},
-        {"standard selector default", kCmdSelectorStandard, closed, true, true},
-        {"advanced selector", kCmdSelectorAdvanced, advanced, true, true},
-        {"fix sound default on", kCmdFixSound, closed, true, true},
-        {"auto sync default off", kCmdAutoSync, closed, true, false},
-        {"waypoints not there yet", kCmdEditWaypoints, closed, false, false},
-        {"reset gauges not there yet", kCmdResetGauges, closed, false, false},
-        {"display mode on the dashboard", kCmdDisplayMode, closed, true, false},
-        {"display mode on the list", kCmdDisplayMode, listPage, true, false},
-        {"display mode not on the data page", kCmdDisplayMode, dataPage, false, false},
-        {"display mode on the map before maps", kCmdDisplayMode, mapPage, false, false},
-        {"step on: dashboard mode off", kCmdStepOn, gaugesOff, true, false},
-        {"step off: dashboard mode off", kCmdStepOff, gaugesOff, false, false},
-        {"step off: dashboard mode on", kCmdStepOff, gaugesOn, true, false},
-        {"step on: map without a map", kCmdStepOn, mapPage, false, false},
-        {"configure always", kCmdConfigure, replay, true, false},
+        {"disconnect: live port", kCmdDisconnect, {.sourceOpen = true}, true, false},
+        {"disconnect: not while replaying", kCmdDisconnect, {.sourceOpen = true, .replaying = true}, false, false},
+        {"disconnect: closed", kCmdDisconnect, {}, false, false},
+        {"stop replay: replaying", kCmdStopReplay, {.sourceOpen = true, .replaying = true}, true, false},
+        {"stop replay: live port", kCmdStopReplay, {.sourceOpen = true}, false, false},
+        {"plain connect: closed", kCmdPlainConnect, {}, true, false},
+        {"plain connect: replaying", kCmdPlainConnect, {.sourceOpen = true, .replaying = true}, false, false},
+        {"direct connect: replaying", kCmdDirectConnect, {.sourceOpen = true, .replaying = true}, true, false},
+        {"direct connect: live", kCmdDirectConnect, {.sourceOpen = true}, false, false},
+        {"sync clock: live with fix", kCmdSyncClock, {.sourceOpen = true, .fix = true}, true, false},
+        {"sync clock: live without fix", kCmdSyncClock, {.sourceOpen = true}, false, false},
+        {"sync clock: never while replaying", kCmdSyncClock, {.sourceOpen = true, .replaying = true, .fix = true}, false, false},
+        {"create log: closed", kCmdCreateLog, {}, true, false},
+        {"create log: open", kCmdCreateLog, {.logOpen = true}, false, false},
+        {"stop logging: open", kCmdStopLogging, {.logOpen = true}, true, false},
+        {"stop logging: closed", kCmdStopLogging, {}, false, false},
+        {"program CS: SiRF live", kCmdProgramChipset, {.sourceOpen = true, .chipsetSirf = true, .features = kFeatureChipset}, true, false},
+        {"program CS: not while replaying", kCmdProgramChipset, {.sourceOpen = true, .replaying = true, .chipsetSirf = true, .features = kFeatureChipset}, false, false},
+        {"program CS: before the chipset commands exist", kCmdProgramChipset, {.sourceOpen = true, .chipsetSirf = true}, false, false},
+        {"hot connect: no stored position", kCmdHotConnect, {.sourceOpen = true, .chipsetSirf = true, .features = kFeatureChipset}, false, false},
+        {"auto connect: unconfigured", kCmdAutoConnect, {}, false, false},
+        {"auto connect: configured and on", kCmdAutoConnect, {.portConfigured = true, .autoConnect = true}, true, true},
+        {"200 %: initial delay", kCmdReplaySpeed200, {}, true, true},
+        {"400 %: delay 250", kCmdReplaySpeed400, {.replayDelay = 250}, true, true},
+        {"100 %: delay 250", kCmdReplaySpeed100, {.replayDelay = 250}, true, false},
+        {"UTM checked", kCmdCoordUTM, {.projection = 4}, true, true},
+        {"DD.DDDDDD with UTM", kCmdCoordDegrees, {.projection = 4}, true, false},
+        {"DD.DDDDDD default", kCmdCoordDegrees, {}, true, true},
+        {"metric default", kCmdUnitsMetric, {}, true, true},
+        {"no unit when the instruments disagree", kCmdUnitsMetric, {.units = 0}, true, false},
+        {"standard selector default", kCmdSelectorStandard, {}, true, true},
+        {"advanced selector", kCmdSelectorAdvanced, {.advancedFileSelector = true}, true, true},
+        {"fix sound default on", kCmdFixSound, {}, true, true},
+        {"auto sync default off", kCmdAutoSync, {}, true, false},
+        {"waypoints not there yet", kCmdEditWaypoints, {}, false, false},
+        {"reset gauges not there yet", kCmdResetGauges, {}, false, false},
+        {"display mode on the dashboard", kCmdDisplayMode, {}, true, false},
+        {"display mode on the list", kCmdDisplayMode, {.visiblePage = kPageList}, true, false},
+        {"display mode not on the data page", kCmdDisplayMode, {.visiblePage = kPageData}, false, false},
+        {"display mode on the map before maps", kCmdDisplayMode, {.visiblePage = kPageMap}, false, false},
+        {"step on: dashboard mode off", kCmdStepOn, {.features = kFeatureGauges}, true, false},
+        {"step off: dashboard mode off", kCmdStepOff, {.features = kFeatureGauges}, false, false},
+        {"step off: dashboard mode on", kCmdStepOff, {.dashboardModeOn = true, .features = kFeatureGauges}, true, false},
+        {"step on: map without a map", kCmdStepOn, {.visiblePage = kPageMap}, false, false},
+        {"configure always", kCmdConfigure, {.sourceOpen = true, .replaying = true}, true, false},
     };
+    // clang-format on
     for (const Case &c : cases) {
         SCOPED_TRACE(c.legend);
         const CCommandState got = EvaluateCommand(c.id, c.state);

@@ -1,5 +1,5 @@
 #include "app/AboutDialog.h"
-#include "app/AppIcon.h"
+#include "app/CommandTable.h"
 #include "app/HelpViewer.h"
 #include "receiver/FixSound.h"
 #include "receiver/SystemClock.h"
@@ -8,7 +8,6 @@
 #include <QElapsedTimer>
 #include <QFile>
 #include <QGuiApplication>
-#include <QImage>
 #include <QLabel>
 #include <QPushButton>
 #include <QRegularExpression>
@@ -19,7 +18,6 @@
 #include <set>
 #include <time.h>
 #include <unistd.h>
-#include <vector>
 
 TEST(ResourcesSounds, TwoDistinctPcmWaves)
 {
@@ -56,29 +54,6 @@ TEST_F(ResourcesUi, FixSoundWithoutDeviceNeitherBlocksNorComplains)
     sound->Play(CFixSound::Kind::FixGained);
     sound.reset();
     EXPECT_TRUE(m_messages.empty());
-}
-
-TEST(ResourcesWebPage, ErrorTextByCode)
-{
-    const struct {
-        int code;
-        const char *text;
-    } cases[] = {
-        {2, "File not found."},
-        {3, "Path not found."},
-        {5, "Access denied."},
-        {8, "Out of Memory."},
-        {26, "Cannot share an open file."},
-        {27, "File association information not complete."},
-        {31, "No File Association."},
-        {32, "DLL not found."},
-        {0, "An unknown ERROR occured."},
-        {4, "An unknown ERROR occured."},
-        {-1, "An unknown ERROR occured."},
-        {1000, "An unknown ERROR occured."},
-    };
-    for (const auto &c : cases)
-        EXPECT_EQ(WebPageErrorText(c.code).toStdString(), c.text) << "code " << c.code;
 }
 
 TEST_F(ResourcesUi, AboutShowsNameVersionPictureAndReportsWebPageFailure)
@@ -120,49 +95,16 @@ TEST_F(ResourcesUi, HelpOpensOnceAtContentsAndNamesEveryCommand)
     EXPECT_EQ(browser->source(), QUrl(QStringLiteral("qrc:/help/Veloran.html#Main_Contents")));
 
     const QString text = browser->toPlainText();
-    for (const char *command : {"Configure...",
-                                "Program CS",
-                                "Auto Connect",
-                                "Disconnect",
-                                "Hot Connect",
-                                "Plain Connect",
-                                "400 %",
-                                "200 %",
-                                "100 %",
-                                "Stop Replay",
-                                "Replay...",
-                                "Settings...",
-                                "Stop Logging",
-                                "Create New...",
-                                "Export Waypoints...",
-                                "LOC File (*.loc)...",
-                                "GPX File (*.gpx)...",
-                                "Select Waypoint...",
-                                "Edit Waypoints...",
-                                "Quit Veloran",
-                                "On Fix Sound",
-                                "Auto Sync",
-                                "Sync SysClock",
-                                "Reset Gauges",
-                                "File-Selector",
-                                "Advanced",
-                                "Standard",
-                                "Metric",
-                                "Imperial",
-                                "Nautic",
-                                "DD.DDDDDD",
-                                "DDMM.MMMM",
-                                "DDMMSS.SS",
-                                "UTM",
-                                "Full Rate (<800KB/h)",
-                                "Moderate (<100KB/h)",
-                                "Low Rate (<30KB/h)",
-                                "/dev/ttyUSB0",
-                                "dialout",
-                                "--quit-after-replay",
-                                "VELORAN_CONFIG_DIR",
-                                "VELORAN_DATA_DIR"})
-        EXPECT_TRUE(text.contains(QLatin1String(command))) << command;
+    // Every menu text of the window, and what a Linux user needs to find.
+    for (const CMenuEntry &entry : kMenuEntries) {
+        if (entry.menu.empty() || entry.id == kCmdHelp || entry.id == kCmdAbout)
+            continue;
+        const QString command = QString::fromLatin1(entry.text.data(), entry.text.size());
+        EXPECT_TRUE(text.contains(command)) << entry.text;
+    }
+    for (const char *topic : {"Full Rate (<800KB/h)", "/dev/ttyUSB0", "dialout",
+                              "--quit-after-replay", "VELORAN_CONFIG_DIR", "VELORAN_DATA_DIR"})
+        EXPECT_TRUE(text.contains(QLatin1String(topic))) << topic;
 
     // In-page links stay in the viewer; web links must not replace the help page.
     emit browser->anchorClicked(QUrl(QStringLiteral("#logging")));
@@ -274,24 +216,4 @@ TEST_F(ResourcesClock, UnprivilegedRunFailsWithReason)
     EXPECT_EQ(result->calls, 1);
     EXPECT_FALSE(result->ok);
     EXPECT_FALSE(result->detail.isEmpty());
-}
-
-TEST(ResourcesIcon, AppAndToolBarIcons)
-{
-    const QList<QSize> sizes = AppIcon().availableSizes();
-    EXPECT_TRUE(sizes.contains(QSize(16, 16)));
-    EXPECT_TRUE(sizes.contains(QSize(256, 256)));
-
-    std::vector<QImage> glyphs;
-    for (int id : {32907, 32833, 32834, 57664}) {
-        const QIcon icon = CommandIcon(id);
-        ASSERT_FALSE(icon.isNull()) << id;
-        EXPECT_TRUE(icon.availableSizes().contains(QSize(16, 16))) << id;
-        EXPECT_TRUE(icon.availableSizes().contains(QSize(32, 32))) << id;
-        glyphs.push_back(icon.pixmap(QSize(16, 16)).toImage());
-    }
-    for (std::size_t i = 0; i < glyphs.size(); ++i)
-        for (std::size_t j = i + 1; j < glyphs.size(); ++j)
-            EXPECT_NE(glyphs[i], glyphs[j]) << "buttons " << i << " and " << j << " look alike";
-    EXPECT_TRUE(CommandIcon(32779).isNull());
 }
