@@ -35,7 +35,7 @@ long long Replay(const std::string &path, unsigned delay)
 {
     long long lines = 0;
     bool ended = false;
-    CDataSource source([&](std::string_view) { ++lines; }, [&] { ended = true; });
+    CDataSource source([&](std::string_view) { ++lines; }, [&](int) { ended = true; });
     source.SetReplayDelay(delay);
     std::string error;
     if (!source.OpenReplay(path, error))

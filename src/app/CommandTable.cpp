@@ -60,7 +60,8 @@ CCommandState EvaluateCommand(int id, const CFrameState &s)
     case kCmdAutoConnect:
         return {s.portConfigured, s.autoConnect};
     case kCmdDisconnect:
-        return {live, false};
+        // Also ends the retries of a receiver that went away.
+        return {live || s.reconnecting, false};
     case kCmdHotConnect:
         return {Has(s, kFeatureChipset) && s.chipsetSirf && s.lastPositionStored, false};
     case kCmdPlainConnect:

@@ -62,6 +62,7 @@ enum Feature : unsigned {
 struct CFrameState {
     bool sourceOpen = false;
     bool replaying = false;
+    bool reconnecting = false; ///< the port failed and is being opened again
     bool logOpen = false;
     bool chipsetSirf = false;
     bool portConfigured = false;

@@ -25,10 +25,15 @@
 #include <QDBusConnection>
 #include <QDBusMessage>
 #include <QDateTime>
+#include <QLabel>
 #include <QMenuBar>
 #include <QSocketNotifier>
 #include <QTimer>
 #include <QToolBar>
+#include <QVBoxLayout>
+
+#include <cstdio>
+#include <system_error>
 
 namespace
 {
@@ -69,7 +74,8 @@ std::int32_t Read(const CSettingsKey &key, const FrameValue &value)
 
 CMainFrame::CMainFrame(QWidget *parent)
     : QMainWindow(parent)
-    , m_source([this](std::string_view line) { HandleLine(line); }, [this] { OnSourceClosed(); })
+    , m_source([this](std::string_view line) { HandleLine(line); },
+               [this](int errorCode) { OnSourceClosed(errorCode); })
 {
     setObjectName(QStringLiteral("mainFrame"));
     setWindowTitle(QStringLiteral("Veloran"));
@@ -81,8 +87,20 @@ CMainFrame::CMainFrame(QWidget *parent)
     m_toolBar->setIconSize(QSize(16, 16));
     addToolBar(m_toolBar);
 
-    m_sheet = new CGPSSheet(this);
-    setCentralWidget(m_sheet);
+    // A notice above the pages, shown only while there is something to say (a receiver gone).
+    auto *pane = new QWidget(this);
+    auto *paneLayout = new QVBoxLayout(pane);
+    paneLayout->setContentsMargins(0, 0, 0, 0);
+    paneLayout->setSpacing(0);
+    m_notice = new QLabel(pane);
+    m_notice->setObjectName(QStringLiteral("notice"));
+    m_notice->setWordWrap(true);
+    m_notice->setAlignment(Qt::AlignCenter);
+    m_notice->hide();
+    paneLayout->addWidget(m_notice);
+    m_sheet = new CGPSSheet(pane);
+    paneLayout->addWidget(m_sheet, 1);
+    setCentralWidget(pane);
     setFocusProxy(m_sheet);
     m_dashboard = new CDashboard(m_sheet);
     m_mapView = new CMapView(m_sheet);
@@ -96,7 +114,7 @@ CMainFrame::CMainFrame(QWidget *parent)
 
     m_consumer.SetSentenceHook([this](int type, std::string_view line) { OnSentence(type, line); });
     m_consumer.m_log.SetFailureHandler([this](const std::string &error) {
-        ShowErrorLater(tr("Failed to write the log file; recording has stopped."),
+        ShowErrorLater(this, tr("Failed to write the log file; recording has stopped."),
                        QString::fromStdString(m_consumer.m_log.GetPath() + ": " + error));
     });
     LoadRecordingRules(m_consumer.m_rules);
@@ -112,6 +130,14 @@ CMainFrame::CMainFrame(QWidget *parent)
     m_nightMode = m_listPage->IsNightMode();
     m_dashboard->SetNightMode(m_nightMode, false);
     m_dataPage->SetNightMode(m_nightMode);
+
+    m_retry = new QTimer(this);
+    m_retry->setInterval(CReceiverWatch::kRetryIntervalMs);
+    connect(m_retry, &QTimer::timeout, this, [this] { RetryPort(); });
+    m_noticeTimer = new QTimer(this);
+    m_noticeTimer->setSingleShot(true);
+    connect(m_noticeTimer, &QTimer::timeout, m_notice, &QWidget::hide);
+    StyleNotice();
 
     m_alarm = new QTimer(this);
     m_alarm->setInterval(kAlarmPeriodMs);
@@ -229,6 +255,7 @@ CFrameState CMainFrame::GetState() const
     CFrameState s;
     s.sourceOpen = m_source.IsOpen();
     s.replaying = m_source.IsReplaying();
+    s.reconnecting = m_watch.IsReconnecting();
     s.logOpen = m_consumer.m_log.IsOpen();
     s.chipsetSirf = m_serialSettings.GetChipsetIndex() == CSerialSettings::kChipsetSirf;
     s.portConfigured = m_serialSettings.IsConfigured();
@@ -358,20 +385,73 @@ void CMainFrame::SetPortOverride(const QString &device)
     m_portOverride = device;
 }
 
+std::string CMainFrame::PortDevice() const
+{
+    return m_portOverride.isEmpty() ? DevicePathForPort(m_serialSettings.GetPortName())
+                                    : m_portOverride.toStdString();
+}
+
 bool CMainFrame::OpenPort()
 {
+    StopRetrying();
     // The data source closes what it had open first.
-    const std::string device = m_portOverride.isEmpty()
-                                   ? DevicePathForPort(m_serialSettings.GetPortName())
-                                   : m_portOverride.toStdString();
+    const std::string device = PortDevice();
     std::string error;
     const bool opened = m_source.OpenPort(device, m_serialSettings.GetBaudRate(), error);
-    if (!opened)
+    if (opened) {
+        m_watch.OnPortOpened(device);
+    } else {
+        m_watch.OnClosedByUser();
         ShowError(this, QString::fromLatin1(CSerialPort::kOpenFailedMessage),
                   QString::fromStdString(error));
-    m_wasReplaying = false;
+    }
     UpdateCommands();
     return opened;
+}
+
+void CMainFrame::RetryPort()
+{
+    std::string error;
+    if (!m_source.OpenPort(m_watch.GetDevice(), m_serialSettings.GetBaudRate(), error))
+        return; // still gone: again at the next tick
+    m_retry->stop();
+    m_watch.OnPortOpened(m_watch.GetDevice());
+    const std::string notice = m_watch.BackNotice();
+    std::fprintf(stderr, "veloran: %s\n", notice.c_str());
+    ShowNotice(QString::fromStdString(notice), CReceiverWatch::kBackNoticeMs);
+    UpdateCommands();
+}
+
+void CMainFrame::StopRetrying()
+{
+    m_retry->stop();
+    m_noticeTimer->stop();
+    m_notice->hide();
+}
+
+void CMainFrame::ShowNotice(const QString &text, int hideAfterMs)
+{
+    m_notice->setText(text);
+    m_notice->show();
+    if (hideAfterMs > 0)
+        m_noticeTimer->start(hideAfterMs);
+    else
+        m_noticeTimer->stop();
+}
+
+void CMainFrame::StyleNotice()
+{
+    // Amber by day; at night a dim red that does not dazzle a driver.
+    m_notice->setStyleSheet(m_nightMode
+                                ? QStringLiteral("QLabel#notice { background: #4a0a0a; color: "
+                                                 "#ff9c8c; font-weight: bold; padding: 4px; }")
+                                : QStringLiteral("QLabel#notice { background: #ffc94a; color: "
+                                                 "#1a1a1a; font-weight: bold; padding: 4px; }"));
+}
+
+QString CMainFrame::GetNotice() const
+{
+    return m_notice->isHidden() ? QString() : m_notice->text();
 }
 
 void CMainFrame::PlainConnect()
@@ -386,17 +466,21 @@ void CMainFrame::PlainConnect()
 
 bool CMainFrame::ReplayFile(const QString &path)
 {
+    StopRetrying();
     std::string error;
-    if (!m_source.OpenReplay(path.toStdString(), error)) {
+    // A log being recorded cannot be replayed: it would grow under the replay without end.
+    if (!m_source.OpenReplay(path.toStdString(), error, m_consumer.m_log.GetIdentity())) {
+        m_watch.OnClosedByUser();
         const bool thread = m_source.GetLastFailure() == CDataSource::Failure::Thread;
         ShowError(this,
                   QString::fromLatin1(thread ? CDataSource::kThreadFailedMessage
                                              : CDataSource::kReplayOpenFailedMessage),
-                  QString::fromStdString(error));
+                  path + QStringLiteral(": ") + QString::fromStdString(error));
         UpdateCommands();
         return false;
     }
-    m_wasReplaying = true;
+    m_watch.OnReplayStarted();
+    m_replayPath = path;
     m_mapView->ClearPointList();
     UpdateCommands();
     return true;
@@ -404,6 +488,8 @@ bool CMainFrame::ReplayFile(const QString &path)
 
 void CMainFrame::CloseSource()
 {
+    StopRetrying();
+    m_watch.OnClosedByUser();
     m_source.Close();
     UpdateCommands();
 }
@@ -431,9 +517,10 @@ void CMainFrame::ChooseAndCreateLog()
 
 bool CMainFrame::CreateLog(const QString &path)
 {
-    if (!m_consumer.m_log.Create(path.toStdString())) {
+    if (!m_consumer.m_log.Create(path.toStdString(), m_source.GetReplayIdentity())) {
         ShowError(this, QString::fromLatin1(CNMEALogFile::kCreateFailedMessage),
-                  QString::fromStdString(m_consumer.m_log.GetErrorText()));
+                  path + QStringLiteral(": ")
+                      + QString::fromStdString(m_consumer.m_log.GetErrorText()));
         UpdateCommands();
         return false;
     }
@@ -462,10 +549,34 @@ void CMainFrame::OnWake()
     m_wake->setEnabled(true);
 }
 
-void CMainFrame::OnSourceClosed()
+void CMainFrame::OnSourceClosed(int errorCode)
 {
+    const CReceiverWatch::CEndActions a = m_watch.OnSourceEnded(errorCode);
+    if (a.replayFailed)
+        ShowErrorLater(this, QString::fromLatin1(CDataSource::kReplayReadFailedMessage),
+                       m_replayPath + QStringLiteral(": ")
+                           + QString::fromStdString(std::system_category().message(errorCode)));
+    if (a.receiverLost)
+        ReceiverLost(errorCode);
+    if (a.retry)
+        m_retry->start();
     UpdateCommands();
-    emit SourceEnded(m_wasReplaying);
+    if (a.replayEnded || a.receiverLost)
+        emit SourceEnded(a.replayEnded);
+}
+
+void CMainFrame::ReceiverLost(int errorCode)
+{
+    // The last values must not read as live: the fix is lost, as a receiver without one says.
+    ForgetLiveFix(m_consumer.m_parser);
+    CarryOut(m_fixEvents.OnReceiverLost(m_playSound));
+    m_listPage->UpdatePosition();
+    m_listPage->UpdateReception();
+    m_listPage->UpdateDilution();
+    m_dashboard->UpdateSatellites(GetParser());
+    const std::string notice = m_watch.LostNotice(std::system_category().message(errorCode));
+    std::fprintf(stderr, "veloran: %s\n", notice.c_str());
+    ShowNotice(QString::fromStdString(notice), 0);
 }
 
 void CMainFrame::HandleLine(std::string_view line)
@@ -527,7 +638,12 @@ void CMainFrame::FixEvents()
 {
     const CNMEAParser &parser = GetParser();
     const bool live = m_source.IsOpen() && !m_source.IsReplaying();
-    const CFixActions a = m_fixEvents.OnRMC(parser, m_playSound, m_autoSync, live);
+    CarryOut(m_fixEvents.OnRMC(parser, m_playSound, m_autoSync, live));
+}
+
+void CMainFrame::CarryOut(const CFixActions &a)
+{
+    const CNMEAParser &parser = GetParser();
     if (a.fixLost || a.fixGained)
         m_mapView->SetFix(a.fixGained);
     if (a.setClockUtc)
@@ -549,14 +665,8 @@ void CMainFrame::SetClock(std::time_t utc)
 {
     SetSystemClockUtc(utc, this, [this](bool ok, const QString &detail) {
         if (!ok)
-            ShowErrorLater(QString::fromLatin1(kSetClockFailedMessage), detail);
+            ShowErrorLater(this, QString::fromLatin1(kSetClockFailedMessage), detail);
     });
-}
-
-void CMainFrame::ShowErrorLater(const QString &text, const QString &details)
-{
-    // Never from inside the line handler: the box's event loop would run while the reader waits.
-    QTimer::singleShot(0, this, [this, text, details] { ShowError(this, text, details); });
 }
 
 void CMainFrame::ResetIdleTimer()
@@ -600,6 +710,7 @@ void CMainFrame::ToggleDisplayMode()
     m_dashboard->SetNightMode(m_nightMode, true);
     m_listPage->SetNightMode(m_nightMode);
     m_dataPage->SetNightMode(m_nightMode);
+    StyleNotice();
 }
 
 void CMainFrame::StartAlarm()
@@ -617,6 +728,7 @@ void CMainFrame::Quit()
 void CMainFrame::closeEvent(QCloseEvent *event)
 {
     CloseSource();
+    StopLogging();
     event->accept();
 }
 

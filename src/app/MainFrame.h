@@ -4,6 +4,7 @@
 #include "receiver/DataSource.h"
 #include "receiver/FixEvents.h"
 #include "receiver/LineConsumer.h"
+#include "receiver/ReceiverWatch.h"
 #include "receiver/SerialSettings.h"
 
 #include <QMainWindow>
@@ -19,6 +20,7 @@ class CGPSData;
 class CGPSSheet;
 class CMapView;
 class QAction;
+class QLabel;
 class QSocketNotifier;
 class QTimer;
 class QToolBar;
@@ -45,14 +47,18 @@ public:
     bool OpenPort();
     /// The command line chose a source: auto-connect stays off for this start.
     void SuppressAutoConnect() { m_suppressAutoConnect = true; }
+    /// Whether the port opens by itself once the window shows.
+    [[nodiscard]] bool WillAutoConnect() const { return m_autoConnect && !m_suppressAutoConnect; }
     /// Uses `device` for this run instead of the configured port (not stored).
     void SetPortOverride(const QString &device);
     /// Replays a log file; shows the failure.
     bool ReplayFile(const QString &path);
     /// Closes the serial port or replay; waits at most two seconds for the reader.
     void CloseSource();
-    /// Starts recording into `path` (created or emptied); shows the failure.
+    /// Starts recording into `path`, replacing what it held; shows the failure (the file being
+    /// replayed, a file in use by another recording).
     bool CreateLog(const QString &path);
+    /// Closes the log; a write failure that shows only now is reported.
     void StopLogging();
     void SetReplayDelay(unsigned milliseconds);
     /// Runs the dialog when the port was never configured; opens the port unless it was
@@ -72,11 +78,16 @@ public:
     [[nodiscard]] CSerialSettings &GetSerialSettings() { return m_serialSettings; }
     [[nodiscard]] const CDataSource &GetSource() const { return m_source; }
     [[nodiscard]] bool IsLogOpen() const { return m_consumer.m_log.IsOpen(); }
+    [[nodiscard]] const CNMEALogFile &GetLog() const { return m_consumer.m_log; }
     /// Positions handed to the waypoint proximity check.
     [[nodiscard]] int GetProximityChecks() const { return m_proximityChecks; }
+    [[nodiscard]] const CReceiverWatch &GetReceiverWatch() const { return m_watch; }
+    /// The notice above the pages (a receiver gone or back); empty while none shows.
+    [[nodiscard]] QString GetNotice() const;
 
 signals:
-    /// The source ended by itself: end of the replay file, or the port went away.
+    /// The source ended by itself: end of the replay file (or a read error in it), or the port
+    /// went away.
     void SourceEnded(bool wasReplay);
 
 protected:
@@ -94,8 +105,14 @@ private:
     void SetClock(std::time_t utc);
     void ResetIdleTimer();
     void OnWake();
-    void OnSourceClosed();
-    void ShowErrorLater(const QString &text, const QString &details);
+    void OnSourceClosed(int errorCode);
+    void ReceiverLost(int errorCode);
+    void RetryPort();
+    void StopRetrying();
+    void ShowNotice(const QString &text, int hideAfterMs);
+    void StyleNotice();
+    void CarryOut(const CFixActions &actions);
+    [[nodiscard]] std::string PortDevice() const;
     void ChooseAndReplay();
     void ChooseAndCreateLog();
     void SetUnits(int units);
@@ -107,6 +124,7 @@ private:
 
     // Owned in this order; destroyed in reverse.
     QToolBar *m_toolBar = nullptr;
+    QLabel *m_notice = nullptr;
     CGPSSheet *m_sheet = nullptr;
     CDashboard *m_dashboard = nullptr;
     CMapView *m_mapView = nullptr;
@@ -128,7 +146,10 @@ private:
     int m_projection = 1;
 
     QString m_portOverride;
-    bool m_wasReplaying = false;
+    CReceiverWatch m_watch;
+    QString m_replayPath;
+    QTimer *m_retry = nullptr;
+    QTimer *m_noticeTimer = nullptr;
     bool m_nightMode = false;
     bool m_shown = false;
     bool m_suppressAutoConnect = false;

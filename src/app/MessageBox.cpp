@@ -1,34 +1,103 @@
 #include "app/MessageBox.h"
 
+#include <QApplication>
+#include <QPointer>
+#include <QTimer>
+
+#include <cstdio>
+
 namespace
 {
 
-MessageSink &Sink()
+struct SMessages {
+    MessageSink sink;
+    bool unattended = false;
+    int errors = 0;
+};
+
+SMessages &Messages()
 {
-    static MessageSink sink;
-    return sink;
+    static SMessages messages;
+    return messages;
 }
 
-} // namespace
-
-void ShowMessage(QWidget *parent, const CMessage &message)
+// "veloran: ERROR: Failed to create log file. (/x/y.nmea: Permission denied)", or
+// "veloran: warning: ..."
+void Announce(const CMessage &message)
 {
-    if (Sink()) {
-        Sink()(message);
+    const bool error = message.icon == QMessageBox::Critical;
+    if (!error && message.icon != QMessageBox::Warning)
         return;
-    }
+    if (error)
+        ++Messages().errors;
+    QString line =
+        (error ? message.caption : QStringLiteral("warning")) + QStringLiteral(": ") + message.text;
+    line.replace(QLatin1Char('\n'), QLatin1Char(' '));
+    if (!message.details.isEmpty())
+        line += QStringLiteral(" (") + message.details + QLatin1Char(')');
+    std::fprintf(stderr, "veloran: %s\n", qPrintable(line));
+    std::fflush(stderr);
+}
+
+void Present(QWidget *parent, const CMessage &message)
+{
     QMessageBox box(message.icon, message.caption, message.text, QMessageBox::Ok, parent);
     if (!message.details.isEmpty())
         box.setDetailedText(message.details);
     box.exec();
 }
 
+CMessage ErrorMessage(const QString &text, const QString &details)
+{
+    return {QString::fromLatin1(kErrorCaption), text, QMessageBox::Critical, details};
+}
+
+} // namespace
+
+void ShowMessage(QWidget *parent, const CMessage &message)
+{
+    if (Messages().sink) {
+        Messages().sink(message);
+        return;
+    }
+    Announce(message);
+    if (!Messages().unattended)
+        Present(parent, message);
+}
+
 void ShowError(QWidget *parent, const QString &text, const QString &details)
 {
-    ShowMessage(parent, {QString::fromLatin1(kErrorCaption), text, QMessageBox::Critical, details});
+    ShowMessage(parent, ErrorMessage(text, details));
+}
+
+void ShowErrorLater(QWidget *parent, const QString &text, const QString &details)
+{
+    const CMessage message = ErrorMessage(text, details);
+    if (Messages().sink || Messages().unattended) {
+        ShowMessage(parent, message);
+        return;
+    }
+    Announce(message);
+    QTimer::singleShot(0, qApp,
+                       [parent = QPointer<QWidget>(parent), message] { Present(parent, message); });
+}
+
+void SetUnattended(bool unattended)
+{
+    Messages().unattended = unattended;
+}
+
+bool IsUnattended()
+{
+    return Messages().unattended;
+}
+
+int GetErrorCount()
+{
+    return Messages().errors;
 }
 
 void SetMessageSink(MessageSink sink)
 {
-    Sink() = std::move(sink);
+    Messages().sink = std::move(sink);
 }

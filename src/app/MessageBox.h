@@ -16,12 +16,22 @@ struct CMessage {
 /// Caption of every error box.
 inline constexpr const char *kErrorCaption = "ERROR";
 
-/// Shows the box modally, or hands it to the sink when one is installed.
+/// Shows the box modally, or hands it to the sink when one is installed. Errors and warnings
+/// also go to standard error, whether or not a box shows.
 void ShowMessage(QWidget *parent, const CMessage &message);
 /// A stop-icon box with the caption "ERROR".
 void ShowError(QWidget *parent, const QString &text, const QString &details = {});
+/// For failures met while received lines are handled: standard error at once, the box once the
+/// event loop runs again (its own event loop must not run while the reader waits).
+void ShowErrorLater(QWidget *parent, const QString &text, const QString &details = {});
 
-/// Tests and unattended runs install a sink so that no modal box blocks them; an empty sink
-/// restores the boxes.
+/// A run without anyone to click (--quit-after-replay, --screenshot): no box is shown, the
+/// errors are only written to standard error.
+void SetUnattended(bool unattended);
+[[nodiscard]] bool IsUnattended();
+/// Errors raised so far, shown or not: an unattended run that had one has failed.
+[[nodiscard]] int GetErrorCount();
+
+/// Tests install a sink so that no modal box blocks them; an empty sink restores the boxes.
 using MessageSink = std::function<void(const CMessage &)>;
 void SetMessageSink(MessageSink sink);

@@ -26,6 +26,8 @@ struct SSettingsFile {
     // tells only the first one that the file is broken; remember it for the others, until the
     // file changes.
     std::optional<std::pair<qint64, QDateTime>> broken;
+    std::string problem; // guarded: why the file cannot be used, until it is taken
+    bool problemTaken = false;
 };
 
 SSettingsFile &SettingsFile()
@@ -90,6 +92,14 @@ template <class T> bool ParseExact(const QString &text, T &value)
     return true;
 }
 
+void NoteProblem(const QString &fileName, const char *reason)
+{
+    SSettingsFile &file = SettingsFile();
+    const std::lock_guard lock(file.mutex);
+    if (file.problem.empty())
+        file.problem = fileName.toStdString() + ": " + reason;
+}
+
 // A broken file is refused before any write could replace it with the part that parsed.
 bool ParsesCleanly(const QString &fileName, const QFileInfo &info)
 {
@@ -119,6 +129,18 @@ void CSettingsKey::SetConfigDirectory(const std::string &commandLineDir)
     file.path = std::move(path);
     file.resolved = true;
     file.broken.reset();
+    file.problem.clear();
+    file.problemTaken = false;
+}
+
+std::string CSettingsKey::TakeProblem()
+{
+    SSettingsFile &file = SettingsFile();
+    const std::lock_guard lock(file.mutex);
+    if (file.problemTaken || file.problem.empty())
+        return {};
+    file.problemTaken = true;
+    return file.problem;
 }
 
 std::string CSettingsKey::GetSettingsFile()
@@ -150,11 +172,18 @@ bool CSettingsKey::Open(std::string_view path, bool create)
     if (fileName.isEmpty())
         return false;
     const QFileInfo info(fileName);
-    if (info.exists() && (!info.isFile() || !info.isReadable()))
+    if (info.exists() && (!info.isFile() || !info.isReadable())) {
+        NoteProblem(fileName, "it cannot be read");
         return false;
-
-    if (!ParsesCleanly(fileName, info))
+    }
+    if (info.exists() && info.size() > kMaxFileBytes) {
+        NoteProblem(fileName, "it is larger than 1 MB");
         return false;
+    }
+    if (!ParsesCleanly(fileName, info)) {
+        NoteProblem(fileName, "it is not a valid settings file");
+        return false;
+    }
 
     auto settings = std::make_unique<QSettings>(fileName, QSettings::IniFormat);
 

@@ -12,7 +12,8 @@
 /// kept in an INI file: numbers as integers, texts as strings, doubles and colour triples.
 ///
 /// A key that cannot be opened makes every read fail (the owner keeps its default) and every
-/// write a no-op; a corrupt or unreadable file behaves the same. Nothing is reported.
+/// write a no-op; a file that is unreadable, not valid or larger than kMaxFileBytes behaves the
+/// same and is never touched. TakeProblem() says why, once, for the user to be told.
 class CSettingsKey
 {
 public:
@@ -21,6 +22,12 @@ public:
     /// Call once at start (tests: with their own temporary directory).
     static void SetConfigDirectory(const std::string &commandLineDir);
     [[nodiscard]] static std::string GetSettingsFile();
+    /// Why the settings file cannot be used ("<path>: it is not a valid settings file"); given
+    /// once after it was found, empty otherwise.
+    [[nodiscard]] static std::string TakeProblem();
+
+    /// Settings are a few hundred bytes; a file larger than this is no settings file of ours.
+    static constexpr long long kMaxFileBytes = 1 << 20;
 
     CSettingsKey();
     ~CSettingsKey();

@@ -4,6 +4,7 @@
 #include "app/DataDirectory.h"
 #include "app/GPSSheet.h"
 #include "app/MainFrame.h"
+#include "app/MessageBox.h"
 #include "app/SettingsKey.h"
 
 #include <QApplication>
@@ -50,6 +51,9 @@ void InstallSignalHandlers(CMainFrame &frame)
         [[maybe_unused]] const ssize_t n = ::read(g_signalSocket[1], &byte, 1);
         notifier->setEnabled(false);
         frame.RunCommand(kCmdQuit);
+        // Also leaves the event loop of a box or dialog that is open: the window alone closing
+        // would not end the program then.
+        QCoreApplication::exit(0);
     });
     struct sigaction action = {};
     action.sa_handler = OnSignal;
@@ -118,6 +122,19 @@ int Fail(const QString &message)
     return 2;
 }
 
+// Settings that cannot be used are left alone; say so once, and that nothing will be kept.
+void TellSettingsProblem(QWidget *parent)
+{
+    const std::string problem = CSettingsKey::TakeProblem();
+    if (problem.empty())
+        return;
+    ShowMessage(parent,
+                {QStringLiteral("Veloran"),
+                 QStringLiteral("The settings file cannot be used. Defaults are in use, and "
+                                "changes will not be saved there."),
+                 QMessageBox::Warning, QString::fromStdString(problem)});
+}
+
 } // namespace
 
 QString CVeloranApp::DemoLogPath()
@@ -134,6 +151,9 @@ int CVeloranApp::Run(int argc, char **argv)
 {
     QElapsedTimer started;
     started.start();
+    // Past a file size limit a write fails with EFBIG like any other, instead of killing us
+    // with half a line in the log.
+    std::signal(SIGXFSZ, SIG_IGN);
     QApplication app(argc, argv);
     QApplication::setApplicationName(QStringLiteral("veloran"));
     QApplication::setApplicationDisplayName(QStringLiteral("Veloran"));
@@ -186,6 +206,11 @@ int CVeloranApp::Run(int argc, char **argv)
     if (!parser.positionalArguments().isEmpty())
         return Fail(QStringLiteral("unexpected argument '%1' (try --help)")
                         .arg(parser.positionalArguments().first()));
+    for (const QCommandLineOption *option :
+         {&replay, &port, &record, &screenshot, &configDir, &dataDir, &page, &replayDelay}) {
+        if (parser.isSet(*option) && parser.value(*option).isEmpty())
+            return Fail(QStringLiteral("--%1 needs a value").arg(option->names().first()));
+    }
 
     CStartOptions options;
     options.demo = parser.isSet(demo);
@@ -212,6 +237,9 @@ int CVeloranApp::Run(int argc, char **argv)
     if (!options.replay.isEmpty() && options.connect)
         return Fail(QStringLiteral("--connect and a replay cannot run together"));
 
+    // Nobody is there to click a box away: errors go to standard error and the exit status.
+    SetUnattended(options.quitAfterReplay || !options.screenshot.isEmpty());
+
     CSettingsKey::SetConfigDirectory(parser.value(configDir).toStdString());
     SetDataDirectory(parser.value(dataDir));
 
@@ -230,7 +258,7 @@ int CVeloranApp::Run(int argc, char **argv)
         // Pages repaint on a short timer of their own; let the last lines reach the screen.
         QTimer::singleShot(kScreenshotSettleMs, frame.get(), [&frame, file] {
             if (!frame->grab().save(file, "PNG"))
-                std::fprintf(stderr, "veloran: cannot write %s\n", qPrintable(file));
+                ShowError(frame.get(), QStringLiteral("Cannot write the screenshot."), file);
             frame->RunCommand(kCmdQuit);
         });
     };
@@ -248,23 +276,40 @@ int CVeloranApp::Run(int argc, char **argv)
     if (parser.isSet(startupProbe))
         frame->GetSheet()->currentWidget()->installEventFilter(&probe);
     frame->show();
-    // Opening a source waits for the window, as the design of auto-connect does.
+    // Opening a source waits for the window, as the design of auto-connect does; the recording
+    // is opened only once its source is, so a failed start leaves an older file alone.
     QTimer::singleShot(0, frame.get(), [&, takeScreenshot] {
-        if (!options.record.isEmpty() && !frame->CreateLog(options.record)) {
-            frame->RunCommand(kCmdQuit);
+        TellSettingsProblem(frame.get());
+        bool sourceOpen = true;
+        if (!options.replay.isEmpty())
+            sourceOpen = frame->ReplayFile(options.replay);
+        else if (options.connect)
+            sourceOpen = frame->OpenPort();
+        else if (frame->WillAutoConnect()) // it has run by now
+            sourceOpen = frame->GetSource().IsOpen();
+        if (!sourceOpen) {
+            if (!options.record.isEmpty())
+                std::fprintf(stderr, "veloran: not recording to %s: no data source\n",
+                             qPrintable(options.record));
+            if (IsUnattended())
+                frame->RunCommand(kCmdQuit);
             return;
         }
-        if (!options.replay.isEmpty()) {
-            if (!frame->ReplayFile(options.replay)
-                && (options.quitAfterReplay || !options.screenshot.isEmpty()))
+        if (!options.record.isEmpty()) {
+            if (!frame->CreateLog(options.record)) {
                 frame->RunCommand(kCmdQuit);
-        } else if (options.connect) {
-            frame->OpenPort();
+                return;
+            }
+            if (frame->GetLog().GetReplacedBytes() > 0)
+                std::fprintf(stderr, "veloran: recording to %s replaces its %lld bytes\n",
+                             qPrintable(options.record), frame->GetLog().GetReplacedBytes());
         }
         if (options.replay.isEmpty() && !options.screenshot.isEmpty())
             QTimer::singleShot(kLiveScreenshotMs, frame.get(), takeScreenshot);
     });
     const int status = QApplication::exec();
-    frame.reset();
+    frame.reset(); // closes the log: a last write failure counts too
+    if (status == 0 && IsUnattended() && GetErrorCount() > 0)
+        return 1;
     return status;
 }

@@ -46,13 +46,27 @@ public:
         if (m_buffer.size() >= kFlushBytes)
             Flush();
     }
+    // Straight to the descriptor: stdio does not always leave the reason of a failed write in
+    // errno. Nothing else is printed before the per-line output ends.
     void Flush()
     {
-        std::fwrite(m_buffer.data(), 1, m_buffer.size(), stdout);
+        std::string_view rest = m_buffer;
+        while (m_error == 0 && !rest.empty()) {
+            const ssize_t n = ::write(STDOUT_FILENO, rest.data(), rest.size());
+            if (n > 0)
+                rest.remove_prefix(static_cast<std::size_t>(n));
+            else if (n < 0 && errno != EINTR)
+                m_error = errno;
+            else if (n == 0)
+                m_error = EIO;
+        }
         m_buffer.clear();
     }
+    /// errno of the first failed write, 0 while everything got out.
+    [[nodiscard]] int GetError() const { return m_error; }
 
 private:
+    int m_error = 0;
     static constexpr std::size_t kFlushBytes = 1 << 16;
     std::string m_buffer;
 };
@@ -76,6 +90,8 @@ int RunParse(const std::vector<std::string_view> &args)
             opt.summary = true;
         else if (a.size() > 1 && a.front() == '-')
             return UsageError("parse: unknown option '" + std::string(a) + "'");
+        else if (a.empty())
+            return UsageError("parse: empty FILE");
         else if (haveFile)
             return UsageError("parse: more than one FILE given");
         else {
@@ -125,7 +141,7 @@ int RunParse(const std::vector<std::string_view> &args)
     constexpr std::size_t kChunk = 1 << 20;
     const auto chunk = std::make_unique<char[]>(kChunk);
     int status = kExitOk;
-    for (;;) {
+    while (output.GetError() == 0) {
         const ssize_t got = ::read(fd, chunk.get(), kChunk);
         if (got == 0)
             break;
@@ -142,7 +158,8 @@ int RunParse(const std::vector<std::string_view> &args)
     if (!fromStdin)
         ::close(fd);
     output.Flush();
-
+    if (output.GetError() != 0)
+        return OutputError(output.GetError());
     if (opt.summary && status == kExitOk) {
         const double seconds =
             std::chrono::duration<double>(std::chrono::steady_clock::now() - started).count();
@@ -152,10 +169,6 @@ int RunParse(const std::vector<std::string_view> &args)
         std::printf("%-8s %lld\n", "lines", lineNumber);
         std::printf("%-8s %.3f\n", "seconds", seconds);
         std::printf("%-8s %.0f\n", "lines/s", seconds > 0 ? lineNumber / seconds : 0.0);
-    }
-    if (std::fflush(stdout) != 0 && status == kExitOk) {
-        std::fprintf(stderr, "veloran-cli: cannot write output: %s\n", std::strerror(errno));
-        status = kExitFile;
     }
     return status;
 }

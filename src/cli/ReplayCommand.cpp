@@ -5,10 +5,13 @@
 #include <cerrno>
 #include <charconv>
 #include <chrono>
+#include <csignal>
 #include <cstdio>
 #include <cstring>
+#include <fcntl.h>
 #include <poll.h>
 #include <string>
+#include <unistd.h>
 
 namespace
 {
@@ -22,10 +25,61 @@ constexpr const char *kReplayHelp =
     "\n"
     "  --delay MS   pause before each line with 'G' at index 4 (the GGA of every epoch);\n"
     "               1000 is real time, 0 (the default) as fast as possible\n"
-    "  --record OUT write the lines the recording rules keep to OUT (created or truncated);\n"
-    "               the rules are every sentence and every other line unless --profile\n"
+    "  --record OUT write the lines the recording rules keep to OUT, opened once FILE is;\n"
+    "               an existing OUT is replaced (said on stderr), one in use by another\n"
+    "               recording or FILE itself is refused; the rules are every sentence and\n"
+    "               every other line unless --profile\n"
     "  --profile P  recording rates of the profile: full, moderate or low\n"
-    "  --summary    print the count per sentence type, lines and lines per second\n";
+    "  --summary    print the count per sentence type, lines and lines per second\n"
+    "\n"
+    "SIGTERM, SIGINT and SIGHUP end the replay with the recording whole (exit 128 + signal).\n";
+
+// SIGTERM, SIGINT and SIGHUP end a replay the way its end of file does: the recording closed
+// with every handled line.
+class CSignalPipe
+{
+public:
+    CSignalPipe()
+    {
+        if (::pipe2(s_pipe, O_CLOEXEC | O_NONBLOCK) != 0)
+            return;
+        struct sigaction action = {};
+        action.sa_handler = OnSignal;
+        sigemptyset(&action.sa_mask);
+        action.sa_flags = SA_RESTART;
+        for (const int signal : kSignals)
+            sigaction(signal, &action, nullptr);
+    }
+    ~CSignalPipe()
+    {
+        for (const int signal : kSignals)
+            std::signal(signal, SIG_DFL);
+        for (int &fd : s_pipe) {
+            if (fd >= 0)
+                ::close(fd);
+            fd = -1;
+        }
+    }
+    CSignalPipe(const CSignalPipe &) = delete;
+    CSignalPipe &operator=(const CSignalPipe &) = delete;
+
+    [[nodiscard]] int GetHandle() const { return s_pipe[0]; }
+    /// The signal that arrived, 0 for none.
+    [[nodiscard]] int Received() const
+    {
+        unsigned char signal = 0;
+        return ::read(s_pipe[0], &signal, 1) == 1 ? signal : 0;
+    }
+
+private:
+    static constexpr int kSignals[] = {SIGTERM, SIGINT, SIGHUP};
+    static void OnSignal(int signal)
+    {
+        const auto byte = static_cast<unsigned char>(signal);
+        [[maybe_unused]] const ssize_t n = ::write(s_pipe[1], &byte, 1);
+    }
+    static inline int s_pipe[2] = {-1, -1};
+};
 
 bool ParseUnsigned(std::string_view text, unsigned &value)
 {
@@ -40,6 +94,7 @@ int RunReplay(const std::vector<std::string_view> &args)
 {
     std::string file;
     std::string record;
+    bool haveFile = false;
     unsigned delay = 0;
     bool summary = false;
     int profile = -1;
@@ -54,7 +109,7 @@ int RunReplay(const std::vector<std::string_view> &args)
             if (!hasValue || !ParseUnsigned(args[++i], delay))
                 return UsageError("replay: --delay needs a number of milliseconds");
         } else if (a == "--record") {
-            if (!hasValue)
+            if (!hasValue || args[i + 1].empty())
                 return UsageError("replay: --record needs a file name");
             record = std::string(args[++i]);
         } else if (a == "--profile") {
@@ -71,29 +126,31 @@ int RunReplay(const std::vector<std::string_view> &args)
             summary = true;
         } else if (a.size() > 1 && a.front() == '-') {
             return UsageError("replay: unknown option '" + std::string(a) + "'");
-        } else if (!file.empty()) {
+        } else if (a.empty()) {
+            return UsageError("replay: empty FILE");
+        } else if (haveFile) {
             return UsageError("replay: more than one FILE given");
         } else {
             file = std::string(a);
+            haveFile = true;
         }
     }
-    if (file.empty())
+    if (!haveFile)
         return UsageError("replay: missing FILE");
 
+    CSignalPipe signals;
     CLineConsumer consumer;
     if (profile >= 0)
         consumer.m_rules.ApplyProfile(static_cast<RecordingProfile>(profile));
-    if (!record.empty() && !consumer.m_log.Create(record)) {
-        std::fprintf(stderr, "veloran-cli: cannot create '%s': %s\n", record.c_str(),
-                     consumer.m_log.GetErrorText().c_str());
-        return kExitFile;
-    }
     std::string writeError;
     consumer.m_log.SetFailureHandler([&](const std::string &error) { writeError = error; });
-
     bool ended = false;
+    int readError = 0;
     CDataSource source([&](std::string_view line) { consumer.HandleLine(line); },
-                       [&] { ended = true; });
+                       [&](int errorCode) {
+                           ended = true;
+                           readError = errorCode;
+                       });
     source.SetBatchHandler([&] { consumer.EndOfBatch(); });
     source.SetReplayDelay(delay);
     const auto started = std::chrono::steady_clock::now();
@@ -102,14 +159,31 @@ int RunReplay(const std::vector<std::string_view> &args)
         std::fprintf(stderr, "veloran-cli: cannot open '%s': %s\n", file.c_str(), error.c_str());
         return kExitFile;
     }
-    pollfd wake{source.GetWakeHandle(), POLLIN, 0};
-    while (!ended) {
-        if (::poll(&wake, 1, -1) < 0 && errno != EINTR)
-            break;
-        source.ProcessPending();
+    // Only now that the log to replay is open: a file it cannot be, or one a failed replay
+    // would have emptied for nothing.
+    if (!record.empty()) {
+        if (!consumer.m_log.Create(record, source.GetReplayIdentity())) {
+            std::fprintf(stderr, "veloran-cli: cannot record to '%s': %s\n", record.c_str(),
+                         consumer.m_log.GetErrorText().c_str());
+            return kExitFile;
+        }
+        if (consumer.m_log.GetReplacedBytes() > 0)
+            std::fprintf(stderr, "veloran-cli: recording to '%s' replaces its %lld bytes\n",
+                         record.c_str(), consumer.m_log.GetReplacedBytes());
     }
-    consumer.m_log.Close();
 
+    pollfd fds[2] = {{source.GetWakeHandle(), POLLIN, 0}, {signals.GetHandle(), POLLIN, 0}};
+    int signal = 0;
+    while (!ended && signal == 0) {
+        if (::poll(fds, 2, -1) < 0 && errno != EINTR)
+            break;
+        signal = signals.Received();
+        if (signal == 0)
+            source.ProcessPending();
+    }
+    // Lines the reader still holds are dropped; what was handled is in the log, whole lines.
+    source.Close();
+    consumer.m_log.Close();
     if (summary) {
         const double seconds =
             std::chrono::duration<double>(std::chrono::steady_clock::now() - started).count();
@@ -122,10 +196,20 @@ int RunReplay(const std::vector<std::string_view> &args)
         std::printf("%-8s %.3f\n", "seconds", seconds);
         std::printf("%-8s %.0f\n", "lines/s", seconds > 0 ? consumer.GetLines() / seconds : 0.0);
     }
+    int status = kExitOk;
+    if (readError != 0) {
+        std::fprintf(stderr, "veloran-cli: cannot read '%s': %s\n", file.c_str(),
+                     std::strerror(readError));
+        status = kExitFile;
+    }
     if (!writeError.empty()) {
         std::fprintf(stderr, "veloran-cli: recording to '%s' stopped: %s\n", record.c_str(),
                      writeError.c_str());
-        return kExitFile;
+        status = kExitFile;
     }
-    return kExitOk;
+    if (signal != 0) {
+        std::fprintf(stderr, "veloran-cli: replay ended by %s\n", sigabbrev_np(signal));
+        status = kExitSignal + signal;
+    }
+    return status;
 }

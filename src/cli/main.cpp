@@ -1,7 +1,11 @@
 #include "Cli.h"
 
+#include <cerrno>
 #include <charconv>
+#include <cmath>
+#include <csignal>
 #include <cstdio>
+#include <cstring>
 #include <string>
 
 namespace
@@ -43,17 +47,26 @@ bool ParseNumberArgument(std::string_view text, double &value)
     if (!text.empty() && text.front() == '+')
         text.remove_prefix(1);
     const char *end = text.data() + text.size();
-    const auto [ptr, ec] = std::from_chars(text.data(), end, value);
-    return !text.empty() && ec == std::errc() && ptr == end;
+    double parsed = 0.0;
+    const auto [ptr, ec] = std::from_chars(text.data(), end, parsed);
+    // from_chars also takes "nan" and "inf"; no position or distance is made of those.
+    if (text.empty() || ec != std::errc() || ptr != end || !std::isfinite(parsed))
+        return false;
+    value = parsed;
+    return true;
 }
 
-int main(int argc, char **argv)
+int OutputError(int errorCode)
 {
-    std::vector<std::string_view> args(argv + 1, argv + argc);
-    if (args.empty())
-        return UsageError("missing command (try --help)");
-    const std::string_view command = args.front();
-    args.erase(args.begin());
+    std::fprintf(stderr, "veloran-cli: cannot write output: %s\n", std::strerror(errorCode));
+    return kExitFile;
+}
+
+namespace
+{
+
+int RunCommand(std::string_view command, const std::vector<std::string_view> &args)
+{
     if (IsHelp(command)) {
         std::fputs(kUsage, stdout);
         return kExitOk;
@@ -69,4 +82,24 @@ int main(int argc, char **argv)
         return RunReplay(args);
 #endif
     return UsageError("unknown command '" + std::string(command) + "' (try --help)");
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    std::vector<std::string_view> args(argv + 1, argv + argc);
+    if (args.empty())
+        return UsageError("missing command (try --help)");
+    // Past a file size limit a write fails with EFBIG like any other, instead of killing us.
+    std::signal(SIGXFSZ, SIG_IGN);
+    const std::string_view command = args.front();
+    args.erase(args.begin());
+    const int status = RunCommand(command, args);
+    // Output that did not get out (a full disk, /dev/full) is a failure, never a silent 0.
+    if (std::fflush(stdout) != 0)
+        return status == kExitOk ? OutputError(errno) : status;
+    if (std::ferror(stdout))
+        return status == kExitOk ? OutputError(EIO) : status;
+    return status;
 }

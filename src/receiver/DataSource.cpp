@@ -7,6 +7,7 @@
 #include <cstring>
 #include <fcntl.h>
 #include <sys/eventfd.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 CDataSource::CDataSource(LineHandler onLine, ClosedHandler onClosed)
@@ -42,17 +43,36 @@ bool CDataSource::OpenPort(const std::string &device, int baudRate, std::string 
     return true;
 }
 
-bool CDataSource::OpenReplay(const std::string &path, std::string &error)
+bool CDataSource::OpenReplay(const std::string &path, std::string &error,
+                             const std::optional<CFileIdentity> &recordFile)
 {
     Close();
     m_lastFailure = Failure::Open;
     auto session = std::make_shared<CReaderSession>();
     session->m_replay = true;
-    session->m_fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
-    if (session->m_fd < 0) {
-        error = path + ": " + std::strerror(errno);
+    // O_NONBLOCK: opening a FIFO would wait for a writer on the caller's thread.
+    do
+        session->m_fd = ::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
+    while (session->m_fd < 0 && errno == EINTR);
+    struct stat st {
+    };
+    if (session->m_fd < 0 || ::fstat(session->m_fd, &st) != 0) {
+        error = std::strerror(errno);
         return false;
     }
+    if (S_ISDIR(st.st_mode)) {
+        error = std::strerror(EISDIR);
+        return false;
+    }
+    if (recordFile && CFileIdentity{st.st_dev, st.st_ino} == *recordFile) {
+        error = "it is the file being recorded";
+        return false;
+    }
+    session->m_identity = CFileIdentity{st.st_dev, st.st_ino};
+    if (S_ISREG(st.st_mode))
+        ::fcntl(session->m_fd, F_SETFL, ::fcntl(session->m_fd, F_GETFL) & ~O_NONBLOCK);
+    else
+        session->m_waitForData = true; // FIFO, device, socket: poll together with the stop event
     m_lastFailure = Failure::Thread;
     if (!Start(std::move(session))) {
         error = std::string("cannot start the reader: ") + std::strerror(errno);
@@ -122,6 +142,13 @@ bool CDataSource::IsReplaying() const
     return IsOpen() && m_session->m_replay;
 }
 
+std::optional<CFileIdentity> CDataSource::GetReplayIdentity() const
+{
+    if (!IsReplaying())
+        return std::nullopt;
+    return m_session->m_identity;
+}
+
 void CDataSource::SetReplayDelay(unsigned milliseconds)
 {
     m_replayDelay->store(milliseconds);
@@ -141,11 +168,13 @@ void CDataSource::ProcessPending()
     CLineBatch batch;
     std::uint64_t ticket;
     bool ended;
+    int endError;
     {
         std::lock_guard lock(s->m_mutex);
         batch.Swap(s->m_pending);
         ticket = s->m_posted;
         ended = s->m_endedBySource;
+        endError = s->m_endError;
     }
     for (std::size_t i = 0; i < batch.GetSize(); ++i) {
         // The handler may close the source, or open another one.
@@ -166,6 +195,6 @@ void CDataSource::ProcessPending()
         Join(s);
         m_session.reset();
         if (m_onClosed)
-            m_onClosed();
+            m_onClosed(endError);
     }
 }

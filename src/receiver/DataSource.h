@@ -1,8 +1,11 @@
 #pragma once
 
+#include "receiver/FileIdentity.h"
+
 #include <atomic>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <thread>
@@ -22,7 +25,9 @@ class CDataSource
 {
 public:
     using LineHandler = std::function<void(std::string_view line)>;
-    using ClosedHandler = std::function<void()>;
+    /// `errorCode` is 0 at the end of a replay file, else why the source failed (errno: a read
+    /// error, the port unplugged or hung up).
+    using ClosedHandler = std::function<void(int errorCode)>;
 
     /// Replay delays of the speed commands, and the one in force at start.
     static constexpr unsigned kDelay100Percent = 1000;
@@ -37,9 +42,12 @@ public:
     /// Message box texts (caption "ERROR") when a replay cannot start.
     static constexpr const char *kReplayOpenFailedMessage = "failed to open file.";
     static constexpr const char *kThreadFailedMessage = "failed to create thread.";
+    /// Message box text (caption "ERROR") when a replay file fails in the middle.
+    static constexpr const char *kReplayReadFailedMessage = "failed to read file.";
 
     /// `onLine` runs for every line and `onClosed` when the source ends by itself (end of the
-    /// replay file, port unplugged), both on the consumer's thread inside ProcessPending.
+    /// replay file, a read error, port unplugged), both on the consumer's thread inside
+    /// ProcessPending.
     CDataSource(LineHandler onLine, ClosedHandler onClosed = {});
     ~CDataSource();
     CDataSource(const CDataSource &) = delete;
@@ -48,8 +56,12 @@ public:
     /// Opens the serial device exclusively at `baudRate` (8N1) and starts the reader. On
     /// failure the source stays closed and `error` holds the reason.
     bool OpenPort(const std::string &device, int baudRate, std::string &error);
-    /// Opens a log file for replay and starts the reader.
-    bool OpenReplay(const std::string &path, std::string &error);
+    /// Opens a log file for replay and starts the reader. A directory is refused; a FIFO or a
+    /// device is opened without waiting for a writer and read as its bytes arrive. Refused when
+    /// it is `recordFile` (it would replay its own recording forever). `error` is the reason
+    /// alone; the caller names the path.
+    bool OpenReplay(const std::string &path, std::string &error,
+                    const std::optional<CFileIdentity> &recordFile = {});
     /// Why the last open failed: the device or file, or the reader thread.
     enum class Failure { None, Open, Thread };
     [[nodiscard]] Failure GetLastFailure() const { return m_lastFailure; }
@@ -59,6 +71,8 @@ public:
 
     [[nodiscard]] bool IsOpen() const;
     [[nodiscard]] bool IsReplaying() const;
+    /// The file being replayed; empty unless replaying.
+    [[nodiscard]] std::optional<CFileIdentity> GetReplayIdentity() const;
 
     /// Pause before every line whose fifth character is 'G' while replaying (the GGA of each
     /// epoch); 0 replays as fast as the consumer takes the lines. Takes effect at the next GGA.

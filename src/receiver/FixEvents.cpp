@@ -44,6 +44,32 @@ CFixActions CFixEvents::OnRMC(const CNMEAParser &parser, bool playSound, bool au
     return a;
 }
 
+CFixActions CFixEvents::OnReceiverLost(bool playSound)
+{
+    CFixActions a;
+    if (m_fixHeld) {
+        m_fixHeld = false;
+        a.fixLost = true;
+        if (playSound)
+            a.sound = CFixActions::Sound::FixLost;
+    }
+    a.updateList = true;
+    return a;
+}
+
+void ForgetLiveFix(CNMEAParser &parser)
+{
+    parser.m_gga.m_quality = 0;
+    parser.m_gga.m_satellites = 0;
+    parser.m_gsa.m_fixMode = 1;
+    parser.m_gsa.m_used.Clear();
+    parser.m_gsv.m_inView = 0;
+    parser.m_gsv.m_moreToCome = false;
+    parser.m_rmc.m_status.assign(1, 'V'); // not = "V": g++ 12 warns falsely (-Wrestrict)
+    parser.m_rmc.m_speedKnots = 0.0;
+    parser.m_rmc.m_speedKmh = 0.0;
+}
+
 std::time_t RMCTimeAsUTC(const CRMCSentence &rmc)
 {
     std::tm fields{};

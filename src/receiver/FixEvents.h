@@ -42,6 +42,10 @@ public:
     CFixActions OnRMC(const CNMEAParser &parser, bool playSound, bool autoSync, bool livePort,
                       const GotoTarget &gotoTarget = {});
 
+    /// The receiver went away: the fix is lost as if an RMC without one had come, and the
+    /// List page is rebuilt from values that no longer claim a fix (see ForgetLiveFix).
+    CFixActions OnReceiverLost(bool playSound);
+
     [[nodiscard]] bool HasFix() const { return m_fixHeld; }
     [[nodiscard]] double GetLastCourse() const { return m_lastCourse; }
     [[nodiscard]] double GetLastBearing() const { return m_lastBearing; }
@@ -51,6 +55,11 @@ private:
     double m_lastCourse = 0.0;
     double m_lastBearing = -1.0;
 };
+
+/// Puts the values that describe a live fix into their no-fix state (quality 0, no satellites,
+/// fix mode "n.a.", speed 0, RMC status "V"): what a receiver that is gone can still be said to
+/// report. The last position, altitude, times and DOP averages stay, as the last known ones.
+void ForgetLiveFix(CNMEAParser &parser);
 
 /// The RMC date and time as UTC seconds. The sentence keeps them read as local time; the clock
 /// wants the receiver's fields taken as UTC.

@@ -2,29 +2,93 @@
 
 #include <cerrno>
 #include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
 #include <system_error>
 #include <unistd.h>
+
+namespace
+{
+
+int OpenRetrying(const std::string &path, int flags)
+{
+    int fd;
+    do
+        fd = ::open(path.c_str(), flags, 0644);
+    while (fd < 0 && errno == EINTR);
+    return fd;
+}
+
+} // namespace
 
 CNMEALogFile::~CNMEALogFile()
 {
     Close();
 }
 
-bool CNMEALogFile::Create(const std::string &path)
+bool CNMEALogFile::Create(const std::string &path, const std::optional<CFileIdentity> &replayFile)
 {
     Close();
     m_path = path;
-    int fd;
-    do
-        fd = ::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
-    while (fd < 0 && errno == EINTR);
-    if (fd < 0) {
-        SetError(errno);
-        return false;
+    m_replacedBytes = 0;
+    m_refusal = Refusal::None;
+    m_errorCode = 0;
+    m_errorText.clear();
+
+    // Never O_TRUNC: the file is emptied only once it is ours. O_NONBLOCK: a FIFO without a
+    // reader is refused (ENXIO) instead of hanging the caller.
+    constexpr int kFlags = O_WRONLY | O_APPEND | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
+    bool created = false;
+    int fd = -1;
+    for (int attempt = 0; attempt < 2; ++attempt) {
+        fd = OpenRetrying(path, kFlags | O_CREAT | O_EXCL);
+        if (fd >= 0) {
+            created = true;
+            break;
+        }
+        if (errno != EEXIST)
+            break;
+        fd = OpenRetrying(path, kFlags);
+        if (fd >= 0 || errno != ENOENT) // ENOENT: removed in between
+            break;
     }
+    if (fd < 0)
+        return Refuse(Refusal::System, errno, {});
+
+    const auto fail = [&](Refusal refusal, int errorCode, const std::string &text) {
+        ::close(fd);
+        if (created)
+            ::unlink(path.c_str());
+        return Refuse(refusal, errorCode, text);
+    };
+    struct stat st {
+    };
+    if (::fstat(fd, &st) != 0)
+        return fail(Refusal::System, errno, {});
+    if (replayFile && CFileIdentity{st.st_dev, st.st_ino} == *replayFile)
+        return fail(Refusal::SameAsReplay, EINVAL, "it is the file being replayed");
+    int locked;
+    do
+        locked = ::flock(fd, LOCK_EX | LOCK_NB);
+    while (locked != 0 && errno == EINTR);
+    if (locked != 0) {
+        if (errno == EWOULDBLOCK)
+            return fail(Refusal::InUse, EBUSY, "it is in use by another recording");
+        return fail(Refusal::System, errno, {});
+    }
+    if (S_ISREG(st.st_mode) && st.st_size > 0) {
+        if (::ftruncate(fd, 0) != 0)
+            return fail(Refusal::System, errno, {});
+        m_replacedBytes = st.st_size;
+    }
+    ::fcntl(fd, F_SETFL, ::fcntl(fd, F_GETFL) & ~O_NONBLOCK);
     m_fd = fd;
-    m_bytesWritten = 0;
     return true;
+}
+
+std::optional<CFileIdentity> CNMEALogFile::GetIdentity() const
+{
+    return m_fd < 0 ? std::nullopt : CFileIdentity::OfDescriptor(m_fd);
 }
 
 void CNMEALogFile::Write(std::string_view line)
@@ -54,7 +118,6 @@ void CNMEALogFile::Flush()
             return;
         }
     }
-    m_bytesWritten += static_cast<long long>(done);
     m_buffer.clear();
     m_lineEnds.clear();
 }
@@ -64,12 +127,25 @@ void CNMEALogFile::Close()
     Flush();
     if (m_fd < 0)
         return;
-    // Linux releases the descriptor even when close() fails; never retry it.
-    if (::close(m_fd) != 0)
-        SetError(errno);
+    const int fd = m_fd;
     m_fd = -1;
     m_buffer.clear();
     m_lineEnds.clear();
+    // Linux releases the descriptor even when close() fails; never retry it. A network file
+    // system may only now say that the data did not get out.
+    if (::close(fd) != 0 && errno != EINTR) {
+        SetError(errno);
+        Report();
+    }
+}
+
+bool CNMEALogFile::Refuse(Refusal refusal, int errorCode, const std::string &text)
+{
+    SetError(errorCode);
+    m_refusal = refusal;
+    if (!text.empty())
+        m_errorText = text;
+    return false;
 }
 
 void CNMEALogFile::SetError(int errorCode)
@@ -81,16 +157,27 @@ void CNMEALogFile::SetError(int errorCode)
 void CNMEALogFile::FailWrite(int errorCode, std::size_t bufferBytesOut)
 {
     // A short write before EFBIG/ENOSPC leaves half a line at the end: cut it, every reader
-    // of the log expects whole lines. Devices and pipes refuse, and need no cutting.
+    // of the log expects whole lines. Appending keeps the offset at the end of what got out.
+    // Devices and pipes refuse the cut, and need none.
     std::size_t whole = 0;
     for (const std::size_t end : m_lineEnds)
         if (end <= bufferBytesOut)
             whole = end;
-    (void)::ftruncate(m_fd, static_cast<off_t>(m_bytesWritten + static_cast<long long>(whole)));
+    if (bufferBytesOut > whole) {
+        const off_t end = ::lseek(m_fd, 0, SEEK_CUR);
+        if (end >= static_cast<off_t>(bufferBytesOut - whole))
+            (void)::ftruncate(m_fd, end - static_cast<off_t>(bufferBytesOut - whole));
+    }
+    ::close(m_fd);
+    m_fd = -1;
     m_buffer.clear();
     m_lineEnds.clear();
-    Close();
     SetError(errorCode);
+    Report();
+}
+
+void CNMEALogFile::Report()
+{
     if (m_onFailure) {
         // Copies: the handler may create a new log or replace itself.
         const FailureHandler handler = m_onFailure;

@@ -73,17 +73,21 @@ std::string_view DropNulBytes(char *data, std::size_t size)
     return std::string_view(data, static_cast<std::size_t>(end - data));
 }
 
-enum class WaitResult { Data, Timeout, Stop, Failure };
+enum class WaitResult { Data, HungUp, Timeout, Stop, Failure };
 
-WaitResult WaitForPort(CReaderSession &s)
+// Waits for the source's bytes or the stop event; `timeoutMs` -1 waits without end.
+WaitResult WaitForData(CReaderSession &s, int timeoutMs)
 {
     pollfd fds[2] = {{s.m_fd, POLLIN, 0}, {s.m_stopFd, POLLIN, 0}};
     for (;;) {
-        const int r = ::poll(fds, 2, CDataSource::kReceptionTimeoutMs);
+        const int r = ::poll(fds, 2, timeoutMs);
         if (s.m_stop)
             return WaitResult::Stop;
-        if (r > 0)
-            return WaitResult::Data; // readable, hung up or failed: the read tells which
+        if (r > 0) {
+            // Readable, hung up or failed: the read tells which, but a hang-up with nothing left
+            // to read may answer EAGAIN forever.
+            return (fds[0].revents & POLLIN) != 0 ? WaitResult::Data : WaitResult::HungUp;
+        }
         if (r == 0)
             return WaitResult::Timeout;
         if (errno != EINTR)
@@ -100,14 +104,21 @@ void RunReader(std::shared_ptr<CReaderSession> session)
     CLineBatch batch;
     std::vector<char> block(s.m_replay ? kReplayBlock : kPortBlock);
     bool endedBySource = false;
+    int endError = 0;
+    const auto end = [&](int errorCode) {
+        endedBySource = true;
+        endError = errorCode;
+    };
 
     while (!s.m_stop) {
-        if (!s.m_replay) {
-            const WaitResult w = WaitForPort(s);
+        bool hungUp = false;
+        if (!s.m_replay || s.m_waitForData) {
+            // A replayed FIFO or device has no time-out: it ends when its writer goes.
+            const WaitResult w = WaitForData(s, s.m_replay ? -1 : CDataSource::kReceptionTimeoutMs);
             if (w == WaitResult::Stop)
                 break;
             if (w == WaitResult::Failure) {
-                endedBySource = true;
+                end(errno);
                 break;
             }
             if (w == WaitResult::Timeout) {
@@ -118,13 +129,20 @@ void RunReader(std::shared_ptr<CReaderSession> session)
                     break;
                 continue;
             }
+            hungUp = w == WaitResult::HungUp;
         }
         const ssize_t n = ::read(s.m_fd, block.data(), block.size());
-        if (n < 0 && (errno == EINTR || errno == EAGAIN))
+        if (n < 0 && errno == EINTR)
             continue;
-        if (n <= 0) {
-            // End of the replay file, or the port is gone (unplugged, hung up).
-            endedBySource = true;
+        if (n < 0 && errno == EAGAIN && !hungUp)
+            continue;
+        if (n < 0 || (n == 0 && !s.m_replay)) {
+            // The port is gone (unplugged: EIO or a zero read) or the file failed to read.
+            end(n < 0 && errno != EAGAIN ? errno : ENODEV);
+            break;
+        }
+        if (n == 0) {
+            end(0); // end of the replay file
             break;
         }
         const std::string_view bytes =
@@ -157,6 +175,7 @@ void RunReader(std::shared_ptr<CReaderSession> session)
         if (endedBySource && !s.m_stop) {
             s.m_open = false;
             s.m_endedBySource = true;
+            s.m_endError = endError;
         }
     }
     s.m_changed.notify_all();

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "receiver/FileIdentity.h"
 #include "receiver/SerialPort.h"
 
 #include <atomic>
@@ -53,10 +54,12 @@ struct CReaderSession {
     CReaderSession &operator=(const CReaderSession &) = delete;
 
     bool m_replay = false;
-    int m_fd = -1;      // the replay file, or the port's handle
-    CSerialPort m_port; // open while the source is a serial port
-    int m_stopFd = -1;  // eventfd: wakes the reader's poll on Close
-    int m_wakeFd = -1;  // duplicate of the consumer's wake eventfd
+    bool m_waitForData = false; // a replayed FIFO or device: poll before reading
+    int m_fd = -1;              // the replay file, or the port's handle
+    CFileIdentity m_identity;   // of the replay file
+    CSerialPort m_port;         // open while the source is a serial port
+    int m_stopFd = -1;          // eventfd: wakes the reader's poll on Close
+    int m_wakeFd = -1;          // duplicate of the consumer's wake eventfd
     std::shared_ptr<std::atomic<unsigned>> m_replayDelay;
 
     std::atomic<bool> m_stop{false};
@@ -68,6 +71,7 @@ struct CReaderSession {
     std::uint64_t m_posted = 0;   // guarded: batches handed over
     std::uint64_t m_handled = 0;  // guarded: batches the consumer is done with
     bool m_endedBySource = false; // guarded: end of file or read failure, consumer not told yet
+    int m_endError = 0;           // guarded: errno of the failure, 0 at the end of a file
     bool m_finished = false;      // guarded: the thread function has returned
 };
 

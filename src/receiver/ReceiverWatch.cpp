@@ -1,0 +1,49 @@
+#include "receiver/ReceiverWatch.h"
+
+void CReceiverWatch::OnPortOpened(const std::string &device)
+{
+    m_state = State::Live;
+    m_device = device;
+}
+
+void CReceiverWatch::OnReplayStarted()
+{
+    m_state = State::Replaying;
+}
+
+void CReceiverWatch::OnClosedByUser()
+{
+    m_state = State::Closed;
+}
+
+CReceiverWatch::CEndActions CReceiverWatch::OnSourceEnded(int errorCode)
+{
+    CEndActions a;
+    switch (m_state) {
+    case State::Replaying:
+        a.replayEnded = true;
+        a.replayFailed = errorCode != 0;
+        m_state = State::Closed;
+        break;
+    case State::Live:
+        // A port never ends cleanly: whatever the reason, the receiver is gone for now.
+        a.receiverLost = true;
+        a.retry = true;
+        m_state = State::Reconnecting;
+        break;
+    case State::Closed:
+    case State::Reconnecting:
+        break;
+    }
+    return a;
+}
+
+std::string CReceiverWatch::LostNotice(const std::string &reason) const
+{
+    return "Receiver disconnected: " + m_device + ": " + reason + ". Reconnecting...";
+}
+
+std::string CReceiverWatch::BackNotice() const
+{
+    return "Receiver connected again: " + m_device;
+}
