@@ -1,7 +1,10 @@
 #include "NMEATestUtils.h"
+#include "nmea/GPSDataRows.h"
 #include "nmea/NMEAParser.h"
 #include "receiver/FixEvents.h"
+#include "receiver/ReceiverWatch.h"
 
+#include <cerrno>
 #include <cstdlib>
 #include <ctime>
 #include <gtest/gtest.h>
@@ -87,4 +90,94 @@ TEST(FixEvents, GotoTargetAndClockTimeInUTC)
     else
         unsetenv("TZ");
     tzset();
+}
+
+// A receiver that goes away: the fix is lost with its sound, and the List page's texts no longer
+// claim one, while the last position stays readable as the last known.
+TEST(FixEvents, ReceiverLostShowsTheFixAsLost)
+{
+    CNMEAParser parser;
+    CFixEvents events;
+    parser.Parse(Sentence("GPGGA,123519,4807.038,N,01131.000,E,2,08,0.9,545.4,M,47.3,M,,"));
+    parser.Parse(Sentence("GPGSA,A,3,04,05,,09,12,,,24,,,,,2.5,1.3,2.1"));
+    parser.Parse(Sentence("GPRMC,123519,A,4807.038,N,01131.000,E,54.0,84.4,230394,,"));
+    events.OnRMC(parser, true, false, true);
+    const CDataRows positionBefore = BuildPositionRows(parser, 1, kUnitModeMetric);
+
+    ForgetLiveFix(parser);
+    const CFixActions lost = events.OnReceiverLost(true);
+    EXPECT_TRUE(lost.fixLost);
+    EXPECT_EQ(lost.sound, Sound::FixLost);
+    EXPECT_EQ(lost.speedKmh, 0.0);
+    EXPECT_TRUE(lost.updateList);
+    EXPECT_FALSE(events.HasFix());
+    const CDataRows reception = BuildReceptionRows(parser);
+    EXPECT_EQ(reception[0].value, "0 of 0 sats");
+    EXPECT_EQ(reception[1].value, "no fix / n.a.");
+    EXPECT_EQ(BuildHeadingRows(parser, kUnitModeMetric)[0].value, "0.0 km/h");
+    const CDataRows positionAfter = BuildPositionRows(parser, 1, kUnitModeMetric);
+    ASSERT_EQ(positionAfter.size(), positionBefore.size());
+    for (std::size_t i = 0; i < positionAfter.size(); ++i)
+        EXPECT_EQ(positionAfter[i].value, positionBefore[i].value);
+
+    const CFixActions again = events.OnReceiverLost(true);
+    EXPECT_FALSE(again.fixLost) << "lost once";
+    EXPECT_EQ(again.sound, Sound::None);
+}
+
+TEST(ReceiverWatch, RetriesOnlyALivePortThatFailed)
+{
+    enum class Event { Port, Replay, User, EndClean, EndError };
+    struct Step {
+        Event event;
+        bool replayEnded, replayFailed, receiverLost, retry;
+        CReceiverWatch::State state;
+        const char *legend;
+    };
+    using State = CReceiverWatch::State;
+    // One session; the state carries over between rows.
+    const Step steps[] = {
+        {Event::EndError, false, false, false, false, State::Closed, "nothing open"},
+        {Event::Port, false, false, false, false, State::Live, "port opened"},
+        {Event::EndError, false, false, true, true, State::Reconnecting, "unplugged"},
+        {Event::EndError, false, false, false, false, State::Reconnecting, "no second notice"},
+        {Event::Port, false, false, false, false, State::Live, "back by a retry"},
+        {Event::EndClean, false, false, true, true, State::Reconnecting, "a hang-up is a loss"},
+        {Event::User, false, false, false, false, State::Closed, "user disconnects: no retry"},
+        {Event::Replay, false, false, false, false, State::Replaying, "replay"},
+        {Event::EndClean, true, false, false, false, State::Closed, "end of the replay file"},
+        {Event::Replay, false, false, false, false, State::Replaying, "replay again"},
+        {Event::EndError, true, true, false, false, State::Closed, "read error in the replay"},
+        {Event::Port, false, false, false, false, State::Live, "port"},
+        {Event::EndError, false, false, true, true, State::Reconnecting, "lost"},
+        {Event::Replay, false, false, false, false, State::Replaying, "user picks a replay"},
+    };
+    CReceiverWatch watch;
+    for (const Step &s : steps) {
+        SCOPED_TRACE(s.legend);
+        CReceiverWatch::CEndActions a;
+        switch (s.event) {
+        case Event::Port:
+            watch.OnPortOpened("/dev/ttyUSB0");
+            break;
+        case Event::Replay:
+            watch.OnReplayStarted();
+            break;
+        case Event::User:
+            watch.OnClosedByUser();
+            break;
+        case Event::EndClean:
+        case Event::EndError:
+            a = watch.OnSourceEnded(s.event == Event::EndError ? EIO : 0);
+            break;
+        }
+        EXPECT_EQ(a.replayEnded, s.replayEnded);
+        EXPECT_EQ(a.replayFailed, s.replayFailed);
+        EXPECT_EQ(a.receiverLost, s.receiverLost);
+        EXPECT_EQ(a.retry, s.retry);
+        EXPECT_EQ(watch.GetState(), s.state);
+    }
+    EXPECT_EQ(watch.GetDevice(), "/dev/ttyUSB0");
+    EXPECT_EQ(watch.LostNotice("Input/output error"),
+              "Receiver disconnected: /dev/ttyUSB0: Input/output error. Reconnecting...");
 }

@@ -3,6 +3,7 @@
 #include "receiver/NMEALogFile.h"
 #include "receiver/RecordingRules.h"
 
+#include <QDir>
 #include <QTemporaryDir>
 
 #include <array>
@@ -13,8 +14,10 @@
 #include <gtest/gtest.h>
 #include <iterator>
 #include <numeric>
+#include <optional>
 #include <string>
 #include <sys/resource.h>
+#include <sys/stat.h>
 #include <system_error>
 #include <unistd.h>
 #include <vector>
@@ -93,6 +96,63 @@ TEST(NMEALogFile, CreateWriteAndFailures)
         if (c.createError == 0 && *c.name != '/') { // a device or nothing to read
             EXPECT_EQ(ReadFile(path), std::accumulate(c.lines.begin(), end, std::string()));
         }
+    }
+}
+
+// Opening a log never destroys what it must not: a file another recording holds, the file being
+// replayed (by any of its names), or an older file when the open fails. A file that opens is
+// replaced, and says by how much.
+TEST(NMEALogFile, CreateRefusesWithoutTouchingTheFile)
+{
+    const std::string old = "$GPGGA,old and longer\r\n";
+    using Refusal = CNMEALogFile::Refusal;
+    struct Case {
+        const char *path;   // in a directory holding "old.nmea" and "link.nmea" -> old.nmea
+        bool heldByAnother; // another log has old.nmea open
+        bool oldIsReplayed;
+        Refusal refusal;
+        int errorCode;
+        const char *legend;
+    };
+    const Case cases[] = {
+        {"old.nmea", false, false, Refusal::None, 0, "an older log is replaced"},
+        {"new.nmea", false, true, Refusal::None, 0, "another file than the replayed one"},
+        {"old.nmea", true, false, Refusal::InUse, EBUSY, "in use by another recording"},
+        {"link.nmea", true, false, Refusal::InUse, EBUSY, "in use, through a symlink"},
+        {"old.nmea", false, true, Refusal::SameAsReplay, EINVAL, "the replayed file"},
+        {"link.nmea", false, true, Refusal::SameAsReplay, EINVAL, "the replayed file by a link"},
+        {"./sub/../old.nmea", false, true, Refusal::SameAsReplay, EINVAL, "by another path"},
+        {"fifo", false, false, Refusal::System, ENXIO, "a FIFO nobody reads: no hang"},
+    };
+    for (const Case &c : cases) {
+        SCOPED_TRACE(c.legend);
+        const QTemporaryDir dir;
+        const std::string oldPath = dir.filePath("old.nmea").toStdString();
+        std::ofstream(oldPath) << old;
+        ASSERT_EQ(::symlink(oldPath.c_str(), dir.filePath("link.nmea").toLocal8Bit()), 0);
+        ASSERT_TRUE(QDir(dir.path()).mkdir("sub"));
+        ASSERT_EQ(::mkfifo(dir.filePath("fifo").toLocal8Bit(), 0644), 0);
+        CNMEALogFile first;
+        if (c.heldByAnother) {
+            ASSERT_TRUE(first.Create(oldPath));
+            first.Write("$GPGGA,first\r\n");
+        }
+        const auto replayed =
+            c.oldIsReplayed ? CFileIdentity::OfPath(oldPath) : std::optional<CFileIdentity>();
+        CNMEALogFile log;
+        const bool opened = log.Create(dir.path().toStdString() + "/" + c.path, replayed);
+        EXPECT_EQ(opened, c.refusal == Refusal::None);
+        EXPECT_EQ(log.GetRefusal(), c.refusal);
+        EXPECT_EQ(log.GetErrorCode(), c.errorCode);
+        EXPECT_EQ(log.IsOpen(), opened);
+        log.Write("$GPGGA,second\r\n");
+        log.Close();
+        first.Close();
+        const bool replacedOld = opened && std::string(c.path) == "old.nmea";
+        EXPECT_EQ(log.GetReplacedBytes(), replacedOld ? static_cast<long long>(old.size()) : 0);
+        EXPECT_EQ(ReadFile(oldPath), c.heldByAnother ? "$GPGGA,first\r\n"
+                                     : replacedOld   ? "$GPGGA,second\r\n"
+                                                     : old);
     }
 }
 

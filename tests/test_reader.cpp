@@ -1,6 +1,7 @@
 #include "PtyPair.h"
 #include "receiver/DataSource.h"
 #include "receiver/LineConsumer.h"
+#include "receiver/NMEALogFile.h"
 
 #include <cerrno>
 #include <chrono>
@@ -12,6 +13,7 @@
 #include <iterator>
 #include <poll.h>
 #include <string>
+#include <sys/stat.h>
 #include <thread>
 #include <vector>
 
@@ -132,6 +134,7 @@ TEST(ReaderOnPort, TimeoutLinesAndUnpluggedReceiver)
     pty.CloseMaster();
     ASSERT_TRUE(loop.PumpUntil([&] { return loop.closed; }, 5s));
     EXPECT_FALSE(loop.source.IsOpen());
+    EXPECT_NE(loop.endError, 0) << "a port never ends cleanly";
 }
 
 TEST(ReaderOnPort, CloseReturnsPromptlyWhateverTheReaderDoes)
@@ -272,4 +275,79 @@ TEST(Replay, OpeningAnotherSourceClosesTheFirst)
     EXPECT_FALSE(loop.source.OpenReplay(TempFile("no-such-file.nmea"), error));
     EXPECT_EQ(error, std::strerror(ENOENT)) << "the caller names the path";
     EXPECT_FALSE(loop.source.IsOpen()) << "the port is closed even when the replay fails";
+}
+
+// What is not a plain file is read honestly: a directory is refused, a FIFO or a device is opened
+// without waiting for its writer and ends when the writer goes, a read error ends the replay with
+// its errno rather than as an end of file. The file being recorded is refused.
+TEST(Replay, FifosDevicesDirectoriesAndTheRecordedFile)
+{
+    const std::string lines = "$GPGGA,1\r\n$GPRMC,1\r\n";
+    const std::vector<std::string> asLines = {"$GPGGA,1\r\n", "$GPRMC,1\r\n"};
+    const std::string fifo = TempFile("replay.fifo");
+    ::unlink(fifo.c_str());
+    ASSERT_EQ(::mkfifo(fifo.c_str(), 0644), 0);
+    const std::string recorded = TempFile("recorded.nmea", lines);
+    CNMEALogFile log;
+    ASSERT_TRUE(log.Create(recorded));
+    CPtyPair pty;
+    ASSERT_TRUE(pty.IsValid());
+
+    enum class Writer { None, Fifo, Pty };
+    const struct {
+        std::string path;
+        Writer writer;
+        std::string openError; // empty: opens
+        std::vector<std::string> lines;
+        int endError;
+        const char *legend;
+    } cases[] = {
+        {::testing::TempDir(), Writer::None, std::strerror(EISDIR), {}, 0, "a directory"},
+        {recorded, Writer::None, "it is the file being recorded", {}, 0, "the recorded file"},
+        {fifo, Writer::Fifo, "", asLines, 0, "a FIFO: its writer comes later and goes"},
+        {pty.SlavePath(), Writer::Pty, "", asLines, 0, "a terminal: ends when it hangs up"},
+        // Offset 0 of a process's memory is never mapped: the kernel's own read error.
+        {"/proc/self/mem", Writer::None, "", {}, EIO, "a file that fails to read"},
+    };
+    for (const auto &c : cases) {
+        SCOPED_TRACE(c.legend);
+        CConsumerLoop loop;
+        loop.source.SetReplayDelay(0);
+        std::string error;
+        const auto start = Clock::now();
+        const bool opened = loop.source.OpenReplay(c.path, error, log.GetIdentity());
+        EXPECT_LT(Seconds(Clock::now() - start), 0.5) << "no wait for a writer";
+        EXPECT_EQ(opened, c.openError.empty());
+        EXPECT_EQ(error, c.openError);
+        if (!opened)
+            continue;
+        if (c.writer == Writer::Fifo) {
+            std::ofstream(c.path, std::ios::binary) << lines; // opens, writes, goes
+        } else if (c.writer == Writer::Pty) {
+            ASSERT_TRUE(pty.Send(lines));
+            ASSERT_TRUE(loop.PumpLines(2));
+            pty.ReleaseSlave();
+            pty.CloseMaster();
+        }
+        ASSERT_TRUE(loop.PumpUntil([&] { return loop.closed; }, 5s));
+        EXPECT_EQ(loop.lines, c.lines);
+        EXPECT_EQ(loop.endError, c.endError);
+    }
+    EXPECT_EQ(ReadFile(recorded), "") << "refused before anything was read into it";
+}
+
+TEST(Replay, CloseEndsAFifoReplayThatWaitsForItsWriter)
+{
+    const std::string fifo = TempFile("waiting.fifo");
+    ::unlink(fifo.c_str());
+    ASSERT_EQ(::mkfifo(fifo.c_str(), 0644), 0);
+    CConsumerLoop loop;
+    std::string error;
+    ASSERT_TRUE(loop.source.OpenReplay(fifo, error)) << error;
+    std::this_thread::sleep_for(200ms);
+    EXPECT_TRUE(loop.source.IsReplaying());
+    const auto start = Clock::now();
+    loop.source.Close();
+    EXPECT_LT(Seconds(Clock::now() - start), 1.0);
+    EXPECT_FALSE(loop.source.IsOpen());
 }

@@ -1,6 +1,7 @@
 #include "app/SettingsKey.h"
 #include "receiver/SerialSettings.h"
 
+#include <QDir>
 #include <QFile>
 #include <QTemporaryDir>
 
@@ -123,6 +124,43 @@ TEST_F(SettingsTest, ReadsOnlyValuesOfTheRightKindAndLeavesBrokenFilesAlone)
         EXPECT_EQ(settings.GetBaudRateIndex(), c.index);
         EXPECT_EQ(settings.IsConfigured(), c.isNumber);
         EXPECT_EQ(Bytes(QFile(File())), ini);
+    }
+}
+
+// A file we cannot use is reported once, with its reason, and stays as it was however often the
+// owners open, write and save.
+TEST_F(SettingsTest, UnusableFilesAreReportedOnceAndLeftAlone)
+{
+    const QByteArray valid = "[Software]\nVeloran\\PlaySound=0\n";
+    const struct {
+        QByteArray bytes;
+        bool directory; // veloran.ini is a folder
+        const char *reason;
+        const char *legend;
+    } cases[] = {
+        {valid, false, "", "a good file"},
+        {valid + "this is no setting\n", false, "it is not a valid settings file", "invalid"},
+        {valid + QByteArray(CSettingsKey::kMaxFileBytes, ';'), false, "it is larger than 1 MB",
+         "a valid file of more than 1 MB"},
+        {{}, true, "it cannot be read", "a directory"},
+    };
+    for (const auto &c : cases) {
+        SCOPED_TRACE(c.legend);
+        Start(c.legend, c.bytes);
+        if (c.directory) {
+            ASSERT_TRUE(QDir().mkpath(File()));
+        }
+        for (int run = 0; run < 2; ++run) {
+            CSettingsKey key;
+            EXPECT_EQ(key.Open("Software/Veloran", true), *c.reason == '\0');
+            key.WriteNumber("PlaySound", 1);
+        }
+        const std::string problem = CSettingsKey::TakeProblem();
+        EXPECT_EQ(problem, *c.reason ? File().toStdString() + ": " + c.reason : "");
+        EXPECT_EQ(CSettingsKey::TakeProblem(), "") << "told once";
+        if (!c.directory && *c.reason) {
+            EXPECT_EQ(Bytes(QFile(File())), c.bytes);
+        }
     }
 }
 

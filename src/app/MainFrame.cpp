@@ -32,6 +32,7 @@
 #include <QToolBar>
 #include <QVBoxLayout>
 
+#include <algorithm>
 #include <cstdio>
 #include <system_error>
 
@@ -45,6 +46,8 @@ constexpr const char *kLogPattern = "*.nmea";
 constexpr qint64 kIdleResetIntervalMs = 20000;
 constexpr int kAlarmTicks = 180;
 constexpr int kAlarmPeriodMs = 300;
+constexpr int kNoticeMinPixels = 13;
+constexpr int kNoticeMaxPixels = 28;
 
 QString Latin1(std::string_view text)
 {
@@ -411,6 +414,8 @@ bool CMainFrame::OpenPort()
 
 void CMainFrame::RetryPort()
 {
+    if (!m_watch.IsReconnecting())
+        return;
     std::string error;
     if (!m_source.OpenPort(m_watch.GetDevice(), m_serialSettings.GetBaudRate(), error))
         return; // still gone: again at the next tick
@@ -441,12 +446,22 @@ void CMainFrame::ShowNotice(const QString &text, int hideAfterMs)
 
 void CMainFrame::StyleNotice()
 {
-    // Amber by day; at night a dim red that does not dazzle a driver.
-    m_notice->setStyleSheet(m_nightMode
-                                ? QStringLiteral("QLabel#notice { background: #4a0a0a; color: "
-                                                 "#ff9c8c; font-weight: bold; padding: 4px; }")
-                                : QStringLiteral("QLabel#notice { background: #ffc94a; color: "
-                                                 "#1a1a1a; font-weight: bold; padding: 4px; }"));
+    // Amber by day; at night a dim red that does not dazzle a driver. It grows with the window,
+    // as the pages do, to be read at a glance on a car's screen.
+    const int pixels = std::clamp(width() / 36, kNoticeMinPixels, kNoticeMaxPixels);
+    const QString colours = m_nightMode ? QStringLiteral("background: #4a0a0a; color: #ff9c8c;")
+                                        : QStringLiteral("background: #ffc94a; color: #1a1a1a;");
+    m_notice->setStyleSheet(
+        QStringLiteral("QLabel#notice { %1 font-weight: bold; font-size: %2px; padding: %3px; }")
+            .arg(colours)
+            .arg(pixels)
+            .arg(pixels / 3));
+}
+
+void CMainFrame::resizeEvent(QResizeEvent *event)
+{
+    QMainWindow::resizeEvent(event);
+    StyleNotice();
 }
 
 QString CMainFrame::GetNotice() const

@@ -11,8 +11,10 @@
 #include <QAction>
 #include <QElapsedTimer>
 #include <QFile>
+#include <QFileInfo>
 #include <QSettings>
 
+#include <functional>
 #include <memory>
 #include <string>
 
@@ -374,6 +376,109 @@ TEST_F(FrameTest, LivePortShowsFixThenTimeout)
         4000));
     m_frame->RunCommand(kCmdDisconnect);
     EXPECT_FALSE(m_frame->GetSource().IsOpen());
+}
+
+// Unplugged: said at once without a box, the fix shown as lost; re-plugged at a new device behind
+// the same name, reception resumes by itself. A Disconnect ends the retries. No setting changes.
+TEST_F(FrameTest, ReceiverUnpluggedIsShownLostAndComesBackByItself)
+{
+    const QString link = Temp("gps");
+    auto pty = std::make_unique<CPtyPair>();
+    ASSERT_TRUE(QFile::link(QString::fromStdString(pty->SlavePath()), link));
+    m_frame->SetPortOverride(link);
+    ASSERT_TRUE(m_frame->OpenPort());
+    const CGPSData &list = *m_frame->GetListPage();
+    const auto quality = [&] { return Row(list, CGPSData::kReception, "Quality of fix:"); };
+    const auto unplug = [&] {
+        pty->ReleaseSlave();
+        pty->CloseMaster();
+        QElapsedTimer timer;
+        timer.start();
+        EXPECT_TRUE(ProcessUntil([&] { return !m_frame->GetNotice().isEmpty(); }, 2000));
+        EXPECT_LT(timer.elapsed(), 2000);
+    };
+    const auto replug = [&] {
+        pty = std::make_unique<CPtyPair>();
+        QFile::remove(link);
+        ASSERT_TRUE(QFile::link(QString::fromStdString(pty->SlavePath()), link));
+    };
+    ASSERT_TRUE(pty->Send(kGsa3D + kGgaFix + kRmc100));
+    ASSERT_TRUE(ProcessUntil([&] { return quality() == "GPS fix / 3D"; }));
+    EXPECT_TRUE(m_frame->GetMapView()->GetFeed().fix);
+
+    unplug();
+    EXPECT_TRUE(m_frame->GetNotice().startsWith("Receiver disconnected: " + link + ": "))
+        << m_frame->GetNotice().toStdString();
+    EXPECT_EQ(quality(), "no fix / n.a.");
+    EXPECT_EQ(Row(list, CGPSData::kHeading, "Speed:"), "0.0 km/h");
+    EXPECT_FALSE(m_frame->GetMapView()->GetFeed().fix);
+    EXPECT_DOUBLE_EQ(m_frame->GetDashboard()->GetFeed().speedKmh, 0.0);
+    EXPECT_TRUE(m_messages.empty()) << "a notice, not a box";
+    m_frame->UpdateCommands();
+    EXPECT_TRUE(m_frame->GetAction(kCmdDisconnect)->isEnabled()) << "ends the retries";
+
+    replug();
+    ASSERT_TRUE(ProcessUntil([&] { return m_frame->GetSource().IsOpen(); }, 5000));
+    EXPECT_TRUE(m_frame->GetNotice().startsWith("Receiver connected again: " + link));
+    ASSERT_TRUE(pty->Send(kGsa3D + kGgaFix + kRmc100));
+    EXPECT_TRUE(ProcessUntil([&] { return quality() == "GPS fix / 3D"; }));
+
+    unplug();
+    m_frame->RunCommand(kCmdDisconnect);
+    EXPECT_TRUE(m_frame->GetNotice().isEmpty());
+    replug();
+    ProcessUntil([] { return false; }, 2500);
+    EXPECT_FALSE(m_frame->GetSource().IsOpen()) << "no retry after Disconnect";
+    EXPECT_TRUE(m_messages.empty());
+    m_frame.reset();
+    const QSettings ini(QString::fromStdString(CSettingsKey::GetSettingsFile()),
+                        QSettings::IniFormat);
+    EXPECT_FALSE(ini.contains(QStringLiteral("Software/Veloran/SerialPort/ComPort")));
+}
+
+// A replay and a recording never share a file; a replay that fails to read says so.
+TEST_F(FrameTest, ReplayAndRecordingNeverShareAFile)
+{
+    const QString log = Temp("shared.nmea");
+    struct Case {
+        const char *legend;
+        std::function<bool(CMainFrame &)> action;
+        const char *text, *details;
+        bool recorded; // the log was opened on it, and emptied
+    };
+    const Case cases[] = {
+        {"record the file being replayed",
+         [&](CMainFrame &f) { return f.ReplayFile(log) && f.CreateLog(log); },
+         "Failed to create log file.", "it is the file being replayed", false},
+        {"replay the file being recorded",
+         [&](CMainFrame &f) { return f.CreateLog(log) && f.ReplayFile(log); },
+         "failed to open file.", "it is the file being recorded", true},
+        {"a replay that fails to read",
+         [&](CMainFrame &f) {
+             ProcessUntil([] { return false; }, 100);
+             return !f.ReplayFile(QStringLiteral("/proc/self/mem"))
+                    || !ProcessUntil([&] { return !m_messages.empty(); });
+         },
+         "failed to read file.", "/proc/self/mem: Input/output error", false},
+    };
+    for (const Case &c : cases) {
+        SCOPED_TRACE(c.legend);
+        QFile::remove(log);
+        ASSERT_TRUE(QFile::copy(QStringLiteral(VELORAN_DEMO_LOG), log));
+        m_frame = std::make_unique<CMainFrame>();
+        m_frame->SetReplayDelay(1000);
+        m_messages.clear();
+        EXPECT_FALSE(c.action(*m_frame));
+        ASSERT_EQ(m_messages.size(), 1u);
+        EXPECT_EQ(m_messages[0].text.toStdString(), c.text);
+        EXPECT_TRUE(m_messages[0].details.endsWith(QLatin1String(c.details)))
+            << m_messages[0].details.toStdString();
+        m_frame.reset();
+        QFile file(log);
+        ASSERT_TRUE(file.open(QIODevice::ReadOnly));
+        EXPECT_EQ(file.size(), c.recorded ? 0 : QFileInfo(QStringLiteral(VELORAN_DEMO_LOG)).size())
+            << "emptied only by a recording of its own, never grown by a replay of itself";
+    }
 }
 
 } // namespace
