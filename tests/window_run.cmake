@@ -46,3 +46,99 @@ execute_process(COMMAND "${APP}" --version RESULT_VARIABLE status OUTPUT_VARIABL
 if(NOT status EQUAL 0 OR NOT out MATCHES "veloran [0-9]+\\.[0-9]+")
     message(FATAL_ERROR "veloran --version: exit ${status}, '${out}'")
 endif()
+
+# An empty value is refused, whether anyone is there to click or not, also when the option is
+# given again with a value.
+foreach(option record replay port config-dir data-dir screenshot)
+    foreach(unattended "" --quit-after-replay)
+        execute_process(COMMAND "${APP}" ${unattended} --${option} "" ${common}
+                        RESULT_VARIABLE status OUTPUT_QUIET ERROR_VARIABLE err TIMEOUT 20)
+        if(NOT status EQUAL 2 OR NOT err MATCHES "--${option}")
+            message(FATAL_ERROR "veloran ${unattended} --${option} '': exit ${status}\n${err}")
+        endif()
+    endforeach()
+endforeach()
+
+# Errors of runs with nobody to click: no box, the error on stderr, exit 1 within seconds.
+function(expect_unattended_error error)
+    string(TIMESTAMP start "%s%f")
+    execute_process(COMMAND "${APP}" ${ARGN} ${common} RESULT_VARIABLE status
+                    OUTPUT_QUIET ERROR_VARIABLE err TIMEOUT 20)
+    string(TIMESTAMP end "%s%f")
+    math(EXPR ms "(${end} - ${start}) / 1000")
+    if(NOT status EQUAL 1)
+        message(FATAL_ERROR "veloran ${ARGN}: exit ${status} after ${ms} ms, expected 1\n${err}")
+    endif()
+    string(FIND "${err}" "veloran: ERROR: ${error}" at)
+    if(at EQUAL -1)
+        message(FATAL_ERROR "veloran ${ARGN}: stderr lacks 'ERROR: ${error}'\n${err}")
+    endif()
+    set(err "${err}" PARENT_SCOPE)
+    set(ms ${ms} PARENT_SCOPE)
+endfunction()
+
+# Recording onto the replayed log, by its name or a link: refused, the log untouched.
+set(log "${WORK}/log.nmea")
+file(COPY_FILE "${DATA}/demo.nmea" "${log}")
+file(CREATE_LINK log.nmea "${WORK}/link.nmea" SYMBOLIC)
+foreach(recorded "${log}" "${WORK}/link.nmea")
+    expect_unattended_error(
+        "Failed to create log file. (${recorded}: it is the file being replayed)"
+        --replay "${log}" --record "${recorded}" --quit-after-replay)
+endforeach()
+execute_process(COMMAND ${CMAKE_COMMAND} -E compare_files "${DATA}/demo.nmea" "${log}"
+                RESULT_VARIABLE differ)
+if(differ)
+    message(FATAL_ERROR "a refused recording changed the replayed log")
+endif()
+
+expect_unattended_error(
+    "Failed to write the log file; recording has stopped. (/dev/full: No space left on device)"
+    --replay "${DATA}/demo.nmea" --replay-delay 0 --record /dev/full --quit-after-replay)
+expect_unattended_error(
+    "Failed to create log file. (${WORK}/missing/x.nmea: No such file or directory)"
+    --replay "${DATA}/demo.nmea" --record "${WORK}/missing/x.nmea" --quit-after-replay)
+file(MAKE_DIRECTORY "${WORK}/dir")
+expect_unattended_error("failed to open file. (${WORK}/dir: Is a directory)"
+                        --replay "${WORK}/dir" --quit-after-replay)
+
+expect_unattended_error("failed to read file. (/proc/self/mem: Input/output error)"
+                        --replay /proc/self/mem --quit-after-replay)
+
+# No source, no recording: the file stays as it was.
+file(WRITE "${WORK}/keep.nmea" "kept\n")
+expect_unattended_error("failed to open file. (${WORK}/missing.nmea: No such file or directory)"
+                        --replay "${WORK}/missing.nmea" --record "${WORK}/keep.nmea"
+                        --quit-after-replay)
+file(READ "${WORK}/keep.nmea" kept)
+string(FIND "${err}" "veloran: not recording to ${WORK}/keep.nmea: no data source" at)
+if(at EQUAL -1 OR NOT kept STREQUAL "kept\n")
+    message(FATAL_ERROR "replay of a missing log: recording kept '${kept}'\n${err}")
+endif()
+
+# A plain file is no serial port; the run does not wait for its 5 s live screenshot.
+file(WRITE "${WORK}/plain" "")
+expect_unattended_error("Failed to open COM Port. ("
+                        --port "${WORK}/plain" --connect --screenshot "${WORK}/port.png")
+if(ms GREATER_EQUAL 4000)
+    message(FATAL_ERROR "veloran --port PLAINFILE --screenshot: took ${ms} ms to give up")
+endif()
+
+# A settings file it cannot use: a warning, the run goes on, the file is kept as it was.
+string(REPEAT "x" 1100000 padding)
+foreach(broken "no setting;this is no setting\n;it is not a valid settings file"
+               "too large;[Software]\nVeloran\\Padding=${padding}\n;it is larger than 1 MB")
+    list(GET broken 0 name)
+    list(GET broken 1 content)
+    list(GET broken 2 reason)
+    string(REPLACE " " "-" dir "${WORK}/settings-${name}")
+    file(WRITE "${dir}/veloran.ini" "${content}")
+    execute_process(COMMAND "${APP}" --demo --replay-delay 0 --quit-after-replay
+                            --config-dir "${dir}" --data-dir "${WORK}/data"
+                            RESULT_VARIABLE status OUTPUT_QUIET ERROR_VARIABLE err TIMEOUT 20)
+    file(READ "${dir}/veloran.ini" kept)
+    if(NOT status EQUAL 0 OR NOT kept STREQUAL content
+       OR NOT err MATCHES "veloran: warning: The settings file cannot be used[^\n]*: ${reason}\\)")
+        message(FATAL_ERROR "settings file with ${name}: exit ${status}\n${err}")
+    endif()
+endforeach()

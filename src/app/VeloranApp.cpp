@@ -208,7 +208,7 @@ int CVeloranApp::Run(int argc, char **argv)
                         .arg(parser.positionalArguments().first()));
     for (const QCommandLineOption *option :
          {&replay, &port, &record, &screenshot, &configDir, &dataDir, &page, &replayDelay}) {
-        if (parser.isSet(*option) && parser.value(*option).isEmpty())
+        if (parser.values(*option).contains(QString()))
             return Fail(QStringLiteral("--%1 needs a value").arg(option->names().first()));
     }
 
