@@ -102,7 +102,8 @@ TEST(FixEvents, ReceiverLostShowsTheFixAsLost)
     parser.Parse(Sentence("GPGSA,A,3,04,05,,09,12,,,24,,,,,2.5,1.3,2.1"));
     parser.Parse(Sentence("GPRMC,123519,A,4807.038,N,01131.000,E,54.0,84.4,230394,,"));
     events.OnRMC(parser, true, false, true);
-    const CDataRows positionBefore = BuildPositionRows(parser, 1, kUnitModeMetric);
+    const CDataRows positionBefore =
+        BuildPositionRows(parser, CoordinateFormat::DD, UnitSystem::Metric);
 
     ForgetLiveFix(parser);
     const CFixActions lost = events.OnReceiverLost(true);
@@ -114,8 +115,9 @@ TEST(FixEvents, ReceiverLostShowsTheFixAsLost)
     const CDataRows reception = BuildReceptionRows(parser);
     EXPECT_EQ(reception[0].value, "0 of 0 sats");
     EXPECT_EQ(reception[1].value, "no fix / n.a.");
-    EXPECT_EQ(BuildHeadingRows(parser, kUnitModeMetric)[0].value, "0.0 km/h");
-    const CDataRows positionAfter = BuildPositionRows(parser, 1, kUnitModeMetric);
+    EXPECT_EQ(BuildHeadingRows(parser, UnitSystem::Metric)[0].value, "0.0 km/h");
+    const CDataRows positionAfter =
+        BuildPositionRows(parser, CoordinateFormat::DD, UnitSystem::Metric);
     ASSERT_EQ(positionAfter.size(), positionBefore.size());
     for (std::size_t i = 0; i < positionAfter.size(); ++i)
         EXPECT_EQ(positionAfter[i].value, positionBefore[i].value);

@@ -23,25 +23,31 @@ TEST(CoordinateFormat, AnglesAndPositions)
 {
     struct Case {
         CGeoPosition position;
-        int format;
+        CoordinateFormat format;
         const char *separator, *expected, *legend;
     };
     const CGeoPosition munich(48.1173, 11.516667, 500.0);
     const Case cases[] = {
-        {munich, kFormatDDMM, "\n", "4807.0380 N\n1131.0000 E", "latitude first, line break"},
-        {munich, kFormatDDMMSS, ", ", "480702.28 N, 113100.00 E", "seconds"},
-        {CGeoPosition(-0.5, -123.456789, 0.0), kFormatDD, " ", "00.500000 S 123.456789 W",
+        {munich, CoordinateFormat::DDMM, "\n", "4807.0380 N\n1131.0000 E",
+         "latitude first, line break"},
+        {munich, CoordinateFormat::DDMMSS, ", ", "480702.28 N, 113100.00 E", "seconds"},
+        {CGeoPosition(-0.5, -123.456789, 0.0), CoordinateFormat::DD, " ",
+         "00.500000 S 123.456789 W",
          "sign dropped, padded to two degree digits, three widen the field"},
-        {CGeoPosition(48.0 + 59.99999 / 60.0, 3e9, 0.0), kFormatDDMM, " ",
+        {CGeoPosition(48.0 + 59.99999 / 60.0, 3e9, 0.0), CoordinateFormat::DDMM, " ",
          "4860.0000 N 214748364751150981180.0000 E", "minutes round up, no carry; huge saturates"},
-        {CGeoPosition(48.0 + 7.0 / 60.0 + 59.999 / 3600.0, 8.5, 0.0), kFormatDDMMSS, " ",
+        {CGeoPosition(48.0 + 7.0 / 60.0 + 59.999 / 3600.0, 8.5, 0.0), CoordinateFormat::DDMMSS, " ",
          "480760.00 N 083000.00 E", "seconds round up, no carry"},
-        {CGeoPosition(), kFormatDD, " ", "00.000000 S 00.000000 W", "zero is south and west"},
-        {CGeoPosition(1e-9, 1e-9, 0.0), kFormatDD, " ", "00.000000 N 00.000000 E", "tiny, north"},
-        {CGeoPosition(kNaN, kNaN, 0.0), kFormatDD, " ", "      nan S       nan W", "NaN"},
-        {munich, kFormatUTM, " ", "687299.60 5332401.25 32U", "UTM easting, northing, zone"},
-        {CGeoPosition(), kFormatUTM, " ", "166021.44 0.00 31N", "UTM at the origin"},
-        {munich, 0, " / ", " / ", "unknown format gives the separator alone"},
+        {CGeoPosition(), CoordinateFormat::DD, " ", "00.000000 S 00.000000 W",
+         "zero is south and west"},
+        {CGeoPosition(1e-9, 1e-9, 0.0), CoordinateFormat::DD, " ", "00.000000 N 00.000000 E",
+         "tiny, north"},
+        {CGeoPosition(kNaN, kNaN, 0.0), CoordinateFormat::DD, " ", "      nan S       nan W",
+         "NaN"},
+        {munich, CoordinateFormat::UTM, " ", "687299.60 5332401.25 32U",
+         "UTM easting, northing, zone"},
+        {CGeoPosition(), CoordinateFormat::UTM, " ", "166021.44 0.00 31N", "UTM at the origin"},
+        {munich, static_cast<CoordinateFormat>(0), " / ", " / ", "unknown: the separator alone"},
     };
     for (const Case &c : cases) {
         SCOPED_TRACE(c.legend);
@@ -49,30 +55,38 @@ TEST(CoordinateFormat, AnglesAndPositions)
     }
     // No angle text in UTM: the text stays, but the suffix is still appended when asked.
     std::string out = "previous";
-    FormatAngle(out, 48.1173, kFormatUTM);
+    FormatAngle(out, 48.1173, CoordinateFormat::UTM);
     EXPECT_EQ(out, "previous");
-    EXPECT_EQ(FormatLatitude(CGeoPosition(1.0, 1.0, 0.0), kFormatUTM, true), " N");
-    EXPECT_EQ(FormatLongitude(CGeoPosition(-0.5, -0.5, 0.0), kFormatDD, false), "00.500000");
+    EXPECT_EQ(FormatLatitude(CGeoPosition(1.0, 1.0, 0.0), CoordinateFormat::UTM, true), " N");
+    EXPECT_EQ(FormatLongitude(CGeoPosition(-0.5, -0.5, 0.0), CoordinateFormat::DD, false),
+              "00.500000");
 }
 
 TEST(CoordinateFormat, ParsePosition)
 {
     struct Case {
         const char *longitudeText, *latitudeText;
-        int longitudeHemisphere, latitudeHemisphere, format, result;
+        int longitudeHemisphere, latitudeHemisphere;
+        CoordinateFormat format;
+        int result;
         double latitude, longitude;
         const char *legend;
     };
     // Every case starts from latitude 1.5, longitude 2.5; a typed sign is kept and then multiplied
     // by the hemisphere.
     const Case cases[] = {
-        {"11.516667", "48.1173", 0, 0, kFormatDD, 1, 48.1173, 11.516667, "decimal degrees"},
-        {"01131.0000", "4807.0380", 0, 1, kFormatDDMM, 1, -48.1173, 11.516666666666667, "S"},
-        {"1131", "480702.28", 1, 0, kFormatDDMMSS, 1, 48.1173, -0.19194444444444444, "seconds, W"},
-        {"-113100.00", "-480702.28", 0, 1, kFormatDDMMSS, 1, 48.1173, -11.516666666666667, "sign"},
-        {"abc", "  ", 1, 1, kFormatDDMM, 1, 1.5, 2.5, "unreadable and blank keep the values"},
-        {"1", "1", 0, 0, 0, 0, 1.5, 2.5, "format 0 is refused"},
-        {"1", "1", 0, 0, kFormatUTM, 0, 1.5, 2.5, "UTM text is not parsed here"},
+        {"11.516667", "48.1173", 0, 0, CoordinateFormat::DD, 1, 48.1173, 11.516667,
+         "decimal degrees"},
+        {"01131.0000", "4807.0380", 0, 1, CoordinateFormat::DDMM, 1, -48.1173, 11.516666666666667,
+         "S"},
+        {"1131", "480702.28", 1, 0, CoordinateFormat::DDMMSS, 1, 48.1173, -0.19194444444444444,
+         "seconds, W"},
+        {"-113100.00", "-480702.28", 0, 1, CoordinateFormat::DDMMSS, 1, 48.1173,
+         -11.516666666666667, "sign"},
+        {"abc", "  ", 1, 1, CoordinateFormat::DDMM, 1, 1.5, 2.5,
+         "unreadable and blank keep the values"},
+        {"1", "1", 0, 0, static_cast<CoordinateFormat>(0), 0, 1.5, 2.5, "format 0 is refused"},
+        {"1", "1", 0, 0, CoordinateFormat::UTM, 0, 1.5, 2.5, "UTM text is not parsed here"},
     };
     for (const Case &c : cases) {
         SCOPED_TRACE(c.legend);
@@ -199,18 +213,18 @@ TEST(CDistance, Format)
 {
     struct Case {
         double metres;
-        int unitSystem;
+        UnitSystem unitSystem;
         const char *expected, *legend;
     };
     const Case cases[] = {
-        {10000.0, 1, "10000 m", "10000 m is not above the switch-over"},
-        {10000.0, 2, "32808 feet", "imperial switches on metres too"},
-        {10000.001, 1, "10 km", "just above the switch-over"},
-        {10000.001, 2, "6.2139 miles", "1609.3 m miles, just above"},
-        {100.0, 3, "0.053996 nm", "nautic never switches to a smaller unit"},
-        {-20000.0, 1, "-20000 m", "negative stays in the smaller unit"},
-        {5.0, 0, "previous", "unit system 0 leaves the text"},
-        {5.0, 4, "previous", "unit system 4 leaves the text"},
+        {10000.0, UnitSystem::Metric, "10000 m", "10000 m is not above the switch-over"},
+        {10000.0, UnitSystem::Imperial, "32808 feet", "imperial switches on metres too"},
+        {10000.001, UnitSystem::Metric, "10 km", "just above the switch-over"},
+        {10000.001, UnitSystem::Imperial, "6.2139 miles", "1609.3 m miles, just above"},
+        {100.0, UnitSystem::Nautic, "0.053996 nm", "nautic never switches to a smaller unit"},
+        {-20000.0, UnitSystem::Metric, "-20000 m", "negative stays in the smaller unit"},
+        {5.0, static_cast<UnitSystem>(0), "previous", "unit system 0 leaves the text"},
+        {5.0, static_cast<UnitSystem>(4), "previous", "unit system 4 leaves the text"},
     };
     for (const Case &c : cases) {
         SCOPED_TRACE(c.legend);

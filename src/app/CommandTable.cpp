@@ -69,11 +69,9 @@ CCommandState EvaluateCommand(int id, const CFrameState &s)
     case kCmdDirectConnect:
         return {!s.sourceOpen || s.replaying, false};
     case kCmdReplaySpeed400:
-        return {true, s.replayDelay == 250};
     case kCmdReplaySpeed200:
-        return {true, s.replayDelay == 500};
     case kCmdReplaySpeed100:
-        return {true, s.replayDelay == 1000};
+        return {true, s.replayDelay == ReplayDelayOfCommand(id)};
     case kCmdStopReplay:
         return {s.replaying && s.sourceOpen, false};
     case kCmdStopLogging:
@@ -99,16 +97,14 @@ CCommandState EvaluateCommand(int id, const CFrameState &s)
     case kCmdSelectorStandard:
         return {true, !s.advancedFileSelector};
     case kCmdUnitsMetric:
-        return {true, s.units == 1};
     case kCmdUnitsImperial:
-        return {true, s.units == 2};
     case kCmdUnitsNautic:
-        return {true, s.units == 3};
+        return {true, s.units.has_value() && s.units == UnitsOfCommand(id)};
     case kCmdCoordDegrees:
     case kCmdCoordDegMin:
     case kCmdCoordDegMinSec:
     case kCmdCoordUTM:
-        return {true, s.projection == id - 32886};
+        return {true, s.projection == FormatOfCommand(id)};
     case kCmdStepOn:
     case kCmdStepOff: {
         if (s.visiblePage == kPageDashboard)
@@ -123,5 +119,49 @@ CCommandState EvaluateCommand(int id, const CFrameState &s)
         return {s.visiblePage == kPageDashboard || s.visiblePage == kPageList, false};
     default:
         return {true, false};
+    }
+}
+
+std::optional<UnitSystem> UnitsOfCommand(int id)
+{
+    switch (id) {
+    case kCmdUnitsMetric:
+        return UnitSystem::Metric;
+    case kCmdUnitsImperial:
+        return UnitSystem::Imperial;
+    case kCmdUnitsNautic:
+        return UnitSystem::Nautic;
+    default:
+        return std::nullopt;
+    }
+}
+
+std::optional<CoordinateFormat> FormatOfCommand(int id)
+{
+    switch (id) {
+    case kCmdCoordDegrees:
+        return CoordinateFormat::DD;
+    case kCmdCoordDegMin:
+        return CoordinateFormat::DDMM;
+    case kCmdCoordDegMinSec:
+        return CoordinateFormat::DDMMSS;
+    case kCmdCoordUTM:
+        return CoordinateFormat::UTM;
+    default:
+        return std::nullopt;
+    }
+}
+
+std::optional<unsigned> ReplayDelayOfCommand(int id)
+{
+    switch (id) {
+    case kCmdReplaySpeed400:
+        return kReplayDelay400Percent;
+    case kCmdReplaySpeed200:
+        return kReplayDelay200Percent;
+    case kCmdReplaySpeed100:
+        return kReplayDelay100Percent;
+    default:
+        return std::nullopt;
     }
 }

@@ -1,6 +1,11 @@
 #pragma once
 
+#include "geo/CoordinateFormat.h"
+#include "geo/Units.h"
+#include "receiver/ReplaySpeed.h"
+
 #include <array>
+#include <optional>
 #include <string_view>
 
 /// Command identifiers of the window; the numbers are the ones the menus were designed with.
@@ -72,10 +77,10 @@ struct CFrameState {
     bool autoSync = false;
     bool playSound = true;
     bool advancedFileSelector = false;
-    int projection = 1;
-    /// Unit the dashboard reports: 1, 2, 3, or 0 when its instruments disagree.
-    int units = 1;
-    unsigned replayDelay = 500;
+    CoordinateFormat projection = CoordinateFormat::DD;
+    /// The unit system the dashboard's instruments agree on; empty when they do not.
+    std::optional<UnitSystem> units = UnitSystem::Metric;
+    unsigned replayDelay = kInitialReplayDelay;
     int visiblePage = kPageDashboard;
     bool dashboardModeOn = false;
     bool mapLoaded = false;
@@ -89,6 +94,12 @@ struct CCommandState {
 
 /// The enable and check rule of a command; unknown ids are enabled and unchecked.
 [[nodiscard]] CCommandState EvaluateCommand(int id, const CFrameState &state);
+
+/// What a command of Tools > Units, Tools > Coordinates or Log > Replay Speed sets; empty for
+/// every other command.
+[[nodiscard]] std::optional<UnitSystem> UnitsOfCommand(int id);
+[[nodiscard]] std::optional<CoordinateFormat> FormatOfCommand(int id);
+[[nodiscard]] std::optional<unsigned> ReplayDelayOfCommand(int id);
 
 /// Where a command sits: menu, optional submenu, text. Commands on no menu have an empty menu.
 struct CMenuEntry {

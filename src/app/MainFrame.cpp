@@ -6,13 +6,14 @@
 #include "app/FileDialogs.h"
 #include "app/GPSSheet.h"
 #include "app/HelpViewer.h"
+#include "app/LineRouter.h"
 #include "app/MessageBox.h"
 #include "app/SettingsKey.h"
 #include "dashboard/Dashboard.h"
 #include "dashboard/DataLogView.h"
+#include "dashboard/NightPalette.h"
 #include "maps/MapView.h"
 #include "nmea/GPSData.h"
-#include "nmea/Numbers.h"
 #include "receiver/FixSound.h"
 #include "receiver/LogSettings.h"
 #include "receiver/LogSettingsDialog.h"
@@ -129,9 +130,10 @@ CMainFrame::CMainFrame(QWidget *parent)
 
     ReadSettings();
     // Until the dashboard keeps its own units it starts in the List page's.
-    m_dashboard->SetUnits(m_listPage->GetUnitMode(), m_listPage->GetUnitMode() != 3);
-    m_nightMode = m_listPage->IsNightMode();
-    m_dashboard->SetNightMode(m_nightMode, false);
+    m_dashboard->SetUnits(m_listPage->GetUnits(), m_listPage->GetUnits() != UnitSystem::Nautic);
+    // The dashboard keeps night mode; the other pages follow it.
+    m_nightMode = m_dashboard->IsNightMode();
+    m_listPage->SetNightMode(m_nightMode);
     m_dataPage->SetNightMode(m_nightMode);
 
     m_retry = new QTimer(this);
@@ -159,6 +161,7 @@ CMainFrame::~CMainFrame()
 {
     CloseSource();
     WriteSettings();
+    delete takeCentralWidget();
 }
 
 void CMainFrame::ReadSettings()
@@ -169,7 +172,8 @@ void CMainFrame::ReadSettings()
     m_autoSync = Read(key, kAutoSync) != 0;
     m_playSound = Read(key, kPlaySound) != 0;
     SetAdvancedFileSelector(Read(key, kAdvancedFileSelector) != 0);
-    SetProjection(Read(key, kProjection));
+    SetProjection(
+        CoordinateFormatFromNumber(Read(key, kProjection)).value_or(CoordinateFormat::DD));
 }
 
 void CMainFrame::WriteSettings() const
@@ -180,7 +184,7 @@ void CMainFrame::WriteSettings() const
     key.WriteNumber(kAutoConnect.name, m_autoConnect ? 1 : 0);
     key.WriteNumber(kAutoSync.name, m_autoSync ? 1 : 0);
     key.WriteNumber(kPlaySound.name, m_playSound ? 1 : 0);
-    key.WriteNumber(kProjection.name, m_projection);
+    key.WriteNumber(kProjection.name, ToNumber(m_projection));
     key.WriteNumber(kAdvancedFileSelector.name, m_advancedFileSelector ? 1 : 0);
 }
 
@@ -309,13 +313,9 @@ void CMainFrame::RunCommand(int id)
             m_mapView->ClearPointList();
         break;
     case kCmdReplaySpeed400:
-        SetReplayDelay(CDataSource::kDelay400Percent);
-        break;
     case kCmdReplaySpeed200:
-        SetReplayDelay(CDataSource::kDelay200Percent);
-        break;
     case kCmdReplaySpeed100:
-        SetReplayDelay(CDataSource::kDelay100Percent);
+        SetReplayDelay(*ReplayDelayOfCommand(id));
         break;
     case kCmdReplay:
         ChooseAndReplay();
@@ -348,19 +348,15 @@ void CMainFrame::RunCommand(int id)
         SetAdvancedFileSelector(id == kCmdSelectorAdvanced);
         break;
     case kCmdUnitsMetric:
-        SetUnits(1);
-        break;
     case kCmdUnitsImperial:
-        SetUnits(2);
-        break;
     case kCmdUnitsNautic:
-        SetUnits(3);
+        SetUnits(*UnitsOfCommand(id));
         break;
     case kCmdCoordDegrees:
     case kCmdCoordDegMin:
     case kCmdCoordDegMinSec:
     case kCmdCoordUTM:
-        SetProjection(id - 32886);
+        SetProjection(*FormatOfCommand(id));
         break;
     case kCmdDisplayMode:
         if (m_sheet->currentIndex() != kPageMap)
@@ -449,8 +445,10 @@ void CMainFrame::StyleNotice()
     // Amber by day; at night a dim red that does not dazzle a driver. It grows with the window,
     // as the pages do, to be read at a glance on a car's screen.
     const int pixels = std::clamp(width() / 36, kNoticeMinPixels, kNoticeMaxPixels);
-    const QString colours = m_nightMode ? QStringLiteral("background: #4a0a0a; color: #ff9c8c;")
-                                        : QStringLiteral("background: #ffc94a; color: #1a1a1a;");
+    const QString colours =
+        m_nightMode ? QStringLiteral("background: %1; color: %2;")
+                          .arg(CNightPalette::Band().name(), CNightPalette::Text().name())
+                    : QStringLiteral("background: #ffc94a; color: #1a1a1a;");
     m_notice->setStyleSheet(
         QStringLiteral("QLabel#notice { %1 font-weight: bold; font-size: %2px; padding: %3px; }")
             .arg(colours)
@@ -601,52 +599,31 @@ void CMainFrame::HandleLine(std::string_view line)
 
 void CMainFrame::OnSentence(int type, std::string_view line)
 {
-    switch (type) {
-    case kSentenceGGA:
-        NavigationUpdate();
-        break;
-    case kSentenceGSV:
-        SatelliteUpdate();
-        break;
-    case kSentenceRMC:
-        FixEvents();
-        break;
-    default:
-        break;
-    }
-    m_dataPage->AddLine(type, line);
-}
-
-void CMainFrame::NavigationUpdate()
-{
-    const CGGASentence &gga = GetParser().m_gga;
-    ResetIdleTimer();
-    m_dashboard->SetAltitude(gga.m_altitude - gga.m_geoidSeparation);
-    if (gga.m_time.size() >= 6) {
-        const std::string_view time = gga.m_time;
-        const double hours = ToInt(time.substr(0, 2));
-        const double minutes = ToInt(time.substr(2, 2));
-        const double seconds = ToDouble(time.substr(4));
-        m_dashboard->SetTimeOfDay((hours * 60 + minutes) * 60 + seconds);
-    }
-    if (gga.m_quality != 0) {
-        m_mapView->SetPosition(gga.m_position);
+    const CNMEAParser &parser = GetParser();
+    const CLineRoute r = RouteLine(type, parser);
+    if (r.navigation)
+        ResetIdleTimer();
+    if (r.altitude)
+        m_dashboard->SetAltitude(*r.altitude);
+    if (r.timeOfDay)
+        m_dashboard->SetTimeOfDay(*r.timeOfDay);
+    if (r.fix) {
+        m_mapView->SetPosition(*r.fix);
         ++m_proximityChecks; // the waypoint alarm checks here once waypoints exist
     }
-    m_listPage->UpdatePosition();
-    m_listPage->UpdateReception();
-    m_listPage->UpdateDilution();
-}
-
-void CMainFrame::SatelliteUpdate()
-{
-    const CNMEAParser &parser = GetParser();
-    if (!parser.m_gsv.IsGroupComplete())
-        return;
-    m_dashboard->UpdateSatellites(parser);
-    if (m_mapView->ShowsReceptionIndicator() && parser.m_gsv.m_inView != 0)
-        m_mapView->SetReception(static_cast<double>(parser.m_gga.m_satellites)
-                                / parser.m_gsv.m_inView);
+    if (r.navigation) {
+        m_listPage->UpdatePosition();
+        m_listPage->UpdateReception();
+        m_listPage->UpdateDilution();
+    }
+    if (r.satellites) {
+        m_dashboard->UpdateSatellites(parser);
+        if (r.reception && m_mapView->ShowsReceptionIndicator())
+            m_mapView->SetReception(*r.reception);
+    }
+    if (r.fixEvents)
+        FixEvents();
+    m_dataPage->AddLine(type, line);
 }
 
 void CMainFrame::FixEvents()
@@ -698,15 +675,15 @@ void CMainFrame::ResetIdleTimer()
         QStringLiteral("org.freedesktop.ScreenSaver"), QStringLiteral("SimulateUserActivity")));
 }
 
-void CMainFrame::SetUnits(int units)
+void CMainFrame::SetUnits(UnitSystem units)
 {
     // The altimeter has no nautical mode and keeps its unit.
-    m_dashboard->SetUnits(units, units != 3);
+    m_dashboard->SetUnits(units, units != UnitSystem::Nautic);
     m_mapView->SetUnits(units);
-    m_listPage->SetUnitMode(units);
+    m_listPage->SetUnits(units);
 }
 
-void CMainFrame::SetProjection(int projection)
+void CMainFrame::SetProjection(CoordinateFormat projection)
 {
     m_projection = projection;
     m_mapView->SetProjection(projection);

@@ -33,7 +33,8 @@ class CMainFrame : public QMainWindow
     Q_OBJECT
 public:
     explicit CMainFrame(QWidget *parent = nullptr);
-    /// Closes the source and writes the frame's settings back.
+    /// Closes the source, writes the frame's settings back, then destroys the pages (which write
+    /// theirs) while the parser and the source they point at still exist.
     ~CMainFrame() override;
 
     /// Runs a command as its menu entry would (whether or not it is enabled).
@@ -100,8 +101,6 @@ private:
     void ReadSettings();
     void WriteSettings() const;
     void OnSentence(int type, std::string_view line);
-    void NavigationUpdate();
-    void SatelliteUpdate();
     void FixEvents();
     void SetClock(std::time_t utc);
     void ResetIdleTimer();
@@ -116,8 +115,8 @@ private:
     [[nodiscard]] std::string PortDevice() const;
     void ChooseAndReplay();
     void ChooseAndCreateLog();
-    void SetUnits(int units);
-    void SetProjection(int projection);
+    void SetUnits(UnitSystem units);
+    void SetProjection(CoordinateFormat projection);
     void SetAdvancedFileSelector(bool advanced);
     void ToggleDisplayMode();
     void StartAlarm();
@@ -144,7 +143,7 @@ private:
     bool m_autoSync = false;
     bool m_playSound = true;
     bool m_advancedFileSelector = false;
-    int m_projection = 1;
+    CoordinateFormat m_projection = CoordinateFormat::DD;
 
     QString m_portOverride;
     CReceiverWatch m_watch;

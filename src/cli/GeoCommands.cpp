@@ -57,12 +57,12 @@ int RunPosition(const std::vector<std::string_view> &args)
         return UsageError("position: " + error);
 
     static constexpr struct {
-        int format;
+        CoordinateFormat format;
         const char *label;
-    } kRows[] = {{kFormatDD, "DD.DDDDDD"},
-                 {kFormatDDMM, "DDMM.MMMM"},
-                 {kFormatDDMMSS, "DDMMSS.SS"},
-                 {kFormatUTM, "UTM"}};
+    } kRows[] = {{CoordinateFormat::DD, "DD.DDDDDD"},
+                 {CoordinateFormat::DDMM, "DDMM.MMMM"},
+                 {CoordinateFormat::DDMMSS, "DDMMSS.SS"},
+                 {CoordinateFormat::UTM, "UTM"}};
     for (const auto &row : kRows)
         std::printf("%-10s %s\n", row.label, FormatPosition(p, " ", row.format).c_str());
     return kExitOk;
@@ -71,7 +71,7 @@ int RunPosition(const std::vector<std::string_view> &args)
 int RunDistance(const std::vector<std::string_view> &args)
 {
     std::vector<std::string_view> positional;
-    int units = 1;
+    UnitSystem units = UnitSystem::Metric;
     for (std::size_t i = 0; i < args.size(); ++i) {
         const std::string_view a = args[i];
         if (IsHelp(a)) {
@@ -83,11 +83,11 @@ int RunDistance(const std::vector<std::string_view> &args)
                 return UsageError("distance: --units needs metric, imperial or nautic");
             const std::string_view u = args[i];
             if (u == "metric")
-                units = 1;
+                units = UnitSystem::Metric;
             else if (u == "imperial")
-                units = 2;
+                units = UnitSystem::Imperial;
             else if (u == "nautic")
-                units = 3;
+                units = UnitSystem::Nautic;
             else
                 return UsageError("distance: unknown units '" + std::string(u)
                                   + "' (metric, imperial or nautic)");

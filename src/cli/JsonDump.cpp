@@ -219,14 +219,15 @@ void AppendTextLine(std::string &out, long long n, int type, const CNMEAParser &
     case kSentenceGGA: {
         const CGGASentence &s = parser.m_gga;
         out += FormatC("GGA %s %s fix %d sats %d hdop %.1f alt %.1f m", s.m_time.c_str(),
-                       FormatPosition(s.m_position, " ", kFormatDD).c_str(), s.m_quality,
+                       FormatPosition(s.m_position, " ", CoordinateFormat::DD).c_str(), s.m_quality,
                        s.m_satellites, s.m_hdop, s.m_altitude);
         break;
     }
     case kSentenceRMC: {
         const CRMCSentence &s = parser.m_rmc;
         out += FormatC("RMC %s %s %s %s %.1f km/h course %.1f", s.m_time.c_str(), s.m_date.c_str(),
-                       s.m_status.c_str(), FormatPosition(s.m_position, " ", kFormatDD).c_str(),
+                       s.m_status.c_str(),
+                       FormatPosition(s.m_position, " ", CoordinateFormat::DD).c_str(),
                        s.m_speedKmh, s.m_course);
         break;
     }

@@ -1,13 +1,32 @@
 #include "dashboard/Dashboard.h"
 
+#include "app/SettingsKey.h"
 #include "nmea/NMEAParser.h"
 
 #include <QPainter>
+
+namespace
+{
+
+constexpr const char *kDashboardKey = "Software/Veloran/Dashboard";
+
+} // namespace
 
 CDashboard::CDashboard(QWidget *parent)
     : QWidget(parent)
 {
     setObjectName(QStringLiteral("dashboardPage"));
+    CSettingsKey key;
+    std::int32_t night = 0;
+    if (key.Open(kDashboardKey, true) && key.ReadNumber("NightMode", night))
+        m_night = night != 0;
+}
+
+CDashboard::~CDashboard()
+{
+    CSettingsKey key;
+    if (key.Open(kDashboardKey, true))
+        key.WriteNumber("NightMode", m_night ? 1 : 0);
 }
 
 void CDashboard::SetSpeed(double speedKmh)
@@ -51,7 +70,7 @@ void CDashboard::AddMileageSample(const CGeoPosition &position, std::time_t time
     ++m_feed.mileageSamples;
 }
 
-void CDashboard::SetUnits(int units, bool altimeterToo)
+void CDashboard::SetUnits(UnitSystem units, bool altimeterToo)
 {
     m_speedUnits = units;
     m_mileageUnits = units;
@@ -59,13 +78,14 @@ void CDashboard::SetUnits(int units, bool altimeterToo)
         m_altimeterUnits = units;
 }
 
-int CDashboard::GetUnits() const
+std::optional<UnitSystem> CDashboard::GetUnits() const
 {
-    if (m_speedUnits == 3 && m_mileageUnits == 3)
-        return 3;
+    // The altimeter has no nautical mode: at sea it keeps what it had.
+    if (m_speedUnits == UnitSystem::Nautic && m_mileageUnits == UnitSystem::Nautic)
+        return UnitSystem::Nautic;
     if (m_speedUnits == m_altimeterUnits && m_speedUnits == m_mileageUnits)
         return m_speedUnits;
-    return 0;
+    return std::nullopt;
 }
 
 void CDashboard::SetNightMode(bool night, bool redraw)

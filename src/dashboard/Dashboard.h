@@ -1,10 +1,12 @@
 #pragma once
 
+#include "geo/Units.h"
 #include "nmea/GeoPosition.h"
 
 #include <QWidget>
 
 #include <ctime>
+#include <optional>
 
 class CNMEAParser;
 
@@ -36,7 +38,10 @@ class CDashboard : public QWidget
 {
     Q_OBJECT
 public:
+    /// Reads the page's settings ("Software/Veloran/Dashboard"): night mode so far.
     explicit CDashboard(QWidget *parent = nullptr);
+    /// Writes them back.
+    ~CDashboard() override;
 
     void SetSpeed(double speedKmh);
     /// Course, and bearing and distance to the goto waypoint (-1 without one).
@@ -47,11 +52,11 @@ public:
     void UpdateSatellites(const CNMEAParser &parser);
     void AddMileageSample(const CGeoPosition &position, std::time_t time, bool replay);
 
-    /// Unit system 1, 2 or 3 for the speedometer and the mileage counter; the altimeter takes
-    /// it only when `altimeterToo` (it has no nautical mode).
-    void SetUnits(int units, bool altimeterToo);
-    /// 1, 2 or 3 when the instruments agree on it, else 0.
-    [[nodiscard]] int GetUnits() const;
+    /// For the speedometer and the mileage counter; the altimeter takes it only when
+    /// `altimeterToo` (it has no nautical mode).
+    void SetUnits(UnitSystem units, bool altimeterToo);
+    /// The unit system the instruments agree on; empty when they do not.
+    [[nodiscard]] std::optional<UnitSystem> GetUnits() const;
     void SetNightMode(bool night, bool redraw);
     [[nodiscard]] bool IsNightMode() const { return m_night; }
 
@@ -62,8 +67,8 @@ protected:
 
 private:
     CDashboardFeed m_feed;
-    int m_speedUnits = 1;
-    int m_altimeterUnits = 1;
-    int m_mileageUnits = 1;
+    UnitSystem m_speedUnits = UnitSystem::Metric;
+    UnitSystem m_altimeterUnits = UnitSystem::Metric;
+    UnitSystem m_mileageUnits = UnitSystem::Metric;
     bool m_night = false;
 };

@@ -1,6 +1,7 @@
 #include "dashboard/DataLogView.h"
 
 #include "app/SettingsKey.h"
+#include "dashboard/NightPalette.h"
 
 #include <QCheckBox>
 #include <QFontDatabase>
@@ -99,8 +100,9 @@ void CLineView::SetNightMode(bool night)
 void CLineView::paintEvent(QPaintEvent *)
 {
     QPainter painter(viewport());
-    painter.fillRect(viewport()->rect(), m_night ? QColor(0, 0, 0) : QColor(255, 255, 255));
-    painter.setPen(m_night ? QColor(230, 60, 40) : QColor(0, 0, 0));
+    painter.fillRect(viewport()->rect(),
+                     m_night ? CNightPalette::Background() : QColor(255, 255, 255));
+    painter.setPen(m_night ? CNightPalette::Text() : QColor(0, 0, 0));
     const int height = LineHeight();
     const int ascent = fontMetrics().ascent();
     const std::size_t first = static_cast<std::size_t>(verticalScrollBar()->value());

@@ -13,16 +13,17 @@ constexpr double kOneSixtieth = 0.016666666666666666;
 
 // Values are typed as text; a failed scan keeps the coordinate, the hemisphere only flips a
 // value that was read (the sign the user typed is kept as well).
-void ParseCoordinate(double &coordinate, std::string_view text, int hemisphere, int format)
+void ParseCoordinate(double &coordinate, std::string_view text, int hemisphere,
+                     CoordinateFormat format)
 {
     double v = 0.0;
     if (ScanDouble(text, v) != 1)
         return;
     double value = v;
-    if (format == kFormatDDMM) {
+    if (format == CoordinateFormat::DDMM) {
         const double d = TruncToInt(v * 0.01);
         value = (v - d * 100.0) * kOneSixtieth + d;
-    } else if (format == kFormatDDMMSS) {
+    } else if (format == CoordinateFormat::DDMMSS) {
         const double d = TruncToInt(v * 0.0001);
         const double r = v - d * 10000.0;
         const double m = TruncToInt(r * 0.01);
@@ -33,22 +34,22 @@ void ParseCoordinate(double &coordinate, std::string_view text, int hemisphere, 
 
 } // namespace
 
-void FormatAngle(std::string &out, double value, int format)
+void FormatAngle(std::string &out, double value, CoordinateFormat format)
 {
     // The sign is shown by the hemisphere suffix only.
     const double a = std::fabs(value);
     switch (format) {
-    case kFormatDD:
+    case CoordinateFormat::DD:
         out = FormatC("%09.6lf", a);
         break;
-    case kFormatDDMM: {
+    case CoordinateFormat::DDMM: {
         // No carry: minutes that round up print as "60.0000" rather than bumping the degrees.
         const int degrees = TruncToInt(a);
         const double minutes = (a - degrees) * 60.0;
         out = FormatC("%02d%07.4lf", degrees, minutes);
         break;
     }
-    case kFormatDDMMSS: {
+    case CoordinateFormat::DDMMSS: {
         const int degrees = TruncToInt(a);
         const double minutes = (a - degrees) * 60.0;
         const int wholeMinutes = TruncToInt(minutes);
@@ -61,7 +62,7 @@ void FormatAngle(std::string &out, double value, int format)
     }
 }
 
-std::string FormatLatitude(const CGeoPosition &position, int format, bool withSuffix)
+std::string FormatLatitude(const CGeoPosition &position, CoordinateFormat format, bool withSuffix)
 {
     std::string text;
     FormatAngle(text, position.m_latitude, format);
@@ -71,7 +72,7 @@ std::string FormatLatitude(const CGeoPosition &position, int format, bool withSu
     return text;
 }
 
-std::string FormatLongitude(const CGeoPosition &position, int format, bool withSuffix)
+std::string FormatLongitude(const CGeoPosition &position, CoordinateFormat format, bool withSuffix)
 {
     std::string text;
     FormatAngle(text, position.m_longitude, format);
@@ -80,26 +81,27 @@ std::string FormatLongitude(const CGeoPosition &position, int format, bool withS
     return text;
 }
 
-std::string FormatPosition(const CGeoPosition &position, std::string_view separator, int format)
+std::string FormatPosition(const CGeoPosition &position, std::string_view separator,
+                           CoordinateFormat format)
 {
     // Callers hand over C strings; cut at a NUL so every format treats the separator alike.
     const std::string sep(separator.substr(0, separator.find('\0')));
-    if (format == kFormatUTM) {
+    if (format == CoordinateFormat::UTM) {
         double northing = 0.0;
         double easting = 0.0;
         std::string zone;
         LatLonToUTM(position, northing, easting, zone);
         return FormatC("%.2f%s%.2f%s%s", easting, sep.c_str(), northing, sep.c_str(), zone.c_str());
     }
-    if (format < kFormatDD || format > kFormatDDMMSS)
+    if (format < CoordinateFormat::DD || format > CoordinateFormat::DDMMSS)
         return sep;
     return FormatLatitude(position, format, true) + sep + FormatLongitude(position, format, true);
 }
 
 int ParsePosition(CGeoPosition &position, std::string_view longitudeText, int longitudeHemisphere,
-                  std::string_view latitudeText, int latitudeHemisphere, int format)
+                  std::string_view latitudeText, int latitudeHemisphere, CoordinateFormat format)
 {
-    if (format < kFormatDD || format > kFormatDDMMSS)
+    if (format < CoordinateFormat::DD || format > CoordinateFormat::DDMMSS)
         return 0;
     ParseCoordinate(position.m_longitude, longitudeText, longitudeHemisphere, format);
     ParseCoordinate(position.m_latitude, latitudeText, latitudeHemisphere, format);

@@ -44,18 +44,18 @@ double CDistance::GetMetres() const
     return m_metres;
 }
 
-void CDistance::Format(std::string &out, int unitSystem) const
+void CDistance::Format(std::string &out, UnitSystem unitSystem) const
 {
     const double d = m_metres;
     switch (unitSystem) {
-    case 1:
+    case UnitSystem::Metric:
         out = d > kSwitchOver ? FormatC("%.5g km", d * kKilometresPerMetre) : FormatC("%.5g m", d);
         break;
-    case 2:
+    case UnitSystem::Imperial:
         out = d > kSwitchOver ? FormatC("%.5g miles", d * kMilesPerMetre)
                               : FormatC("%.5g feet", d * kFeetPerMetre);
         break;
-    case 3:
+    case UnitSystem::Nautic:
         // No smaller unit at sea: short distances stay fractions of a nautical mile.
         out = FormatC("%.5g nm", d * kNauticalMilesPerMetre);
         break;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "geo/Units.h"
 #include "nmea/GeoPosition.h"
 
 #include <string>
@@ -19,9 +20,9 @@ public:
     /// The distance in metres.
     [[nodiscard]] double GetMetres() const;
 
-    /// Writes the distance for unit system 1 metric, 2 imperial or 3 nautic; any other leaves
-    /// `out` as it was.
-    void Format(std::string &out, int unitSystem) const;
+    /// Writes the distance in the unit system; a value outside the enumeration leaves `out` as
+    /// it was.
+    void Format(std::string &out, UnitSystem unitSystem) const;
 
 private:
     double m_metres;

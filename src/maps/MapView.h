@@ -1,5 +1,7 @@
 #pragma once
 
+#include "geo/CoordinateFormat.h"
+#include "geo/Units.h"
 #include "nmea/GeoPosition.h"
 
 #include <QWidget>
@@ -29,22 +31,22 @@ public:
     [[nodiscard]] bool ShowsReceptionIndicator() const { return false; }
     /// Satellites used / satellites in view.
     void SetReception(double ratio) { m_feed.reception = ratio; }
-    void SetProjection(int projection) { m_projection = projection; }
+    void SetProjection(CoordinateFormat projection) { m_projection = projection; }
     void SetAdvancedFileSelector(bool advanced) { m_advancedFileSelector = advanced; }
-    void SetUnits(int units) { m_units = units; }
+    void SetUnits(UnitSystem units) { m_units = units; }
     [[nodiscard]] bool IsMapLoaded() const { return false; }
 
     [[nodiscard]] const CMapFeed &GetFeed() const { return m_feed; }
-    [[nodiscard]] int GetProjection() const { return m_projection; }
+    [[nodiscard]] CoordinateFormat GetProjection() const { return m_projection; }
     [[nodiscard]] bool GetAdvancedFileSelector() const { return m_advancedFileSelector; }
-    [[nodiscard]] int GetUnits() const { return m_units; }
+    [[nodiscard]] UnitSystem GetUnits() const { return m_units; }
 
 protected:
     void paintEvent(QPaintEvent *event) override;
 
 private:
     CMapFeed m_feed;
-    int m_projection = 1;
+    CoordinateFormat m_projection = CoordinateFormat::DD;
     bool m_advancedFileSelector = false;
-    int m_units = 1;
+    UnitSystem m_units = UnitSystem::Metric;
 };

@@ -1,6 +1,7 @@
 #include "nmea/GPSData.h"
 
 #include "app/SettingsKey.h"
+#include "dashboard/NightPalette.h"
 
 #include <QPaintEvent>
 #include <QPainter>
@@ -11,7 +12,6 @@ namespace
 {
 
 constexpr const char *kAppKey = "Software/Veloran";
-constexpr const char *kDashboardKey = "Software/Veloran/Dashboard";
 
 // Geometry of the page as designed for a 240-pixel-wide screen; it is scaled to the widget.
 constexpr double kDesignWidth = 240.0;
@@ -30,9 +30,9 @@ struct Colors {
 
 Colors PageColors(bool night)
 {
-    if (night) // dark surroundings: nothing bright, red keeps the eyes adapted
-        return {QColor(0, 0, 0), QColor(60, 0, 0), QColor(230, 60, 40), QColor(170, 40, 30),
-                QColor(230, 60, 40)};
+    if (night)
+        return {CNightPalette::Background(), CNightPalette::Band(), CNightPalette::Text(),
+                CNightPalette::DimText(), CNightPalette::Text()};
     return {QColor(255, 255, 255), QColor(40, 70, 130), QColor(255, 255, 255), QColor(70, 70, 70),
             QColor(0, 0, 0)};
 }
@@ -46,17 +46,9 @@ CGPSData::CGPSData(const CNMEAParser &parser, QWidget *parent)
     setObjectName(QStringLiteral("listPage"));
     setAttribute(Qt::WA_OpaquePaintEvent);
     CSettingsKey app;
-    if (app.Open(kAppKey, true)) {
-        std::int32_t mode = kUnitModeMetric;
-        if (app.ReadNumber("OperationMode", mode))
-            m_unitMode = mode;
-    }
-    CSettingsKey dashboard;
-    if (dashboard.Open(kDashboardKey, true)) {
-        std::int32_t night = 0;
-        if (dashboard.ReadNumber("NightMode", night))
-            m_night = night != 0;
-    }
+    std::int32_t mode = 0;
+    if (app.Open(kAppKey, true) && app.ReadNumber("OperationMode", mode))
+        m_units = UnitSystemFromNumber(mode).value_or(m_units);
     UpdateReception();
     UpdateDilution();
     UpdatePosition();
@@ -67,12 +59,12 @@ CGPSData::~CGPSData()
 {
     CSettingsKey app;
     if (app.Open(kAppKey, true))
-        app.WriteNumber("OperationMode", m_unitMode);
+        app.WriteNumber("OperationMode", ToNumber(m_units));
 }
 
 void CGPSData::UpdatePosition()
 {
-    m_rows[kPosition] = BuildPositionRows(m_parser, m_projection, m_unitMode);
+    m_rows[kPosition] = BuildPositionRows(m_parser, m_projection, m_units);
     Changed();
 }
 
@@ -90,18 +82,18 @@ void CGPSData::UpdateDilution()
 
 void CGPSData::UpdateHeading()
 {
-    m_rows[kHeading] = BuildHeadingRows(m_parser, m_unitMode);
+    m_rows[kHeading] = BuildHeadingRows(m_parser, m_units);
     Changed();
 }
 
-void CGPSData::SetUnitMode(int mode)
+void CGPSData::SetUnits(UnitSystem units)
 {
-    m_unitMode = mode;
+    m_units = units;
     UpdatePosition();
     UpdateHeading();
 }
 
-void CGPSData::SetProjection(int projection)
+void CGPSData::SetProjection(CoordinateFormat projection)
 {
     m_projection = projection;
     UpdatePosition();

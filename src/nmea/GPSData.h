@@ -17,7 +17,7 @@ class CGPSData : public QWidget
 public:
     enum Section { kReception = 0, kDilution = 1, kPosition = 2, kHeading = 3 };
 
-    /// Reads the unit mode ("OperationMode") and night mode (dashboard "NightMode").
+    /// Reads the unit system ("OperationMode").
     explicit CGPSData(const CNMEAParser &parser, QWidget *parent = nullptr);
     /// Writes the unit mode back.
     ~CGPSData() override;
@@ -27,11 +27,10 @@ public:
     void UpdateDilution();
     void UpdateHeading();
 
-    /// 1 metric, 2 imperial, 3 nautical; rebuilds the rows that depend on it.
-    void SetUnitMode(int mode);
-    [[nodiscard]] int GetUnitMode() const { return m_unitMode; }
-    /// Coordinate format 1-4.
-    void SetProjection(int projection);
+    /// Rebuilds the rows that depend on it.
+    void SetUnits(UnitSystem units);
+    [[nodiscard]] UnitSystem GetUnits() const { return m_units; }
+    void SetProjection(CoordinateFormat projection);
     void SetNightMode(bool night);
     [[nodiscard]] bool IsNightMode() const { return m_night; }
 
@@ -49,8 +48,8 @@ private:
 
     const CNMEAParser &m_parser;
     std::array<CDataRows, 4> m_rows;
-    int m_unitMode = kUnitModeMetric;
-    int m_projection = 1;
+    UnitSystem m_units = UnitSystem::Metric;
+    CoordinateFormat m_projection = CoordinateFormat::DD;
     bool m_night = false;
     QImage m_image; // what was last drawn; null when it must be drawn again
 };

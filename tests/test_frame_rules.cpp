@@ -1,0 +1,143 @@
+#include "NMEATestUtils.h"
+#include "app/CommandTable.h"
+#include "app/LineRouter.h"
+#include "nmea/NMEAParser.h"
+
+#include <gtest/gtest.h>
+#include <optional>
+#include <string>
+
+TEST(CommandRules, EnableAndCheck)
+{
+    struct Case {
+        const char *legend;
+        int id;
+        CFrameState state;
+        bool enabled;
+        bool checked;
+    };
+    // clang-format off
+    const Case cases[] = {
+        {"disconnect: live port", kCmdDisconnect, {.sourceOpen = true}, true, false},
+        {"disconnect: not while replaying", kCmdDisconnect, {.sourceOpen = true, .replaying = true}, false, false},
+        {"disconnect: closed", kCmdDisconnect, {}, false, false},
+        {"stop replay: replaying", kCmdStopReplay, {.sourceOpen = true, .replaying = true}, true, false},
+        {"stop replay: live port", kCmdStopReplay, {.sourceOpen = true}, false, false},
+        {"plain connect: closed", kCmdPlainConnect, {}, true, false},
+        {"plain connect: replaying", kCmdPlainConnect, {.sourceOpen = true, .replaying = true}, false, false},
+        {"direct connect: replaying", kCmdDirectConnect, {.sourceOpen = true, .replaying = true}, true, false},
+        {"direct connect: live", kCmdDirectConnect, {.sourceOpen = true}, false, false},
+        {"sync clock: live with fix", kCmdSyncClock, {.sourceOpen = true, .fix = true}, true, false},
+        {"sync clock: live without fix", kCmdSyncClock, {.sourceOpen = true}, false, false},
+        {"sync clock: never while replaying", kCmdSyncClock, {.sourceOpen = true, .replaying = true, .fix = true}, false, false},
+        {"create log: closed", kCmdCreateLog, {}, true, false},
+        {"create log: open", kCmdCreateLog, {.logOpen = true}, false, false},
+        {"stop logging: open", kCmdStopLogging, {.logOpen = true}, true, false},
+        {"stop logging: closed", kCmdStopLogging, {}, false, false},
+        {"program CS: SiRF live", kCmdProgramChipset, {.sourceOpen = true, .chipsetSirf = true, .features = kFeatureChipset}, true, false},
+        {"program CS: not while replaying", kCmdProgramChipset, {.sourceOpen = true, .replaying = true, .chipsetSirf = true, .features = kFeatureChipset}, false, false},
+        {"program CS: before the chipset commands exist", kCmdProgramChipset, {.sourceOpen = true, .chipsetSirf = true}, false, false},
+        {"hot connect: no stored position", kCmdHotConnect, {.sourceOpen = true, .chipsetSirf = true, .features = kFeatureChipset}, false, false},
+        {"auto connect: unconfigured", kCmdAutoConnect, {}, false, false},
+        {"auto connect: configured and on", kCmdAutoConnect, {.portConfigured = true, .autoConnect = true}, true, true},
+        {"200 %: initial delay", kCmdReplaySpeed200, {}, true, true},
+        {"400 %: delay 250", kCmdReplaySpeed400, {.replayDelay = 250}, true, true},
+        {"100 %: delay 250", kCmdReplaySpeed100, {.replayDelay = 250}, true, false},
+        {"UTM checked", kCmdCoordUTM, {.projection = CoordinateFormat::UTM}, true, true},
+        {"DD.DDDDDD with UTM", kCmdCoordDegrees, {.projection = CoordinateFormat::UTM}, true, false},
+        {"DD.DDDDDD default", kCmdCoordDegrees, {}, true, true},
+        {"metric default", kCmdUnitsMetric, {}, true, true},
+        {"no unit when the instruments disagree", kCmdUnitsMetric, {.units = std::nullopt}, true, false},
+        {"standard selector default", kCmdSelectorStandard, {}, true, true},
+        {"advanced selector", kCmdSelectorAdvanced, {.advancedFileSelector = true}, true, true},
+        {"fix sound default on", kCmdFixSound, {}, true, true},
+        {"auto sync default off", kCmdAutoSync, {}, true, false},
+        {"waypoints not there yet", kCmdEditWaypoints, {}, false, false},
+        {"reset gauges not there yet", kCmdResetGauges, {}, false, false},
+        {"display mode on the dashboard", kCmdDisplayMode, {}, true, false},
+        {"display mode on the list", kCmdDisplayMode, {.visiblePage = kPageList}, true, false},
+        {"display mode not on the data page", kCmdDisplayMode, {.visiblePage = kPageData}, false, false},
+        {"display mode on the map before maps", kCmdDisplayMode, {.visiblePage = kPageMap}, false, false},
+        {"step on: dashboard mode off", kCmdStepOn, {.features = kFeatureGauges}, true, false},
+        {"step off: dashboard mode off", kCmdStepOff, {.features = kFeatureGauges}, false, false},
+        {"step off: dashboard mode on", kCmdStepOff, {.dashboardModeOn = true, .features = kFeatureGauges}, true, false},
+        {"step on: map without a map", kCmdStepOn, {.visiblePage = kPageMap}, false, false},
+        {"configure always", kCmdConfigure, {.sourceOpen = true, .replaying = true}, true, false},
+    };
+    // clang-format on
+    for (const Case &c : cases) {
+        SCOPED_TRACE(c.legend);
+        const CCommandState got = EvaluateCommand(c.id, c.state);
+        EXPECT_EQ(got.enabled, c.enabled);
+        EXPECT_EQ(got.checked, c.checked);
+    }
+}
+
+// Every command of Units, Coordinates and Replay Speed maps to its value, and no other does.
+TEST(CommandRules, CommandValues)
+{
+    EXPECT_EQ(UnitsOfCommand(kCmdUnitsNautic), UnitSystem::Nautic);
+    EXPECT_EQ(FormatOfCommand(kCmdCoordDegMin), CoordinateFormat::DDMM);
+    EXPECT_EQ(ReplayDelayOfCommand(kCmdReplaySpeed100), kReplayDelay100Percent);
+    int units = 0, formats = 0, delays = 0;
+    for (const CMenuEntry &entry : kMenuEntries) {
+        units += UnitsOfCommand(entry.id).has_value();
+        formats += FormatOfCommand(entry.id).has_value();
+        delays += ReplayDelayOfCommand(entry.id).has_value();
+    }
+    EXPECT_EQ(units, 3);
+    EXPECT_EQ(formats, 4);
+    EXPECT_EQ(delays, 3);
+}
+
+// The steps of the data-line handler for each kind of line, with the parser's state after it.
+TEST(LineRouter, StepsBySentence)
+{
+    const std::string fix =
+        Sentence("GPGGA,123519.50,4807.038,N,01131.000,E,1,08,0.9,545.4,M,47.3,M,,");
+    const std::string noFix = Sentence("GPGGA,123520,,,,,0,00,,,M,,M,,");
+    const std::string shortTime =
+        Sentence("GPGGA,1235,4807.038,N,01131.000,E,1,08,0.9,545.4,M,,M,,");
+    const auto gsv = [](int number, int count, int inView) {
+        return Sentence("GPGSV," + std::to_string(count) + "," + std::to_string(number) + ","
+                        + std::to_string(inView) + ",01,40,083,46");
+    };
+    struct Case {
+        std::string line;
+        bool navigation;
+        std::optional<double> altitude, timeOfDay;
+        bool fix, satellites;
+        std::optional<double> reception;
+        bool fixEvents;
+        const char *legend;
+    };
+    // clang-format off
+    const Case cases[] = {
+        {fix, true, 545.4 - 47.3, 12 * 3600 + 35 * 60 + 19.5, true, false, {}, false, "GGA with a fix"},
+        {noFix, true, 545.4 - 47.3, 12 * 3600 + 35 * 60 + 20, false, false, {}, false, "no fix: no map, no alarm"},
+        {shortTime, true, 545.4 - 47.3, {}, true, false, {}, false, "a short time leaves the clock"},
+        {gsv(1, 2, 8), false, {}, {}, false, false, {}, false, "a group not yet complete"},
+        {gsv(2, 2, 8), false, {}, {}, false, true, 8 / 8.0, false, "the group's last message"},
+        {gsv(1, 1, 0), false, {}, {}, false, true, {}, false, "none in view: no ratio"},
+        {Sentence("GPRMC,123519,A,4807.038,N,01131.000,E,54.0,84.4,230394,,"), false, {}, {}, false, false, {}, true, "RMC"},
+        {Sentence("GPVTG,84.4,T,,M,54.0,N,100.0,K"), false, {}, {}, false, false, {}, false, "VTG"},
+        {"$GPZDA,1*00\r\n", false, {}, {}, false, false, {}, false, "refused"},
+    };
+    // clang-format on
+    CNMEAParser parser;
+    parser.Parse(fix); // 8 used, for the reception ratio; empty fields later keep these values
+    for (const Case &c : cases) {
+        SCOPED_TRACE(c.legend);
+        const CLineRoute r = RouteLine(parser.Parse(c.line), parser);
+        EXPECT_EQ(r.navigation, c.navigation);
+        EXPECT_EQ(r.altitude.has_value(), c.altitude.has_value());
+        if (r.altitude && c.altitude) {
+            EXPECT_NEAR(*r.altitude, *c.altitude, 1e-9);
+        }
+        EXPECT_EQ(r.timeOfDay, c.timeOfDay);
+        EXPECT_EQ(r.fix.has_value(), c.fix);
+        EXPECT_EQ(r.satellites, c.satellites);
+        EXPECT_EQ(r.reception, c.reception);
+        EXPECT_EQ(r.fixEvents, c.fixEvents);
+    }
+}
