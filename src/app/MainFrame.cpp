@@ -12,6 +12,7 @@
 #include "dashboard/Dashboard.h"
 #include "dashboard/DataLogView.h"
 #include "dashboard/NightPalette.h"
+#include "dashboard/SkyView.h"
 #include "maps/MapView.h"
 #include "nmea/GPSData.h"
 #include "receiver/FixSound.h"
@@ -586,7 +587,7 @@ void CMainFrame::ReceiverLost(int errorCode)
     m_listPage->UpdatePosition();
     m_listPage->UpdateReception();
     m_listPage->UpdateDilution();
-    m_dashboard->UpdateSatellites(GetParser());
+    m_dashboard->UpdateSatellites(SkyViewOf(GetParser()));
     const std::string notice = m_watch.LostNotice(std::system_category().message(errorCode));
     std::fprintf(stderr, "veloran: %s\n", notice.c_str());
     ShowNotice(QString::fromStdString(notice), 0);
@@ -617,7 +618,7 @@ void CMainFrame::OnSentence(int type, std::string_view line)
         m_listPage->UpdateDilution();
     }
     if (r.satellites) {
-        m_dashboard->UpdateSatellites(parser);
+        m_dashboard->UpdateSatellites(SkyViewOf(parser));
         if (r.reception && m_mapView->ShowsReceptionIndicator())
             m_mapView->SetReception(*r.reception);
     }
@@ -647,7 +648,7 @@ void CMainFrame::CarryOut(const CFixActions &a)
         m_dashboard->SetCompass(a.course, a.bearing, a.distance);
     m_dashboard->SetSpeed(a.speedKmh);
     if (a.mileageSample)
-        m_dashboard->AddMileageSample(parser.m_rmc.m_position, parser.m_rmc.m_dateTime,
+        m_dashboard->AddMileageSample(parser.m_rmc.m_position, parser.m_rmc.m_dateTime, a.speedKmh,
                                       m_source.IsReplaying());
     if (a.updateList)
         m_listPage->UpdateHeading();

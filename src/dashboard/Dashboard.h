@@ -1,74 +1,117 @@
 #pragma once
 
+#include "dashboard/DashboardLayout.h"
+#include "dashboard/Freshness.h"
+#include "dashboard/Gauge.h"
+#include "dashboard/SkyView.h"
 #include "geo/Units.h"
 #include "nmea/GeoPosition.h"
 
+#include <QElapsedTimer>
 #include <QWidget>
 
+#include <array>
 #include <ctime>
 #include <optional>
 
-class CNMEAParser;
+class CAltimeter;
+class CClock;
+class CCompass;
+class CMileageCounter;
+class CSatelliteView;
+class CSpeedometer;
+class QTimer;
 
-/// What the window has handed to the dashboard's instruments, as they last received it.
-struct CDashboardFeed {
-    double speedKmh = 0.0;
-    double course = 0.0;
-    double bearing = -1.0; ///< -1: no target
-    double distance = -1.0;
-    double altitude = 0.0;  ///< metres
-    double timeOfDay = 0.0; ///< seconds since midnight UTC
-    int satellitesInView = 0;
-    int satellitesUsed = 0;
-    CGeoPosition mileagePosition;
-    std::time_t mileageTime = 0;
-    bool mileageReplay = false;
-    // How often each instrument was fed, for the data-line routing.
-    int speedUpdates = 0;
-    int compassUpdates = 0;
-    int altitudeUpdates = 0;
-    int clockUpdates = 0;
-    int satelliteUpdates = 0;
-    int mileageSamples = 0;
-};
-
-/// The "Dashboard" page. Its instruments come later; until then it keeps what the window feeds
-/// them through the operations below and draws only its caption.
-class CDashboard : public QWidget
+/// The "Dashboard" page: six round instruments on the 240 x 247 design page, scaled uniformly
+/// to the page and centred. Tapping a small instrument swaps it into the large slot; tapping the
+/// large one toggles exclusive mode, in which it fills the page. The page keeps modes,
+/// positions, units, the altimeter correction, the mileage total, night and exclusive mode
+/// ("Software/Veloran/Dashboard"), and ages the instruments' feeds.
+class CDashboard : public QWidget, public CGaugePage
 {
     Q_OBJECT
 public:
-    /// Reads the page's settings ("Software/Veloran/Dashboard"): night mode so far.
+    static constexpr const char *kSettingsKey = "Software/Veloran/Dashboard";
+
+    /// Reads the settings and creates the instruments.
     explicit CDashboard(QWidget *parent = nullptr);
-    /// Writes them back.
+    /// Writes the settings back.
     ~CDashboard() override;
 
+    // What the window feeds the instruments.
     void SetSpeed(double speedKmh);
-    /// Course, and bearing and distance to the goto waypoint (-1 without one).
+    /// Course, and bearing and distance (metres) to the goto waypoint (-1 without one).
     void SetCompass(double course, double bearing, double distance);
     void SetAltitude(double metres);
+    /// Seconds since midnight UTC; while replaying also the clock the feeds age by.
     void SetTimeOfDay(double seconds);
     /// A complete set of satellites.
-    void UpdateSatellites(const CNMEAParser &parser);
-    void AddMileageSample(const CGeoPosition &position, std::time_t time, bool replay);
+    void UpdateSatellites(const CSkyView &view);
+    /// A position sample with a fix, the receiver's speed and whether it is replayed.
+    void AddMileageSample(const CGeoPosition &position, std::time_t time, double speedKmh,
+                          bool replay);
+    /// The fix is lost (quality 0 or RMC status V), shown apart from silence on the line.
+    void SetFixLost(bool lost);
+    /// The source is a replay: its feeds age by the log's own time.
+    void SetReplaying(bool replaying);
 
-    /// For the speedometer and the mileage counter; the altimeter takes it only when
-    /// `altimeterToo` (it has no nautical mode).
+    /// For the speedometer, the mileage counter and the compass's distance; the altimeter takes
+    /// it only when `altimeterToo` (it has no nautical mode).
     void SetUnits(UnitSystem units, bool altimeterToo);
     /// The unit system the instruments agree on; empty when they do not.
     [[nodiscard]] std::optional<UnitSystem> GetUnits() const;
     void SetNightMode(bool night, bool redraw);
     [[nodiscard]] bool IsNightMode() const { return m_night; }
+    /// The large instrument fills the page.
+    void SetExclusive(bool exclusive);
+    [[nodiscard]] bool IsExclusive() const { return m_layout.IsExclusive(); }
+    /// Reset Gauges: every instrument but the mileage counter.
+    void ResetGauges();
 
-    [[nodiscard]] const CDashboardFeed &GetFeed() const { return m_feed; }
+    [[nodiscard]] CSpeedometer *GetSpeedometer() const { return m_speedometer; }
+    [[nodiscard]] CAltimeter *GetAltimeter() const { return m_altimeter; }
+    [[nodiscard]] CCompass *GetCompass() const { return m_compass; }
+    [[nodiscard]] CClock *GetClock() const { return m_clock; }
+    [[nodiscard]] CSatelliteView *GetSatelliteView() const { return m_satelliteView; }
+    [[nodiscard]] CMileageCounter *GetMileageCounter() const { return m_mileage; }
+    [[nodiscard]] CGauge *GetInstrument(Instrument instrument) const;
+    [[nodiscard]] const CDashboardLayout &GetLayout() const { return m_layout; }
+    [[nodiscard]] const CFeedAges &GetFeedAges() const { return m_ages; }
+
+    void PaintBackground(QPainter &painter, const QRect &area, int picture) const override;
+    /// Draws the page around the instruments: its picture, inverted at night.
+    void Render(QPainter &painter);
+
+signals:
+    /// An instrument's value changed (the digital dashboard follows).
+    void InstrumentsChanged();
 
 protected:
     void paintEvent(QPaintEvent *event) override;
+    void resizeEvent(QResizeEvent *event) override;
+    void mousePressEvent(QMouseEvent *event) override;
 
 private:
-    CDashboardFeed m_feed;
-    UnitSystem m_speedUnits = UnitSystem::Metric;
-    UnitSystem m_altimeterUnits = UnitSystem::Metric;
-    UnitSystem m_mileageUnits = UnitSystem::Metric;
+    void ReadSettings();
+    void WriteSettings() const;
+    void Place();
+    void Fed(GaugeFeed feed);
+    void UpdateFreshness();
+    void OnTapped(CGauge *gauge);
+
+    CSatelliteView *m_satelliteView = nullptr;
+    CAltimeter *m_altimeter = nullptr;
+    CCompass *m_compass = nullptr;
+    CSpeedometer *m_speedometer = nullptr;
+    CMileageCounter *m_mileage = nullptr;
+    CClock *m_clock = nullptr;
+    std::array<CGauge *, kInstrumentCount> m_instruments{};
+
+    CDashboardLayout m_layout;
+    CPageFit m_fit;
     bool m_night = false;
+    bool m_fixLost = false;
+    CFeedAges m_ages;
+    QElapsedTimer m_wallClock;
+    QTimer *m_ageTimer = nullptr;
 };

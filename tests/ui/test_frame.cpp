@@ -2,8 +2,13 @@
 #include "PtyPair.h"
 #include "app/CommandTable.h"
 #include "app/MainFrame.h"
+#include "dashboard/Altimeter.h"
+#include "dashboard/Clock.h"
+#include "dashboard/Compass.h"
 #include "dashboard/Dashboard.h"
 #include "dashboard/DataLogView.h"
+#include "dashboard/SatelliteView.h"
+#include "dashboard/Speedometer.h"
 #include "maps/MapView.h"
 #include "nmea/GPSData.h"
 #include "ui/UiTestUtils.h"
@@ -14,6 +19,7 @@
 #include <QFileInfo>
 #include <QSettings>
 
+#include <cmath>
 #include <functional>
 #include <memory>
 #include <string>
@@ -82,53 +88,53 @@ TEST_F(FrameTest, MenusCarryEveryCommandWithItsRule)
 
 TEST_F(FrameTest, GgaRoutingByFixQualityAndTime)
 {
-    const CDashboardFeed &dash = m_frame->GetDashboard()->GetFeed();
+    const CDashboard &dash = *m_frame->GetDashboard();
     const CMapFeed &map = m_frame->GetMapView()->GetFeed();
 
     Feed({kGgaNoFix});
     EXPECT_EQ(map.positionUpdates, 0);
     EXPECT_EQ(m_frame->GetProximityChecks(), 0);
-    EXPECT_EQ(dash.clockUpdates, 1);
-    EXPECT_DOUBLE_EQ(dash.timeOfDay, 12 * 3600 + 35 * 60 + 20);
+    EXPECT_DOUBLE_EQ(dash.GetClock()->GetValue(), 12 * 3600 + 35 * 60 + 20);
 
     Feed({kGgaFix});
     EXPECT_EQ(map.positionUpdates, 1);
     EXPECT_EQ(m_frame->GetProximityChecks(), 1);
     EXPECT_NEAR(map.position.m_latitude, 48.1173, 1e-4);
-    EXPECT_NEAR(dash.altitude, 545.4 - 47.3, 1e-9);
+    EXPECT_NEAR(dash.GetAltimeter()->GetValue(), 545.4 - 47.3, 1e-9);
+    EXPECT_DOUBLE_EQ(dash.GetClock()->GetValue(), 12 * 3600 + 35 * 60 + 19);
 
     // A time text shorter than six characters leaves the clock alone.
-    Feed({Sentence("GPGGA,1235,4807.038,N,01131.000,E,1,08,0.9,545.4,M,47.3,M,,")});
-    EXPECT_EQ(dash.clockUpdates, 2);
-    EXPECT_EQ(dash.altitudeUpdates, 3);
+    Feed({Sentence("GPGGA,1235,4807.038,N,01131.000,E,1,08,0.9,600.0,M,47.3,M,,")});
+    EXPECT_DOUBLE_EQ(dash.GetClock()->GetValue(), 12 * 3600 + 35 * 60 + 19);
+    EXPECT_NEAR(dash.GetAltimeter()->GetValue(), 600.0 - 47.3, 1e-9);
 }
 
 TEST_F(FrameTest, SatellitesOnlyForCompleteGroups)
 {
-    const CDashboardFeed &dash = m_frame->GetDashboard()->GetFeed();
+    const CSatelliteView &sky = *m_frame->GetDashboard()->GetSatelliteView();
     Feed({Gsv(1, 3), Gsv(2, 3)});
-    EXPECT_EQ(dash.satelliteUpdates, 0);
+    EXPECT_FALSE(sky.GetSatellites().has_value());
     Feed({Gsv(3, 3)});
-    EXPECT_EQ(dash.satelliteUpdates, 1);
-    EXPECT_EQ(dash.satellitesInView, 9);
+    ASSERT_TRUE(sky.GetSatellites().has_value());
+    EXPECT_EQ(sky.GetSatellites()->inView, 9);
 }
 
 TEST_F(FrameTest, FixEventsFeedSpeedMapAndList)
 {
-    const CDashboardFeed &dash = m_frame->GetDashboard()->GetFeed();
+    const CDashboard &dash = *m_frame->GetDashboard();
     const CMapFeed &map = m_frame->GetMapView()->GetFeed();
     Feed({kRmc100}); // no GGA yet: no fix
-    EXPECT_DOUBLE_EQ(dash.speedKmh, 0.0);
+    EXPECT_DOUBLE_EQ(dash.GetSpeedometer()->GetValue(), 0.0);
     EXPECT_FALSE(map.fix);
     Feed({kGgaFix, kRmc100});
     EXPECT_TRUE(map.fix);
-    EXPECT_NEAR(dash.speedKmh, 100.008, 1e-9);
-    EXPECT_EQ(dash.compassUpdates, 1);
-    EXPECT_EQ(dash.mileageSamples, 1);
+    EXPECT_NEAR(dash.GetSpeedometer()->GetValue(), 100.008, 1e-9);
+    EXPECT_DOUBLE_EQ(dash.GetCompass()->GetCourse(), 84.4);
+    EXPECT_TRUE(std::isfinite(dash.GetFeedAges().Age(GaugeFeed::Mileage))) << "a sample came";
     Feed({kGgaNoFix, kRmc100});
     EXPECT_FALSE(map.fix);
     EXPECT_EQ(map.fixChanges, 2);
-    EXPECT_DOUBLE_EQ(dash.speedKmh, 0.0);
+    EXPECT_DOUBLE_EQ(dash.GetSpeedometer()->GetValue(), 0.0);
 }
 
 TEST_F(FrameTest, ListPageTexts)
@@ -346,7 +352,7 @@ TEST_F(FrameTest, ReceiverUnpluggedIsShownLostAndComesBackByItself)
     EXPECT_EQ(quality(), "no fix / n.a.");
     EXPECT_EQ(Row(list, CGPSData::kHeading, "Speed:"), "0.0 km/h");
     EXPECT_FALSE(m_frame->GetMapView()->GetFeed().fix);
-    EXPECT_DOUBLE_EQ(m_frame->GetDashboard()->GetFeed().speedKmh, 0.0);
+    EXPECT_DOUBLE_EQ(m_frame->GetDashboard()->GetSpeedometer()->GetValue(), 0.0);
     EXPECT_TRUE(m_messages.empty()) << "a notice, not a box";
     m_frame->UpdateCommands();
     EXPECT_TRUE(m_frame->GetAction(kCmdDisconnect)->isEnabled()) << "ends the retries";

@@ -1,0 +1,481 @@
+#include "dashboard/Gauge.h"
+
+#include <QApplication>
+#include <QContextMenuEvent>
+#include <QMenu>
+#include <QMouseEvent>
+#include <QPainter>
+#include <QPainterPath>
+#include <QStyleHints>
+#include <QTimer>
+
+#include <cmath>
+
+namespace
+{
+
+const QColor kMajorTick(0, 0, 0);
+const QColor kMiddleTick(0, 0, 255);
+const QColor kMinorTick(170, 170, 170);
+const QColor kNeedle(0, 0, 0);
+const QColor kHub(255, 255, 0);
+const QColor kTurnNumber(255, 0, 0);
+const QColor kDigitalFaceText(0, 102, 204);
+const QColor kStalePart(150, 150, 150);
+const QColor kNoFix(200, 90, 0);
+
+QString Text(const std::string &s)
+{
+    return QString::fromStdString(s);
+}
+
+// Pens of the dials end round, as the handheld's geometric pens did.
+QPen DialPen(const QColor &colour, double width)
+{
+    QPen pen(colour, width);
+    pen.setCapStyle(Qt::RoundCap);
+    return pen;
+}
+
+} // namespace
+
+CGauge::CGauge(const QString &caption, QWidget *parent)
+    : QWidget(parent)
+    , m_caption(caption)
+{
+    setAttribute(Qt::WA_OpaquePaintEvent);
+    setFocusPolicy(Qt::ClickFocus);
+    setAccessibleName(caption);
+    m_hold = new QTimer(this);
+    m_hold->setSingleShot(true);
+    connect(m_hold, &QTimer::timeout, this, [this] {
+        m_menuShownByHold = true;
+        ShowContextMenu(mapFromGlobal(QCursor::pos()));
+    });
+}
+
+CGauge::~CGauge() = default;
+
+void CGauge::SetPicture(int picture)
+{
+    if (picture == m_picture)
+        return;
+    m_picture = picture;
+    InvalidateBackground();
+}
+
+void CGauge::SetPage(const CGaugePage *page)
+{
+    m_page = page;
+    InvalidateBackground();
+}
+
+void CGauge::SetDesignWidth(int width)
+{
+    if (width == m_designWidth)
+        return;
+    m_designWidth = width;
+    InvalidateBackground();
+}
+
+void CGauge::SetNight(bool night, bool redraw)
+{
+    m_night = night;
+    if (redraw)
+        update();
+}
+
+void CGauge::SetDigital(bool digital)
+{
+    if (digital == m_digital)
+        return;
+    m_digital = digital;
+    InvalidateBackground();
+}
+
+void CGauge::SetDigitalOverlay(bool overlay)
+{
+    m_digitalOverlay = overlay;
+    update();
+}
+
+void CGauge::SetModeQuiet(int mode)
+{
+    m_mode = mode;
+}
+
+void CGauge::SetFreshness(GaugeFreshness freshness, int ageSeconds, bool noFix)
+{
+    noFix = noFix && m_showsFix;
+    // The age is shown only while stale; a live gauge is not redrawn for its age.
+    if (freshness != GaugeFreshness::Stale)
+        ageSeconds = 0;
+    if (freshness == m_freshness && ageSeconds == m_ageSeconds && noFix == m_noFix)
+        return;
+    m_freshness = freshness;
+    m_ageSeconds = ageSeconds;
+    m_noFix = noFix;
+    update();
+}
+
+QStringList CGauge::InfoItems() const
+{
+    return {GetValueText()};
+}
+
+void CGauge::OnAction(int) {}
+
+void CGauge::Reset()
+{
+    SetValue(0.0);
+}
+
+QString CGauge::GetValueText() const
+{
+    return Text(GaugeValueText(m_value));
+}
+
+void CGauge::SetValue(double value)
+{
+    if (value == m_value)
+        return;
+    m_value = value;
+    update();
+}
+
+void CGauge::SetMode(int mode)
+{
+    if (mode == 0)
+        return;
+    m_mode = mode;
+    InvalidateBackground();
+}
+
+QString CGauge::FormatDigital() const
+{
+    return Text(GaugeDigitalText(m_value));
+}
+
+std::vector<CGaugeMenuEntry> CGauge::MenuEntries() const
+{
+    std::vector<CGaugeMenuEntry> entries;
+    int id = 1;
+    bool separator = false;
+    const auto add = [&](const QString &text, bool checkable, bool checked) {
+        entries.push_back({id++, text, checkable, checked, separator});
+        separator = false;
+    };
+    for (const QString &name : m_modeNames)
+        add(name, true, id == m_mode);
+    separator = !m_modeNames.isEmpty();
+    if (m_digitalCapable) {
+        add(tr("Analog"), true, !m_digital);
+        add(tr("Digital"), true, m_digital);
+        separator = true;
+    }
+    for (const QString &name : m_actionNames)
+        add(name, false, false);
+    separator = separator || !m_actionNames.isEmpty();
+    for (const QString &item : InfoItems())
+        add(item, false, false);
+    return entries;
+}
+
+void CGauge::ApplyMenuChoice(int id)
+{
+    const CMenuOutcome o =
+        ResolveMenuChoice(id, m_mode, static_cast<int>(m_modeNames.size()), m_digitalCapable);
+    if (o.mode)
+        SetMode(*o.mode);
+    if (o.digital)
+        SetDigital(*o.digital);
+    OnAction(o.action);
+}
+
+void CGauge::ShowContextMenu(const QPoint &position)
+{
+    QMenu menu(this);
+    for (const CGaugeMenuEntry &entry : MenuEntries()) {
+        if (entry.separatorBefore)
+            menu.addSeparator();
+        QAction *action = menu.addAction(entry.text);
+        action->setData(entry.id);
+        action->setCheckable(entry.checkable);
+        action->setChecked(entry.checked);
+    }
+    const QAction *chosen = menu.exec(mapToGlobal(position));
+    ApplyMenuChoice(chosen != nullptr ? chosen->data().toInt() : 0);
+}
+
+void CGauge::Render(QPainter &painter)
+{
+    ++m_paintCount;
+    // A gauge drawn before it was ever shown has had no resize event.
+    if (GaugeRadius(width()) != m_radius) {
+        m_radius = GaugeRadius(width());
+        m_backgroundDirty = true;
+    }
+    const qreal ratio = painter.device()->devicePixelRatioF();
+    const QSize pixels = size() * ratio;
+    if (m_backgroundDirty || m_background.size() != pixels
+        || m_background.devicePixelRatio() != ratio) {
+        m_background = QPixmap(pixels);
+        m_background.setDevicePixelRatio(ratio);
+        m_background.fill(Qt::white);
+        QPainter face(&m_background);
+        face.setRenderHint(QPainter::Antialiasing);
+        face.setRenderHint(QPainter::TextAntialiasing);
+        DrawBackground(face);
+        m_backgroundDirty = false;
+    }
+    painter.save();
+    painter.drawPixmap(0, 0, m_background);
+    painter.setRenderHint(QPainter::Antialiasing);
+    painter.setRenderHint(QPainter::TextAntialiasing);
+    painter.setPen(Qt::black);
+    if (m_freshness != GaugeFreshness::Gone) {
+        if (m_digital)
+            DrawDigital(painter);
+        else
+            DrawAnalog(painter);
+        if (m_digitalOverlay)
+            DrawDigital(painter);
+    }
+    DrawStatus(painter);
+    if (m_night) {
+        // White minus every colour: a white face turns black, black marks white.
+        painter.setCompositionMode(QPainter::CompositionMode_Difference);
+        painter.fillRect(rect(), Qt::white);
+    }
+    painter.restore();
+}
+
+void CGauge::DrawStatus(QPainter &painter)
+{
+    const int r = m_radius;
+    if (m_freshness == GaugeFreshness::Gone) {
+        painter.setFont(GaugeFont(DesignRadius() / 2));
+        painter.setPen(kStalePart);
+        painter.drawText(rect(), Qt::AlignCenter, QStringLiteral("---"));
+    } else if (m_freshness == GaugeFreshness::Stale) {
+        painter.setFont(GaugeFont(std::max(4, DesignRadius() / 6)));
+        painter.setPen(kStalePart);
+        painter.drawText(QRect(0, r + r / 3, width(), r / 2), Qt::AlignCenter,
+                         tr("%1 s").arg(m_ageSeconds));
+    }
+    if (m_noFix && m_freshness != GaugeFreshness::Gone) {
+        painter.setFont(GaugeFont(std::max(4, DesignRadius() / 6), 600));
+        painter.setPen(kNoFix);
+        painter.drawText(QRect(0, r / 6, width(), r / 2), Qt::AlignCenter, tr("NO FIX"));
+    }
+}
+
+void CGauge::paintEvent(QPaintEvent *)
+{
+    QPainter painter(this);
+    Render(painter);
+}
+
+void CGauge::resizeEvent(QResizeEvent *event)
+{
+    QWidget::resizeEvent(event);
+    m_radius = GaugeRadius(width());
+    m_backgroundDirty = true;
+}
+
+void CGauge::mousePressEvent(QMouseEvent *event)
+{
+    if (event->button() == Qt::LeftButton) {
+        // Press and hold opens the menu, as a tap-and-hold does on a touch screen.
+        m_menuShownByHold = false;
+        m_hold->start(QApplication::styleHints()->mousePressAndHoldInterval());
+    }
+    QWidget::mousePressEvent(event);
+}
+
+void CGauge::mouseReleaseEvent(QMouseEvent *event)
+{
+    if (event->button() == Qt::LeftButton) {
+        m_hold->stop();
+        if (!m_menuShownByHold && rect().contains(event->position().toPoint()))
+            emit Tapped(this);
+        m_menuShownByHold = false;
+    }
+    QWidget::mouseReleaseEvent(event);
+}
+
+void CGauge::contextMenuEvent(QContextMenuEvent *event)
+{
+    // Right button and the Menu key.
+    m_hold->stop();
+    const QPoint at =
+        event->reason() == QContextMenuEvent::Keyboard ? QPoint(m_radius, m_radius) : event->pos();
+    ShowContextMenu(at);
+}
+
+void CGauge::DrawDial(QPainter &painter)
+{
+    DrawTicks(painter, m_tickGroup * m_tickGroup / 2);
+}
+
+void CGauge::DrawDigital(QPainter &painter)
+{
+    painter.setFont(GaugeFont(DesignRadius() / 2));
+    painter.setPen(PartColour(Qt::black));
+    painter.drawText(rect(), Qt::AlignCenter, FormatDigital());
+}
+
+void CGauge::DrawBackground(QPainter &painter)
+{
+    CopyPageBackground(painter);
+    DrawDial(painter);
+}
+
+void CGauge::DrawAnalog(QPainter &) {}
+
+void CGauge::DrawTicks(QPainter &painter, int count)
+{
+    if (count <= 0)
+        return;
+    const int c = m_radius;
+    const double heavy = std::max(1, m_radius / 30);
+    const QPen pens[] = {DialPen(kMajorTick, heavy), DialPen(kMiddleTick, heavy),
+                         DialPen(kMinorTick, 1)};
+    painter.save();
+    for (int i = 0; i < count; ++i) {
+        const CTick t = TickAt(i, count, m_radius, m_tickGroup);
+        painter.setPen(pens[static_cast<int>(t.kind)]);
+        painter.drawLine(t.outer.x, t.outer.y, t.inner.x, t.inner.y);
+        painter.drawLine(2 * c - t.outer.x, 2 * c - t.outer.y, 2 * c - t.inner.x,
+                         2 * c - t.inner.y);
+    }
+    painter.restore();
+}
+
+void CGauge::CopyPageBackground(QPainter &painter)
+{
+    if (m_page == nullptr) {
+        painter.fillRect(rect(), Qt::white);
+        return;
+    }
+    painter.save();
+    m_page->PaintBackground(painter, geometry(), m_picture);
+    painter.restore();
+}
+
+QFont CGauge::GaugeFont(int points, int weight) const
+{
+    QFont font;
+    // The dials were drawn in Arial; Liberation Sans has its metrics.
+    font.setFamilies({QStringLiteral("Liberation Sans"), QStringLiteral("Arial"),
+                      QStringLiteral("DejaVu Sans")});
+    font.setStyleHint(QFont::SansSerif);
+    font.setWeight(weight >= 600 ? QFont::DemiBold : QFont::Normal);
+    const double scale = static_cast<double>(m_radius) / std::max(1, DesignRadius());
+    font.setPixelSize(std::max(1, static_cast<int>(std::lround(PointsToPixels(points) * scale))));
+    return font;
+}
+
+int CGauge::DesignRadius() const
+{
+    return m_designWidth > 0 ? GaugeRadius(m_designWidth) : m_radius;
+}
+
+QColor CGauge::PartColour(const QColor &colour) const
+{
+    return m_freshness == GaugeFreshness::Live ? colour : kStalePart;
+}
+
+void CGauge::InvalidateBackground()
+{
+    m_backgroundDirty = true;
+    update();
+}
+
+void CScaleGauge::SetScale(int range, int second, int group)
+{
+    SetTickGroup(group);
+    m_scale = CScaleRange::Make(range, second, group);
+    InvalidateBackground();
+}
+
+void CScaleGauge::SetValue(double value)
+{
+    if (m_scale.Adapt(value, GetTickGroup()))
+        InvalidateBackground();
+    CGauge::SetValue(value);
+}
+
+void CScaleGauge::DrawBackground(QPainter &painter)
+{
+    CopyPageBackground(painter);
+    DrawDial(painter);
+    if (IsDigital())
+        DrawDigitalFace(painter);
+    else
+        DrawScale(painter);
+}
+
+void CScaleGauge::DrawAnalog(QPainter &painter)
+{
+    DrawNeedle(painter, 0);
+}
+
+void CScaleGauge::DrawScale(QPainter &painter)
+{
+    // The number of each major tick well inside the ring, clear of the count of turns the
+    // needle draws at 0.75 of the radius; the unit below the hub. Longer numbers, smaller type.
+    const int r = GetRadius();
+    const int group = GetTickGroup();
+    const int digits = QString::number((group - 1) * m_scale.range).size();
+    const double perDigit = digits <= 2 ? 6.5 : digits == 3 ? 8.5 : 10.5;
+    const int points = RoundHalfUp(DesignRadius() / perDigit);
+    if (points < 5)
+        return;
+    painter.save();
+    painter.setFont(GaugeFont(points));
+    painter.setPen(Qt::black);
+    const double at = 0.55 * r;
+    const int box = r / 3;
+    for (int k = 0; k < group; ++k) {
+        const double a = k * m_scale.range * m_scale.anglePerUnit;
+        const QPointF centre(r + at * std::sin(a), r + at * std::cos(a));
+        painter.drawText(QRectF(centre.x() - box, centre.y() - box / 2.0, 2 * box, box),
+                         Qt::AlignCenter, QString::number(k * m_scale.range));
+    }
+    painter.setFont(GaugeFont(std::max(4, RoundHalfUp(DesignRadius() / 8.0))));
+    painter.drawText(QRect(0, r + r / 8, 2 * r + 1, r / 4), Qt::AlignCenter, m_unitLabel);
+    painter.restore();
+}
+
+void CScaleGauge::DrawNeedle(QPainter &painter, int)
+{
+    const int r = GetRadius();
+    const CNeedle n = NeedleAt(GetValue(), m_scale, GetTickGroup(), r);
+    painter.save();
+    painter.setFont(GaugeFont(static_cast<int>(std::floor(std::sqrt(DesignRadius()) + 1.5)), 600));
+    painter.setPen(PartColour(kTurnNumber));
+    const int box = r / 4;
+    painter.drawText(QRect(n.turnLabel.x - box, n.turnLabel.y - box, 2 * box, 2 * box),
+                     Qt::AlignCenter, QString::number(n.turns));
+    painter.setPen(DialPen(PartColour(kNeedle), std::max(1, r / 30)));
+    painter.drawLine(n.tail.x, n.tail.y, n.tip.x, n.tip.y);
+    const double hub = r / 11;
+    painter.setPen(QPen(PartColour(kNeedle), 1));
+    painter.setBrush(PartColour(kHub));
+    painter.drawEllipse(QPointF(r, r), hub, hub);
+    painter.restore();
+}
+
+void CScaleGauge::DrawDigitalFace(QPainter &painter)
+{
+    const int r = GetRadius();
+    painter.save();
+    painter.setFont(GaugeFont(static_cast<int>(std::floor(DesignRadius() / 5.0 + 0.5))));
+    painter.setPen(kDigitalFaceText);
+    painter.drawText(QRect(0, 0, width(), r - r / 8 + 1), Qt::AlignCenter | Qt::TextSingleLine,
+                     GetCaption());
+    painter.drawText(QRect(0, r + r / 8, width(), height() - (r + r / 8)),
+                     Qt::AlignCenter | Qt::TextSingleLine, m_unitLabel);
+    painter.restore();
+}

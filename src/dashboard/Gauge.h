@@ -1,0 +1,211 @@
+#pragma once
+
+#include "dashboard/Freshness.h"
+#include "dashboard/GaugeMath.h"
+
+#include <QPixmap>
+#include <QStringList>
+#include <QWidget>
+
+#include <vector>
+
+class QTimer;
+
+/// Page background pictures a gauge's face is cut from.
+enum GaugePicture : int {
+    kPictureDashboard = 147, ///< the page with its six dial faces
+    kPictureExclusive = 179, ///< the page with one dial filling it
+    kPictureDigital = 185,   ///< the digital dashboard's panel
+};
+
+/// The page a gauge sits on: it paints the part of a background picture that lies under the
+/// gauge, so the dial sits seamlessly on the page.
+class CGaugePage
+{
+public:
+    virtual ~CGaugePage() = default;
+    /// Paints `picture` as it lies under `area` (the gauge's rectangle in the page's pixels),
+    /// with the gauge's top left corner at (0, 0) of `painter`.
+    virtual void PaintBackground(QPainter &painter, const QRect &area, int picture) const = 0;
+};
+
+/// One entry of a gauge's pop-up menu.
+struct CGaugeMenuEntry {
+    int id = 0;
+    QString text;
+    bool checkable = false;
+    bool checked = false;
+    bool separatorBefore = false;
+};
+
+/// A round instrument of the Dashboard page. The static face (page background, dial) is drawn
+/// once into a pixmap at the screen's pixel ratio and kept until size, mode, face or range
+/// change; the moving parts are antialiased vectors drawn at every paint. Night mode inverts
+/// every colour of the gauge, page background included.
+///
+/// Subclasses override the value and drawing operations; all drawing goes through a QPainter
+/// in the gauge's own coordinates, so Render() draws into any image.
+class CGauge : public QWidget
+{
+    Q_OBJECT
+public:
+    explicit CGauge(const QString &caption, QWidget *parent = nullptr);
+    ~CGauge() override;
+
+    [[nodiscard]] const QString &GetCaption() const { return m_caption; }
+    [[nodiscard]] int GetRadius() const { return GaugeRadius(width()); }
+    [[nodiscard]] double GetValue() const { return m_value; }
+    [[nodiscard]] int GetMode() const { return m_mode; }
+    [[nodiscard]] const QStringList &GetModeNames() const { return m_modeNames; }
+    [[nodiscard]] const QStringList &GetActionNames() const { return m_actionNames; }
+    [[nodiscard]] bool IsDigitalCapable() const { return m_digitalCapable; }
+    [[nodiscard]] bool IsDigital() const { return m_digital; }
+    [[nodiscard]] bool IsNight() const { return m_night; }
+    [[nodiscard]] int GetTickGroup() const { return m_tickGroup; }
+    [[nodiscard]] unsigned GetPaintCount() const { return m_paintCount; }
+
+    /// The page slot the gauge occupies; -1 before the page placed it.
+    [[nodiscard]] int GetPosition() const { return m_position; }
+    void SetPosition(int slot) { m_position = slot; }
+    void SetPicture(int picture);
+    [[nodiscard]] int GetPicture() const { return m_picture; }
+    void SetPage(const CGaugePage *page);
+    /// The gauge's width on the 240-pixel page it was designed for (80 small, 160 large, 240
+    /// alone). Text sizes are computed for that width and grow with the gauge; 0: its width.
+    void SetDesignWidth(int width);
+
+    void SetNight(bool night, bool redraw);
+    void SetDigital(bool digital);
+    void SetDigitalOverlay(bool overlay);
+    /// Stores the mode without redrawing (settings being loaded).
+    virtual void SetModeQuiet(int mode);
+
+    /// How current the gauge's feed is; `noFix` is shown by the gauges whose value needs one.
+    void SetFreshness(GaugeFreshness freshness, int ageSeconds, bool noFix);
+    [[nodiscard]] GaugeFreshness GetFreshness() const { return m_freshness; }
+
+    /// Items added at the end of the pop-up menu; by default the value text.
+    [[nodiscard]] virtual QStringList InfoItems() const;
+    /// An action of the menu, 1-based; every menu outcome reports one, often out of range.
+    virtual void OnAction(int index);
+    /// The Reset Gauges command.
+    virtual void Reset();
+    [[nodiscard]] virtual QString GetValueText() const;
+    /// Stores the value and redraws when it changed.
+    virtual void SetValue(double value);
+    /// 0 is ignored.
+    virtual void SetMode(int mode);
+    [[nodiscard]] virtual QString FormatDigital() const;
+
+    /// The pop-up menu: modes, "Analog"/"Digital", actions, then the info items.
+    [[nodiscard]] std::vector<CGaugeMenuEntry> MenuEntries() const;
+    /// Carries out the menu's outcome for the chosen identifier (0: dismissed).
+    void ApplyMenuChoice(int id);
+    /// Opens the pop-up menu at `position` (gauge coordinates) and carries out the choice.
+    void ShowContextMenu(const QPoint &position);
+
+    /// Draws the gauge as it appears on screen.
+    void Render(QPainter &painter);
+
+signals:
+    /// A tap (press and release without the pop-up menu): the page swaps slots.
+    void Tapped(CGauge *gauge);
+
+protected:
+    void paintEvent(QPaintEvent *event) override;
+    void resizeEvent(QResizeEvent *event) override;
+    void mousePressEvent(QMouseEvent *event) override;
+    void mouseReleaseEvent(QMouseEvent *event) override;
+    void contextMenuEvent(QContextMenuEvent *event) override;
+
+    /// The tick ring; by default group squared, halved, ticks per half circle.
+    virtual void DrawDial(QPainter &painter);
+    /// The value as text over the whole gauge.
+    virtual void DrawDigital(QPainter &painter);
+    /// The static face: page background, then the dial.
+    virtual void DrawBackground(QPainter &painter);
+    /// The moving parts of the analog face.
+    virtual void DrawAnalog(QPainter &painter);
+
+    void DrawTicks(QPainter &painter, int count);
+    void CopyPageBackground(QPainter &painter);
+    /// A font of `points` on the design page, scaled with the gauge; weight 400 or 600.
+    [[nodiscard]] QFont GaugeFont(int points, int weight = 400) const;
+    /// The radius the gauge has on its design page; point sizes are computed from it.
+    [[nodiscard]] int DesignRadius() const;
+    /// A moving part's colour: as given while the feed is live, grey once it is stale.
+    [[nodiscard]] QColor PartColour(const QColor &colour) const;
+    /// The face must be drawn anew at the next paint.
+    void InvalidateBackground();
+
+    void SetModeNames(const QStringList &names) { m_modeNames = names; }
+    void SetActionNames(const QStringList &names) { m_actionNames = names; }
+    void SetDigitalCapable(bool capable) { m_digitalCapable = capable; }
+    void SetTickGroup(int group) { m_tickGroup = group; }
+    /// Gauges whose value needs a fix show its loss.
+    void SetShowsFix(bool shows) { m_showsFix = shows; }
+    void StoreMode(int mode) { m_mode = mode; }
+    void StoreValue(double value) { m_value = value; }
+
+private:
+    void DrawStatus(QPainter &painter);
+
+    QString m_caption;
+    int m_picture = kPictureDashboard;
+    int m_position = -1;
+    int m_mode = 0;
+    bool m_night = false;
+    bool m_digitalCapable = false;
+    bool m_digital = false;
+    QStringList m_actionNames;
+    QStringList m_modeNames;
+    int m_tickGroup = 10;
+    unsigned m_paintCount = 0;
+    bool m_digitalOverlay = false;
+    int m_radius = 0;
+    double m_value = 0.0;
+    QPixmap m_background;
+    bool m_backgroundDirty = true;
+
+    const CGaugePage *m_page = nullptr;
+    int m_designWidth = 0;
+    GaugeFreshness m_freshness = GaugeFreshness::Live;
+    int m_ageSeconds = 0;
+    bool m_noFix = false;
+    bool m_showsFix = false;
+    QTimer *m_hold = nullptr;
+    bool m_menuShownByHold = false;
+};
+
+/// A dial with a self-ranging numbered scale and a needle: one turn is group x range units.
+class CScaleGauge : public CGauge
+{
+    Q_OBJECT
+public:
+    using CGauge::CGauge;
+
+    /// Tick group, range and the needle's angle per unit.
+    void SetScale(int range, int second, int group);
+    [[nodiscard]] const CScaleRange &GetScale() const { return m_scale; }
+    [[nodiscard]] const QString &GetUnitLabel() const { return m_unitLabel; }
+
+    /// Re-ranges for the value (a new face when the range changes, or for a value that fits
+    /// none), then stores it.
+    void SetValue(double value) override;
+
+protected:
+    void DrawBackground(QPainter &painter) override;
+    void DrawAnalog(QPainter &painter) override;
+    /// The numbers of the ring for the current range.
+    virtual void DrawScale(QPainter &painter);
+    /// The needle at the value, with the count of completed turns and the hub.
+    virtual void DrawNeedle(QPainter &painter, int variant);
+    /// The digital face: caption above the centre, unit label below.
+    void DrawDigitalFace(QPainter &painter);
+
+    void SetUnitLabel(const QString &label) { m_unitLabel = label; }
+
+private:
+    QString m_unitLabel;
+    CScaleRange m_scale = CScaleRange::Make(10, 10, 10);
+};

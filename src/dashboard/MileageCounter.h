@@ -1,0 +1,32 @@
+#pragma once
+
+#include "dashboard/Gauge.h"
+#include "dashboard/Mileage.h"
+#include "nmea/GeoPosition.h"
+
+#include <ctime>
+
+/// Distance travelled ("Mileage"): a trip and a total, in km, miles or nautical miles.
+class CMileageCounter : public CScaleGauge
+{
+    Q_OBJECT
+public:
+    explicit CMileageCounter(QWidget *parent = nullptr);
+
+    /// One position/time sample with a fix and the receiver's speed; replayed samples count
+    /// for the trip only.
+    void AddSample(const CGeoPosition &position, std::time_t time, double speedKmh, bool replay);
+    void SetMode(int mode) override;
+    void SetModeQuiet(int mode) override;
+    /// "MileageTotal", metres.
+    void SetTotal(double metres);
+    [[nodiscard]] const CMileage &GetMileage() const { return m_mileage; }
+    /// "Reset Trip", "Reset Total".
+    void OnAction(int index) override;
+    /// Reset Gauges leaves the mileage alone.
+    void Reset() override;
+    [[nodiscard]] QString GetValueText() const override;
+
+private:
+    CMileage m_mileage;
+};
