@@ -1,0 +1,1 @@
+#include "dashboard/CompassMath.h"

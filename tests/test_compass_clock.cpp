@@ -1,0 +1,1 @@
+// Core tests of the compass and clock arithmetic.

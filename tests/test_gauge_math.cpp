@@ -1,0 +1,1 @@
+// Core tests of the gauge framework arithmetic, feed ages and page layout.

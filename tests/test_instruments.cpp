@@ -1,0 +1,1 @@
+// Core tests of the speedometer, sky view, altimeter and mileage arithmetic.
