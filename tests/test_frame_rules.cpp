@@ -54,6 +54,8 @@ TEST(CommandRules, EnableAndCheck)
         {"auto sync default off", kCmdAutoSync, {}, true, false},
         {"waypoints not there yet", kCmdEditWaypoints, {}, false, false},
         {"reset gauges not there yet", kCmdResetGauges, {}, false, false},
+        {"reset gauges: source closed", kCmdResetGauges, {.features = kFeatureGauges}, true, false},
+        {"reset gauges: not while data arrives", kCmdResetGauges, {.sourceOpen = true, .features = kFeatureGauges}, false, false},
         {"display mode on the dashboard", kCmdDisplayMode, {}, true, false},
         {"display mode on the list", kCmdDisplayMode, {.visiblePage = kPageList}, true, false},
         {"display mode not on the data page", kCmdDisplayMode, {.visiblePage = kPageData}, false, false},
@@ -139,5 +141,10 @@ TEST(LineRouter, StepsBySentence)
         EXPECT_EQ(r.satellites, c.satellites);
         EXPECT_EQ(r.reception, c.reception);
         EXPECT_EQ(r.fixEvents, c.fixEvents);
+        EXPECT_EQ(r.fixLost.has_value(), c.navigation || c.fixEvents) << "GGA and RMC only";
     }
+    // No fix is a GGA of quality 0 or an RMC with status V.
+    EXPECT_EQ(RouteLine(parser.Parse(fix), parser).fixLost, false);
+    EXPECT_EQ(RouteLine(parser.Parse(Sentence("GPRMC,1,V,,,,,,,230394,,")), parser).fixLost, true);
+    EXPECT_EQ(RouteLine(parser.Parse(noFix), parser).fixLost, true);
 }

@@ -38,5 +38,7 @@ CLineRoute RouteLine(int type, const CNMEAParser &parser)
     default:
         break;
     }
+    if (type == kSentenceGGA || type == kSentenceRMC)
+        r.fixLost = parser.m_gga.m_quality == 0 || parser.m_rmc.m_status == "V";
     return r;
 }

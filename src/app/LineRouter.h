@@ -17,6 +17,8 @@ struct CLineRoute {
     bool satellites = false;         ///< the last GSV message of a group: the satellite view
     std::optional<double> reception; ///< with it: satellites used / in view (none: empty)
     bool fixEvents = false;          ///< RMC
+    /// GGA and RMC: whether the receiver says it has no fix (quality 0 or status V).
+    std::optional<bool> fixLost;
 };
 
 /// `type` as the parser returned it for the line, with the parser's state after it.

@@ -130,8 +130,6 @@ CMainFrame::CMainFrame(QWidget *parent)
     m_sound = std::make_unique<CFixSound>();
 
     ReadSettings();
-    // Until the dashboard keeps its own units it starts in the List page's.
-    m_dashboard->SetUnits(m_listPage->GetUnits(), m_listPage->GetUnits() != UnitSystem::Nautic);
     // The dashboard keeps night mode; the other pages follow it.
     m_nightMode = m_dashboard->IsNightMode();
     m_listPage->SetNightMode(m_nightMode);
@@ -276,6 +274,8 @@ CFrameState CMainFrame::GetState() const
     s.units = m_dashboard->GetUnits();
     s.replayDelay = m_source.GetReplayDelay();
     s.visiblePage = m_sheet->currentIndex();
+    s.dashboardModeOn = m_dashboard->IsExclusive();
+    s.features = kFeatureGauges;
     s.mapLoaded = m_mapView->IsMapLoaded();
     return s;
 }
@@ -363,6 +363,15 @@ void CMainFrame::RunCommand(int id)
         if (m_sheet->currentIndex() != kPageMap)
             ToggleDisplayMode();
         break;
+    case kCmdStepOn:
+    case kCmdStepOff:
+        // On the Dashboard: its large instrument alone on the page, or back.
+        if (m_sheet->currentIndex() == kPageDashboard)
+            m_dashboard->SetExclusive(id == kCmdStepOn);
+        break;
+    case kCmdResetGauges:
+        m_dashboard->ResetGauges();
+        break;
     case kCmdAlarm:
         StartAlarm();
         break;
@@ -400,6 +409,7 @@ bool CMainFrame::OpenPort()
     const bool opened = m_source.OpenPort(device, m_serialSettings.GetBaudRate(), error);
     if (opened) {
         m_watch.OnPortOpened(device);
+        m_dashboard->SetReplaying(false);
     } else {
         m_watch.OnClosedByUser();
         ShowError(this, QString::fromLatin1(CSerialPort::kOpenFailedMessage),
@@ -418,6 +428,7 @@ void CMainFrame::RetryPort()
         return; // still gone: again at the next tick
     m_retry->stop();
     m_watch.OnPortOpened(m_watch.GetDevice());
+    m_dashboard->SetReplaying(false);
     const std::string notice = m_watch.BackNotice();
     std::fprintf(stderr, "veloran: %s\n", notice.c_str());
     ShowNotice(QString::fromStdString(notice), CReceiverWatch::kBackNoticeMs);
@@ -494,6 +505,7 @@ bool CMainFrame::ReplayFile(const QString &path)
         return false;
     }
     m_watch.OnReplayStarted();
+    m_dashboard->SetReplaying(true);
     m_replayPath = path;
     m_mapView->ClearPointList();
     UpdateCommands();
@@ -588,6 +600,7 @@ void CMainFrame::ReceiverLost(int errorCode)
     m_listPage->UpdateReception();
     m_listPage->UpdateDilution();
     m_dashboard->UpdateSatellites(SkyViewOf(GetParser()));
+    m_dashboard->SetFixLost(true);
     const std::string notice = m_watch.LostNotice(std::system_category().message(errorCode));
     std::fprintf(stderr, "veloran: %s\n", notice.c_str());
     ShowNotice(QString::fromStdString(notice), 0);
@@ -624,6 +637,8 @@ void CMainFrame::OnSentence(int type, std::string_view line)
     }
     if (r.fixEvents)
         FixEvents();
+    if (r.fixLost)
+        m_dashboard->SetFixLost(*r.fixLost);
     m_dataPage->AddLine(type, line);
 }
 

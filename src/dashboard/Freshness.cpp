@@ -35,12 +35,15 @@ void CFeedAges::OnLogTimeOfDay(double seconds)
         m_logTime = seconds;
         return;
     }
-    // Same day as the clock, or the next one when it went back by more than half a day.
+    // The time of day nearest to the clock's: the same day, the next one just after midnight,
+    // or the previous one for a log that steps back a little.
     const double day = std::floor(m_logTime / kDaySeconds) * kDaySeconds;
     double t = day + seconds;
-    if (t < m_logTime - kDaySeconds / 2)
+    if (t - m_logTime > kDaySeconds / 2)
+        t -= kDaySeconds;
+    else if (m_logTime - t > kDaySeconds / 2)
         t += kDaySeconds;
-    // A log that jumps back in time (two logs joined) does not make the feeds younger than 0.
+    // A log that goes back in time (two logs joined) does not make the feeds younger.
     if (t > m_logTime)
         m_logTime = t;
 }

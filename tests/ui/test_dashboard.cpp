@@ -1,0 +1,194 @@
+#include "dashboard/Altimeter.h"
+#include "dashboard/Clock.h"
+#include "dashboard/Compass.h"
+#include "dashboard/Dashboard.h"
+#include "dashboard/MileageCounter.h"
+#include "dashboard/SatelliteView.h"
+#include "dashboard/Speedometer.h"
+#include "ui/UiTestUtils.h"
+
+#include <QApplication>
+#include <QMouseEvent>
+#include <QPainter>
+#include <QSettings>
+
+#include <memory>
+#include <string>
+
+namespace
+{
+
+using DashboardTest = CUiTest;
+
+QRect Slot(int slot)
+{
+    const CSlotRect &s = kDashboardSlots[static_cast<std::size_t>(slot)];
+    return {s.left, s.top, s.Width(), s.Height()};
+}
+
+void Tap(QWidget *widget)
+{
+    const QPointF at(widget->width() / 2.0, widget->height() / 2.0);
+    QMouseEvent press(QEvent::MouseButtonPress, at, widget->mapToGlobal(at), Qt::LeftButton,
+                      Qt::LeftButton, Qt::NoModifier);
+    QMouseEvent release(QEvent::MouseButtonRelease, at, widget->mapToGlobal(at), Qt::LeftButton,
+                        Qt::NoButton, Qt::NoModifier);
+    QApplication::sendEvent(widget, &press);
+    QApplication::sendEvent(widget, &release);
+}
+
+QVariant Stored(const char *name)
+{
+    const QSettings ini(QString::fromStdString(CSettingsKey::GetSettingsFile()),
+                        QSettings::IniFormat);
+    return ini.value(QStringLiteral("Software/Veloran/Dashboard/") + QLatin1String(name));
+}
+
+} // namespace
+
+// With no settings: the satellite view large, altimeter, compass and mileage across the top,
+// speedometer and clock on the right; taps swap and toggle exclusive mode, twice returns.
+TEST_F(DashboardTest, LayoutTapsAndExclusiveMode)
+{
+    CDashboard page;
+    page.resize(kDashboardDesignWidth, kDashboardDesignHeight);
+    page.show();
+    const struct {
+        CGauge *gauge;
+        int slot;
+    } defaults[] = {{page.GetSatelliteView(), 0}, {page.GetAltimeter(), 1},
+                    {page.GetCompass(), 2},       {page.GetMileageCounter(), 3},
+                    {page.GetSpeedometer(), 4},   {page.GetClock(), 5}};
+    for (const auto &d : defaults) {
+        SCOPED_TRACE(d.gauge->GetCaption().toStdString());
+        EXPECT_EQ(d.gauge->geometry(), Slot(d.slot));
+        EXPECT_EQ(d.gauge->GetPosition(), d.slot);
+    }
+
+    Tap(page.GetSpeedometer());
+    EXPECT_EQ(page.GetSpeedometer()->geometry(), Slot(0));
+    EXPECT_EQ(page.GetSatelliteView()->geometry(), Slot(4));
+    for (int round = 0; round < 2; ++round) {
+        SCOPED_TRACE(round);
+        Tap(page.GetSpeedometer());
+        EXPECT_TRUE(page.IsExclusive());
+        EXPECT_EQ(page.GetSpeedometer()->geometry(), Slot(kExclusiveSlot));
+        EXPECT_EQ(page.GetSpeedometer()->GetPicture(), kPictureExclusive);
+        EXPECT_FALSE(page.GetClock()->isVisible());
+        Tap(page.GetSpeedometer());
+        EXPECT_FALSE(page.IsExclusive());
+        EXPECT_EQ(page.GetSpeedometer()->geometry(), Slot(0));
+        EXPECT_EQ(page.GetSpeedometer()->GetPicture(), kPictureDashboard);
+        EXPECT_TRUE(page.GetClock()->isVisible());
+    }
+
+    // Scaled uniformly and centred: twice the size, in a wider page.
+    page.resize(2 * kDashboardDesignWidth + 100, 2 * kDashboardDesignHeight);
+    EXPECT_EQ(page.GetSpeedometer()->geometry(), QRect(50, 168, 320, 320));
+}
+
+TEST_F(DashboardTest, SettingsWrittenAndReadBack)
+{
+    {
+        CDashboard page;
+        page.GetSpeedometer()->SetMode(2);
+        page.GetSpeedometer()->SetDigital(false);
+        page.GetAltimeter()->SetDigital(true);
+        page.GetAltimeter()->SetOffset(12.5);
+        page.GetMileageCounter()->SetTotal(1234.5);
+        page.GetClock()->SetModeQuiet(2);
+        page.GetSatelliteView()->SetModeQuiet(2);
+        page.GetCompass()->SetDigital(true);
+        Tap(page.GetClock()); // clock large, satellite view to slot 5
+        page.SetExclusive(true);
+        page.SetNightMode(true, false);
+    }
+    const struct {
+        const char *name;
+        double value;
+    } stored[] = {
+        {"SpeedoMode", 2},      {"SpeedoDigital", 0},     {"SpeedoPosition", 4},
+        {"AltimeterMode", 1},   {"AltimeterDigital", 1},  {"AltimeterPosition", 1},
+        {"MileageMode", 1},     {"MileageDigital", 0},    {"MileagePosition", 3},
+        {"ClockMode", 2},       {"ClockDigital", 0},      {"ClockPosition", 0},
+        {"CompassDigital", 1},  {"CompassPosition", 2},   {"SatViewMode", 2},
+        {"SatViewPosition", 5}, {"MileageTotal", 1234.5}, {"AltimeterOffset", 12.5},
+        {"NightMode", 1},       {"ExclusiveMode", 1},
+    };
+    for (const auto &s : stored) {
+        SCOPED_TRACE(s.name);
+        bool ok = false;
+        EXPECT_EQ(Stored(s.name).toDouble(&ok), s.value);
+        EXPECT_TRUE(ok);
+    }
+
+    CDashboard again;
+    EXPECT_EQ(again.GetSpeedometer()->GetMode(), 2);
+    EXPECT_FALSE(again.GetSpeedometer()->IsDigital());
+    EXPECT_TRUE(again.GetAltimeter()->IsDigital());
+    EXPECT_EQ(again.GetAltimeter()->GetOffset(), 12.5);
+    EXPECT_EQ(again.GetMileageCounter()->GetMileage().GetTotalMetres(), 1234.5);
+    EXPECT_EQ(again.GetClock()->GetMode(), 2);
+    EXPECT_EQ(again.GetSatelliteView()->GetMode(), 2);
+    EXPECT_EQ(again.GetLayout().GetLarge(), static_cast<int>(Instrument::Clock));
+    EXPECT_TRUE(again.IsExclusive());
+    EXPECT_TRUE(again.IsNightMode());
+    EXPECT_TRUE(again.GetClock()->IsNight());
+}
+
+// The Units menu's check mark: all three agree, or speed and mileage at sea (the altimeter has
+// no nautical mode and keeps its unit).
+TEST_F(DashboardTest, UnitQueries)
+{
+    CDashboard page;
+    EXPECT_EQ(page.GetUnits(), UnitSystem::Metric);
+    page.SetUnits(UnitSystem::Nautic, false);
+    EXPECT_EQ(page.GetUnits(), UnitSystem::Nautic);
+    EXPECT_EQ(page.GetAltimeter()->GetMode(), 1);
+    page.SetUnits(UnitSystem::Imperial, true);
+    EXPECT_EQ(page.GetUnits(), UnitSystem::Imperial);
+    page.GetSpeedometer()->SetMode(1);
+    EXPECT_EQ(page.GetUnits(), std::nullopt);
+}
+
+// While replaying, a feed ages by the log's own clock only: silence in the log makes a gauge
+// stale and then gone; a paused replay (no new time) ages nothing.
+TEST_F(DashboardTest, FeedsAgeByTheLogWhileReplaying)
+{
+    CDashboard page;
+    page.SetReplaying(true);
+    EXPECT_EQ(page.GetAltimeter()->GetFreshness(), GaugeFreshness::Gone) << "nothing yet";
+    page.SetTimeOfDay(1000);
+    page.SetAltitude(500);
+    EXPECT_EQ(page.GetAltimeter()->GetFreshness(), GaugeFreshness::Live);
+    ProcessUntil([] { return false; }, 1200); // the wall clock runs; the log's does not
+    EXPECT_EQ(page.GetAltimeter()->GetFreshness(), GaugeFreshness::Live);
+    page.SetTimeOfDay(1005);
+    EXPECT_EQ(page.GetAltimeter()->GetFreshness(), GaugeFreshness::Stale);
+    EXPECT_EQ(page.GetClock()->GetFreshness(), GaugeFreshness::Live);
+    page.SetTimeOfDay(1011);
+    EXPECT_EQ(page.GetAltimeter()->GetFreshness(), GaugeFreshness::Gone);
+    page.SetAltitude(510);
+    EXPECT_EQ(page.GetAltimeter()->GetFreshness(), GaugeFreshness::Live);
+    EXPECT_EQ(page.GetMileageCounter()->GetFreshness(), GaugeFreshness::Live)
+        << "a trip never goes stale";
+}
+
+TEST_F(DashboardTest, NightInvertsThePageToo)
+{
+    CDashboard page;
+    page.resize(kDashboardDesignWidth, kDashboardDesignHeight);
+    const auto strip = [&] {
+        QImage image(page.size(), QImage::Format_ARGB32_Premultiplied);
+        QPainter painter(&image);
+        page.Render(painter);
+        return QColor(image.pixel(120, 1));
+    };
+    const QColor day = strip();
+    page.SetNightMode(true, true);
+    const QColor night = strip();
+    EXPECT_EQ(night.red(), 255 - day.red());
+    EXPECT_EQ(night.blue(), 255 - day.blue());
+    for (const Instrument i : {Instrument::SatelliteView, Instrument::Clock})
+        EXPECT_TRUE(page.GetInstrument(i)->IsNight());
+}
