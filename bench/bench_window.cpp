@@ -1,9 +1,11 @@
-// The window's share of each received line: the data-line handler with the List and Data pages
-// live (painting excluded), and painting the List page.
+// The window's share of each received line: the data-line handler with the Dashboard, List and
+// Data pages live (painting excluded); painting the List page and one gauge.
 #include "app/GPSSheet.h"
 #include "app/MainFrame.h"
 #include "app/MessageBox.h"
 #include "app/SettingsKey.h"
+#include "dashboard/SatelliteView.h"
+#include "dashboard/Speedometer.h"
 #include "nmea/GPSData.h"
 
 #include <QApplication>
@@ -43,9 +45,11 @@ void BM_DataLineHandler(benchmark::State &state)
             i = 0;
     }
     state.SetItemsProcessed(state.iterations());
-    state.SetLabel(state.range(0) == kPageList ? "List page shown" : "Data page shown");
+    static const char *const kLabels[] = {"Dashboard shown", "Map page shown", "List page shown",
+                                          "Data page shown"};
+    state.SetLabel(kLabels[state.range(0)]);
 }
-BENCHMARK(BM_DataLineHandler)->Arg(kPageList)->Arg(kPageData);
+BENCHMARK(BM_DataLineHandler)->Arg(kPageDashboard)->Arg(kPageList)->Arg(kPageData);
 
 void BM_PaintListPage(benchmark::State &state)
 {
@@ -62,6 +66,46 @@ void BM_PaintListPage(benchmark::State &state)
     state.SetLabel(ratio > 1 ? "480x560 at 2x" : "480x560");
 }
 BENCHMARK(BM_PaintListPage)->Arg(1)->Arg(2)->Unit(benchmark::kMicrosecond);
+
+// One paint of a gauge whose face is cached: the speedometer's needle, or a sky of twelve
+// satellites, at `width` pixels and pixel ratio `ratio`.
+void BM_PaintGauge(benchmark::State &state)
+{
+    const int width = static_cast<int>(state.range(0));
+    const qreal ratio = static_cast<qreal>(state.range(1));
+    const bool sky = state.range(2) != 0;
+    CSpeedometer speedometer;
+    speedometer.SetDigital(false);
+    speedometer.SetValue(57.3);
+    CSatelliteView satellites;
+    CSkyView view{9, 12, {}};
+    for (int i = 0; i < 12; ++i)
+        view.satellites.push_back({i + 1, 10 + 7 * i, 30 * i, 20 + 2 * i, i < 9});
+    satellites.SetSatellites(view);
+    CGauge &gauge = sky ? static_cast<CGauge &>(satellites) : speedometer;
+    gauge.resize(width, width);
+    QImage image(QSize(width, width) * ratio, QImage::Format_ARGB32_Premultiplied);
+    image.setDevicePixelRatio(ratio);
+    {
+        QPainter first(&image);
+        gauge.Render(first); // builds the face
+    }
+    for (auto _ : state) {
+        QPainter painter(&image);
+        gauge.Render(painter);
+    }
+    state.SetLabel(QStringLiteral("%1 %2 px at %3x")
+                       .arg(sky ? QStringLiteral("sky view") : QStringLiteral("speedometer"))
+                       .arg(width)
+                       .arg(ratio)
+                       .toStdString());
+}
+BENCHMARK(BM_PaintGauge)
+    ->Args({160, 1, 0})
+    ->Args({320, 2, 0})
+    ->Args({160, 1, 1})
+    ->Args({320, 2, 1})
+    ->Unit(benchmark::kMicrosecond);
 
 } // namespace
 

@@ -11,7 +11,7 @@ bool Has(const CFrameState &s, Feature f)
 } // namespace
 
 // clang-format off
-const std::array<CMenuEntry, 36> kMenuEntries = {{
+const std::array<CMenuEntry, 37> kMenuEntries = {{
     {kCmdConfigure, "GPS", "", "Configure...", false},
     {kCmdProgramChipset, "GPS", "", "Program CS", false},
     {kCmdAutoConnect, "GPS", "", "Auto Connect", true, true},
@@ -36,6 +36,7 @@ const std::array<CMenuEntry, 36> kMenuEntries = {{
     {kCmdAutoSync, "Tools", "", "Auto Sync", true},
     {kCmdSyncClock, "Tools", "", "Sync SysClock", false},
     {kCmdResetGauges, "Tools", "", "Reset Gauges", false, true},
+    {kCmdDigitalDashboard, "Tools", "", "Digital Dashboard", false},
     {kCmdSelectorAdvanced, "Tools", "File-Selector", "Advanced", true},
     {kCmdSelectorStandard, "Tools", "File-Selector", "Standard", true},
     {kCmdUnitsMetric, "Tools", "Units", "Metric", true},

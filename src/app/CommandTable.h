@@ -48,6 +48,7 @@ enum CommandId : int {
     kCmdStepOff = 32834,
     kCmdDisplayMode = 32907,
     kCmdAlarm = 32775,
+    kCmdDigitalDashboard = 32991, ///< ours: the digital dashboard, full screen
     kCmdAbout = 57664,
     kCmdHelp = 57670,
 };
@@ -112,7 +113,7 @@ struct CMenuEntry {
 };
 
 /// The menu bar from left to right, top to bottom.
-extern const std::array<CMenuEntry, 36> kMenuEntries;
+extern const std::array<CMenuEntry, 37> kMenuEntries;
 inline constexpr std::array<std::string_view, 4> kMenuTitles = {"GPS", "Log", "Nav", "Tools"};
 /// Tool bar buttons in order.
 inline constexpr std::array<int, 4> kToolBarCommands = {kCmdDisplayMode, kCmdStepOn, kCmdStepOff,

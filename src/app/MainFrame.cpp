@@ -11,6 +11,7 @@
 #include "app/SettingsKey.h"
 #include "dashboard/Dashboard.h"
 #include "dashboard/DataLogView.h"
+#include "dashboard/DigiDash.h"
 #include "dashboard/NightPalette.h"
 #include "dashboard/SkyView.h"
 #include "maps/MapView.h"
@@ -160,6 +161,8 @@ CMainFrame::~CMainFrame()
 {
     CloseSource();
     WriteSettings();
+    delete m_digiDash; // it reads the dashboard's instruments
+    m_digiDash = nullptr;
     delete takeCentralWidget();
 }
 
@@ -231,6 +234,9 @@ void CMainFrame::BuildCommands()
     m_actions[kCmdHelp]->setShortcut(QKeySequence::HelpContents);
     m_actions[kCmdHelp]->setShortcutContext(Qt::ApplicationShortcut);
     m_actions[kCmdQuit]->setShortcut(QKeySequence::Quit);
+    // Also from the digital dashboard's own window, to close it again.
+    m_actions[kCmdDigitalDashboard]->setShortcut(Qt::Key_F11);
+    m_actions[kCmdDigitalDashboard]->setShortcutContext(Qt::ApplicationShortcut);
 
     for (int id : {kCmdDisplayMode, kCmdStepOn, kCmdStepOff}) {
         auto *action = new QAction(this);
@@ -371,6 +377,9 @@ void CMainFrame::RunCommand(int id)
         break;
     case kCmdResetGauges:
         m_dashboard->ResetGauges();
+        break;
+    case kCmdDigitalDashboard:
+        ToggleDigitalDashboard();
         break;
     case kCmdAlarm:
         StartAlarm();
@@ -719,6 +728,27 @@ void CMainFrame::ToggleDisplayMode()
     m_listPage->SetNightMode(m_nightMode);
     m_dataPage->SetNightMode(m_nightMode);
     StyleNotice();
+}
+
+void CMainFrame::ToggleDigitalDashboard()
+{
+    if (m_digiDash == nullptr) {
+        m_digiDash = new CDigiDash(*m_dashboard, this);
+        m_digiDash->setWindowFlag(Qt::Window);
+        m_digiDash->setWindowTitle(tr("Digital Dashboard"));
+        connect(m_dashboard, &CDashboard::InstrumentsChanged, m_digiDash, [this] {
+            if (m_digiDash->isVisible())
+                m_digiDash->Refresh();
+        });
+        connect(m_digiDash, &CDigiDash::Closed, this, [this] { activateWindow(); });
+    }
+    if (m_digiDash->isVisible()) {
+        m_digiDash->close();
+        return;
+    }
+    m_digiDash->Refresh();
+    m_digiDash->showFullScreen();
+    m_digiDash->activateWindow();
 }
 
 void CMainFrame::StartAlarm()

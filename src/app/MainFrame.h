@@ -15,6 +15,7 @@
 
 class CDashboard;
 class CDataLogView;
+class CDigiDash;
 class CFixSound;
 class CGPSData;
 class CGPSSheet;
@@ -74,6 +75,8 @@ public:
     [[nodiscard]] CMapView *GetMapView() const { return m_mapView; }
     [[nodiscard]] CGPSData *GetListPage() const { return m_listPage; }
     [[nodiscard]] CDataLogView *GetDataPage() const { return m_dataPage; }
+    /// The digital dashboard; null until it was first opened.
+    [[nodiscard]] CDigiDash *GetDigitalDashboard() const { return m_digiDash; }
     [[nodiscard]] const CNMEAParser &GetParser() const { return m_consumer.m_parser; }
     [[nodiscard]] CRecordingRules &GetRecordingRules() { return m_consumer.m_rules; }
     [[nodiscard]] CSerialSettings &GetSerialSettings() { return m_serialSettings; }
@@ -119,6 +122,7 @@ private:
     void SetProjection(CoordinateFormat projection);
     void SetAdvancedFileSelector(bool advanced);
     void ToggleDisplayMode();
+    void ToggleDigitalDashboard();
     void StartAlarm();
     void Quit();
 
@@ -156,5 +160,6 @@ private:
     int m_proximityChecks = 0;
     qint64 m_lastIdleReset = -1;
     QTimer *m_alarm = nullptr;
+    CDigiDash *m_digiDash = nullptr; // a window of its own, made when first opened
     int m_alarmCount = 0;
 };

@@ -6,6 +6,7 @@
 #include "app/MainFrame.h"
 #include "app/MessageBox.h"
 #include "app/SettingsKey.h"
+#include "dashboard/DigiDash.h"
 
 #include <QApplication>
 #include <QCommandLineParser>
@@ -63,9 +64,13 @@ void InstallSignalHandlers(CMainFrame &frame)
         sigaction(signal, &action, nullptr);
 }
 
+// The sheet's pages in tab order, then the digital dashboard over the Dashboard page.
+constexpr int kDigitalDashboard = 4;
+
 int PageNamed(const QString &name)
 {
-    static const std::array<const char *, 4> names = {"dashboard", "map", "list", "data"};
+    static const std::array<const char *, 5> names = {"dashboard", "map", "list", "data",
+                                                      "digital"};
     for (std::size_t i = 0; i < names.size(); ++i)
         if (name.compare(QLatin1String(names[i]), Qt::CaseInsensitive) == 0)
             return static_cast<int>(i);
@@ -181,9 +186,10 @@ int CVeloranApp::Run(int argc, char **argv)
     const QCommandLineOption record(QStringLiteral("record"),
                                     QStringLiteral("Record the received lines into FILE."),
                                     QStringLiteral("FILE"));
-    const QCommandLineOption page(QStringLiteral("page"),
-                                  QStringLiteral("Page to show: dashboard, map, list or data."),
-                                  QStringLiteral("PAGE"));
+    const QCommandLineOption page(
+        QStringLiteral("page"),
+        QStringLiteral("Page to show: dashboard, map, list, data, or the digital dashboard."),
+        QStringLiteral("PAGE"));
     const QCommandLineOption screenshot(
         QStringLiteral("screenshot"),
         QStringLiteral(
@@ -230,7 +236,7 @@ int CVeloranApp::Run(int argc, char **argv)
     if (parser.isSet(page)) {
         options.page = PageNamed(parser.value(page));
         if (options.page < 0)
-            return Fail(QStringLiteral("--page wants dashboard, map, list or data"));
+            return Fail(QStringLiteral("--page wants dashboard, map, list, data or digital"));
     }
     options.screenshot = parser.value(screenshot);
     options.quitAfterReplay = parser.isSet(quitAfterReplay);
@@ -246,7 +252,8 @@ int CVeloranApp::Run(int argc, char **argv)
     auto frame = std::make_unique<CMainFrame>();
     InstallSignalHandlers(*frame);
     if (options.page >= 0)
-        frame->GetSheet()->setCurrentIndex(options.page);
+        frame->GetSheet()->setCurrentIndex(options.page == kDigitalDashboard ? kPageDashboard
+                                                                             : options.page);
     if (!options.port.isEmpty())
         frame->SetPortOverride(options.port);
     if (options.replayDelay)
@@ -257,7 +264,11 @@ int CVeloranApp::Run(int argc, char **argv)
     auto takeScreenshot = [&frame, file = options.screenshot] {
         // Pages repaint on a short timer of their own; let the last lines reach the screen.
         QTimer::singleShot(kScreenshotSettleMs, frame.get(), [&frame, file] {
-            if (!frame->grab().save(file, "PNG"))
+            QWidget *shown =
+                frame->GetDigitalDashboard() != nullptr && frame->GetDigitalDashboard()->isVisible()
+                    ? static_cast<QWidget *>(frame->GetDigitalDashboard())
+                    : frame.get();
+            if (!shown->grab().save(file, "PNG"))
                 ShowError(frame.get(), QStringLiteral("Cannot write the screenshot."), file);
             frame->RunCommand(kCmdQuit);
         });
@@ -276,6 +287,8 @@ int CVeloranApp::Run(int argc, char **argv)
     if (parser.isSet(startupProbe))
         frame->GetSheet()->currentWidget()->installEventFilter(&probe);
     frame->show();
+    if (options.page == kDigitalDashboard)
+        frame->RunCommand(kCmdDigitalDashboard);
     // Opening a source waits for the window, as the design of auto-connect does; the recording
     // is opened only once its source is, so a failed start leaves an older file alone.
     QTimer::singleShot(0, frame.get(), [&, takeScreenshot] {

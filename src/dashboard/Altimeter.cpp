@@ -1,35 +1,140 @@
 #include "dashboard/Altimeter.h"
 
+#include "nmea/Numbers.h"
+
+#include <QDialog>
+#include <QDialogButtonBox>
+#include <QDoubleSpinBox>
+#include <QFontMetricsF>
+#include <QFormLayout>
+#include <QPainter>
+
+#include <algorithm>
+#include <cmath>
+
+namespace
+{
+
+const char *const kOffsetBox = "offset";
+const char *const kShownOffset = "shownOffset";
+
+// Far beyond any error of a receiver's height, and still a short number in the box.
+constexpr double kOffsetLimit = 9999.9;
+
+} // namespace
+
 CAltimeter::CAltimeter(QWidget *parent)
     : CScaleGauge(tr("Altitude"), parent)
 {
     SetScale(10, 10, 10);
+    StoreMode(kModeMetric);
+    SetDigitalCapable(true);
+    SetUnitLabel(QStringLiteral("m"));
+    SetModeNames({tr("Metric"), tr("Imperial")});
+    SetActionNames({tr("Correction Offset")});
+    SetShowsFix(true);
 }
 
 void CAltimeter::SetValue(double metres)
 {
     m_metres = metres;
-    CScaleGauge::SetValue(metres + m_offset);
+    Show();
 }
 
 void CAltimeter::SetMode(int mode)
 {
+    // No nautical heights: the altimeter keeps its unit at sea.
+    if (mode != kModeMetric && mode != kModeImperial)
+        return;
+    SetModeQuiet(mode);
     CScaleGauge::SetMode(mode);
+    Show();
 }
 
 void CAltimeter::SetModeQuiet(int mode)
 {
+    if (mode != kModeMetric && mode != kModeImperial)
+        return;
     CScaleGauge::SetModeQuiet(mode);
+    SetUnitLabel(mode == kModeImperial ? QStringLiteral("ft") : QStringLiteral("m"));
 }
 
 void CAltimeter::SetOffset(double metres)
 {
     m_offset = metres;
+    Show();
 }
 
-void CAltimeter::OnAction(int) {}
+void CAltimeter::OnAction(int index)
+{
+    if (index != 1)
+        return;
+    const std::unique_ptr<QDialog> dialog = CreateOffsetDialog(this);
+    if (dialog->exec() == QDialog::Accepted)
+        AcceptOffsetDialog(*dialog);
+}
 
 QString CAltimeter::GetValueText() const
 {
-    return CScaleGauge::GetValueText();
+    return QString::fromStdString(FormatC("%.1f ", GetValue())) + GetUnitLabel();
+}
+
+QStringList CAltimeter::InfoItems() const
+{
+    QStringList items{GetValueText()};
+    if (m_offset != 0.0)
+        items << tr("Offset %1 %2")
+                     .arg(QString::fromStdString(FormatC("%+.1f", InUnit(m_offset))),
+                          GetUnitLabel());
+    return items;
+}
+
+QString CAltimeter::FormatDigital() const
+{
+    const double v = GetValue();
+    return QString::fromStdString(FormatC(std::fabs(v) < 1000 ? "%.1f" : "%.0f", v));
+}
+
+std::unique_ptr<QDialog> CAltimeter::CreateOffsetDialog(QWidget *parent) const
+{
+    auto dialog = std::make_unique<QDialog>(parent);
+    dialog->setWindowTitle(tr("Correction Offset"));
+    auto *box = new QDoubleSpinBox(dialog.get());
+    box->setObjectName(QString::fromLatin1(kOffsetBox));
+    box->setDecimals(1);
+    box->setRange(-kOffsetLimit, kOffsetLimit);
+    box->setSingleStep(1.0);
+    box->setSuffix(QLatin1Char(' ') + GetUnitLabel());
+    box->setValue(InUnit(m_offset));
+    box->setProperty(kShownOffset, box->value());
+    auto *buttons =
+        new QDialogButtonBox(QDialogButtonBox::Ok | QDialogButtonBox::Cancel, dialog.get());
+    QObject::connect(buttons, &QDialogButtonBox::accepted, dialog.get(), &QDialog::accept);
+    QObject::connect(buttons, &QDialogButtonBox::rejected, dialog.get(), &QDialog::reject);
+    auto *layout = new QFormLayout(dialog.get());
+    layout->addRow(tr("Added to the height:"), box);
+    layout->addRow(buttons);
+    return dialog;
+}
+
+void CAltimeter::AcceptOffsetDialog(const QDialog &dialog)
+{
+    const auto *box = dialog.findChild<QDoubleSpinBox *>(QString::fromLatin1(kOffsetBox));
+    if (box == nullptr)
+        return;
+    // Confirmed unchanged, an offset that had more decimals than the box keeps them.
+    const double value = box->value();
+    if (value == box->property(kShownOffset).toDouble())
+        return;
+    SetOffset(GetMode() == kModeImperial ? value * kMetresPerFoot : value);
+}
+
+double CAltimeter::InUnit(double metres) const
+{
+    return GetMode() == kModeImperial ? metres / kMetresPerFoot : metres;
+}
+
+void CAltimeter::Show()
+{
+    CScaleGauge::SetValue(InUnit(m_metres + m_offset));
 }

@@ -2,11 +2,18 @@
 
 #include "dashboard/Gauge.h"
 
+#include <memory>
+
+class QDialog;
+
 /// Height above sea level plus the user's correction ("Altitude"), in metres or feet.
 class CAltimeter : public CScaleGauge
 {
     Q_OBJECT
 public:
+    enum Mode { kModeMetric = 1, kModeImperial = 2 };
+    static constexpr double kMetresPerFoot = 0.3048;
+
     explicit CAltimeter(QWidget *parent = nullptr);
 
     /// Height in metres, as the receiver gives it; shown with the offset, in the mode's unit.
@@ -16,11 +23,26 @@ public:
     /// The correction added to every height, in metres ("AltimeterOffset").
     void SetOffset(double metres);
     [[nodiscard]] double GetOffset() const { return m_offset; }
+    /// The height last received, in metres, without the offset.
+    [[nodiscard]] double GetHeight() const { return m_metres; }
     /// "Correction Offset": a small dialog for the offset.
     void OnAction(int index) override;
     [[nodiscard]] QString GetValueText() const override;
+    /// The value text, and the offset when there is one.
+    [[nodiscard]] QStringList InfoItems() const override;
+    /// Tenths below a thousand, whole units above.
+    [[nodiscard]] QString FormatDigital() const override;
+
+    /// The "Correction Offset" dialog, holding the offset in the mode's unit; OnAction runs it.
+    [[nodiscard]] std::unique_ptr<QDialog> CreateOffsetDialog(QWidget *parent) const;
+    /// Takes the offset from an accepted dialog of CreateOffsetDialog.
+    void AcceptOffsetDialog(const QDialog &dialog);
 
 private:
+    /// Metres in the mode's unit.
+    [[nodiscard]] double InUnit(double metres) const;
+    void Show();
+
     double m_offset = 0.0;
     double m_metres = 0.0;
 };

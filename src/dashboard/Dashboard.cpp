@@ -240,11 +240,13 @@ void CDashboard::UpdateFreshness()
 
 void CDashboard::SetUnits(UnitSystem units, bool altimeterToo)
 {
-    m_speedometer->SetMode(ToNumber(units));
-    m_mileage->SetMode(ToNumber(units));
+    // A mode change converts the shown value: only a real change may.
+    const int mode = ToNumber(units);
+    for (CGauge *gauge : {static_cast<CGauge *>(m_speedometer), static_cast<CGauge *>(m_mileage),
+                          altimeterToo ? static_cast<CGauge *>(m_altimeter) : nullptr})
+        if (gauge != nullptr && gauge->GetMode() != mode)
+            gauge->SetMode(mode);
     m_compass->SetUnits(units);
-    if (altimeterToo)
-        m_altimeter->SetMode(ToNumber(units));
 }
 
 std::optional<UnitSystem> CDashboard::GetUnits() const

@@ -2,6 +2,7 @@
 
 #include <QApplication>
 #include <QContextMenuEvent>
+#include <QFontMetricsF>
 #include <QMenu>
 #include <QMouseEvent>
 #include <QPainter>
@@ -23,6 +24,8 @@ const QColor kTurnNumber(255, 0, 0);
 const QColor kDigitalFaceText(0, 102, 204);
 const QColor kStalePart(150, 150, 150);
 const QColor kNoFix(200, 90, 0);
+// The radius of the dials in the top row of the design page is 39, of the large one 79.
+constexpr int kSmallDialRadius = 60;
 
 QString Text(const std::string &s)
 {
@@ -257,17 +260,28 @@ void CGauge::DrawStatus(QPainter &painter)
         painter.setFont(GaugeFont(DesignRadius() / 2));
         painter.setPen(kStalePart);
         painter.drawText(rect(), Qt::AlignCenter, QStringLiteral("---"));
-    } else if (m_freshness == GaugeFreshness::Stale) {
-        painter.setFont(GaugeFont(std::max(4, DesignRadius() / 6)));
-        painter.setPen(kStalePart);
-        painter.drawText(QRect(0, r + r / 3, width(), r / 2), Qt::AlignCenter,
-                         tr("%1 s").arg(m_ageSeconds));
+        return;
     }
-    if (m_noFix && m_freshness != GaugeFreshness::Gone) {
-        painter.setFont(GaugeFont(std::max(4, DesignRadius() / 6), 600));
-        painter.setPen(kNoFix);
-        painter.drawText(QRect(0, r / 6, width(), r / 2), Qt::AlignCenter, tr("NO FIX"));
-    }
+    QStringList words;
+    if (m_noFix)
+        words << tr("NO FIX");
+    if (m_freshness == GaugeFreshness::Stale)
+        words << tr("%1 s").arg(m_ageSeconds);
+    if (words.isEmpty())
+        return;
+    // One opaque badge low on the face, over whatever lies there: a fault must read at a glance.
+    const QString text = words.join(QStringLiteral("  "));
+    const QFont font = FittedFont(text, std::max(4, DesignRadius() / 6), 1.2 * r, 600);
+    const QFontMetricsF metrics(font);
+    const double w = metrics.horizontalAdvance(text) + metrics.height();
+    const double h = metrics.height() * 1.2;
+    const QRectF badge(r + 1 - w / 2, r + 0.45 * r - h / 2, w, h);
+    const QColor colour = m_noFix ? kNoFix : kStalePart;
+    painter.setPen(QPen(colour, std::max(1.0, r / 60.0)));
+    painter.setBrush(Qt::white);
+    painter.drawRoundedRect(badge, h / 3, h / 3);
+    painter.setFont(font);
+    painter.drawText(badge, Qt::AlignCenter, text);
 }
 
 void CGauge::paintEvent(QPaintEvent *)
@@ -320,9 +334,20 @@ void CGauge::DrawDial(QPainter &painter)
 
 void CGauge::DrawDigital(QPainter &painter)
 {
-    painter.setFont(GaugeFont(DesignRadius() / 2));
+    const QString text = FormatDigital();
+    painter.setFont(FittedFont(text, DesignRadius() / 2, 1.6 * m_radius));
     painter.setPen(PartColour(Qt::black));
-    painter.drawText(rect(), Qt::AlignCenter, FormatDigital());
+    painter.drawText(rect(), Qt::AlignCenter, text);
+}
+
+QFont CGauge::FittedFont(const QString &text, int points, double room, int weight) const
+{
+    // The read-out's type is sized for four characters; longer texts must stay off the ticks.
+    QFont font = GaugeFont(points, weight);
+    const double width = QFontMetricsF(font).horizontalAdvance(text);
+    if (width > room)
+        font.setPixelSize(std::max(1, static_cast<int>(font.pixelSize() * room / width)));
+    return font;
 }
 
 void CGauge::DrawBackground(QPainter &painter)
@@ -437,7 +462,9 @@ void CScaleGauge::DrawScale(QPainter &painter)
     painter.setPen(Qt::black);
     const double at = 0.55 * r;
     const int box = r / 3;
-    for (int k = 0; k < group; ++k) {
+    // A small dial has room for every other number only.
+    const int step = DesignRadius() < kSmallDialRadius ? 2 : 1;
+    for (int k = 0; k < group; k += step) {
         const double a = k * m_scale.range * m_scale.anglePerUnit;
         const QPointF centre(r + at * std::sin(a), r + at * std::cos(a));
         painter.drawText(QRectF(centre.x() - box, centre.y() - box / 2.0, 2 * box, box),

@@ -131,6 +131,9 @@ protected:
     void CopyPageBackground(QPainter &painter);
     /// A font of `points` on the design page, scaled with the gauge; weight 400 or 600.
     [[nodiscard]] QFont GaugeFont(int points, int weight = 400) const;
+    /// GaugeFont(points, weight), smaller where needed for `text` to fit `room` pixels.
+    [[nodiscard]] QFont FittedFont(const QString &text, int points, double room,
+                                   int weight = 400) const;
     /// The radius the gauge has on its design page; point sizes are computed from it.
     [[nodiscard]] int DesignRadius() const;
     /// A moving part's colour: as given while the feed is live, grey once it is stale.

@@ -13,7 +13,9 @@ class CMileage
 public:
     static constexpr double kMovingKmh = 1.0;
 
-    /// A sample with a fix.
+    /// A sample with a fix. The leg from the previous sample counts when this one moves; a
+    /// sample from another kind of source (live after replayed or back), or one older than the
+    /// previous (another log), starts afresh without a leg.
     void AddSample(const CGeoPosition &position, std::time_t time, double speedKmh, bool replay);
     void ResetTrip();
     void ResetTotal();
@@ -22,7 +24,12 @@ public:
     [[nodiscard]] double GetTotalMetres() const { return m_total; }
 
 private:
-    std::optional<CGeoPosition> m_last;
+    struct Anchor {
+        CGeoPosition position;
+        std::time_t time = 0;
+        bool replay = false;
+    };
+    std::optional<Anchor> m_last;
     double m_trip = 0.0;
     double m_total = 0.0;
 };

@@ -11,6 +11,9 @@ class CMileageCounter : public CScaleGauge
 {
     Q_OBJECT
 public:
+    enum Mode { kModeMetric = 1, kModeImperial = 2, kModeNautic = 3 };
+    enum Action { kActionResetTrip = 1, kActionResetTotal = 2 };
+
     explicit CMileageCounter(QWidget *parent = nullptr);
 
     /// One position/time sample with a fix and the receiver's speed; replayed samples count
@@ -25,8 +28,17 @@ public:
     void OnAction(int index) override;
     /// Reset Gauges leaves the mileage alone.
     void Reset() override;
+    /// The trip.
     [[nodiscard]] QString GetValueText() const override;
+    /// The trip and the total.
+    [[nodiscard]] QStringList InfoItems() const override;
+
+    /// Metres in the mode's unit.
+    [[nodiscard]] double InUnit(double metres) const;
 
 private:
+    void Show();
+    [[nodiscard]] QString DistanceText(double metres) const;
+
     CMileage m_mileage;
 };

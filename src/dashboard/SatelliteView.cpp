@@ -1,8 +1,39 @@
 #include "dashboard/SatelliteView.h"
 
+#include <QPainter>
+
+#include <cmath>
+#include <numbers>
+
+namespace
+{
+
+const QColor kGrid(153, 153, 153);
+const QColor kLabel(0, 0, 0);
+
+// The plot's coordinates name pixels, as the sky offsets do; a 1-pixel line through a pixel's
+// centre stays sharp.
+QPointF Pixel(double x, double y)
+{
+    return {x + 0.5, y + 0.5};
+}
+
+// Text over the grid: the lines stop short of it.
+void DrawLabel(QPainter &painter, const QRectF &box, const QString &text)
+{
+    const QRectF bounds =
+        painter.fontMetrics().boundingRect(box.toRect(), Qt::AlignCenter, text).toRectF();
+    painter.fillRect(bounds.adjusted(-1, 0, 1, 0), Qt::white);
+    painter.drawText(box, Qt::AlignCenter, text);
+}
+
+} // namespace
+
 CSatelliteView::CSatelliteView(QWidget *parent)
     : CGauge(tr("Satellites"), parent)
 {
+    StoreMode(kModeSignal);
+    SetModeNames({tr("Signal To Noise Ratio"), tr("Pseudo Random Noise ID")});
 }
 
 void CSatelliteView::SetSatellites(const CSkyView &view)
@@ -23,9 +54,97 @@ QString CSatelliteView::GetValueText() const
                   : tr("No Satellites in view");
 }
 
+int CSatelliteView::GridLabelPoints() const
+{
+    return RoundHalfUp(std::sqrt(DesignRadius()));
+}
+
+int CSatelliteView::SatelliteLabelPoints() const
+{
+    return RoundHalfUp(std::sqrt(DesignRadius()) - 2);
+}
+
 void CSatelliteView::DrawBackground(QPainter &painter)
 {
     CopyPageBackground(painter);
+    const int radius = GetRadius();
+    const int c = radius;
+    painter.save();
+    painter.setPen(QPen(kGrid, 1));
+    painter.setBrush(Qt::NoBrush);
+    // Elevation 60 and 30.
+    for (int k = 1; k <= 2; ++k) {
+        const double r = k * (radius / 3);
+        painter.drawEllipse(Pixel(c, c), std::floor(r + 0.5), std::floor(r + 0.5));
+    }
+    // Spokes every 30 degrees.
+    for (int j = 0; j < 6; ++j) {
+        const double a = j * (-std::numbers::pi / 6);
+        const int dx = RoundHalfUp(radius * std::sin(a));
+        const int dy = RoundHalfUp(radius * std::cos(a));
+        painter.drawLine(Pixel(c + dx, c + dy), Pixel(c - dx, c - dy));
+    }
+    const int points = GridLabelPoints();
+    if (points >= kSmallestLabel) {
+        painter.setFont(GaugeFont(points));
+        painter.setPen(kLabel);
+        const double half = painter.fontMetrics().height() / 2.0;
+        // Tens of degrees of azimuth, on every other spoke at 5/6 of the radius; the ends at
+        // j x -30 degrees, and their mirrors, are these azimuths.
+        struct Ends {
+            int j;
+            const char *near, *far;
+        };
+        constexpr Ends ends[] = {{0, "S", "N"}, {2, "24", "6"}, {4, "30", "12"}};
+        for (const Ends &e : ends) {
+            const double a = e.j * (-std::numbers::pi / 6);
+            const double dx = 5.0 * radius / 6 * std::sin(a);
+            const double dy = 5.0 * radius / 6 * std::cos(a);
+            for (const auto &[sign, text] : {std::pair{1, e.near}, std::pair{-1, e.far}}) {
+                const QPointF at = Pixel(c + sign * dx, c + sign * dy);
+                DrawLabel(painter, QRectF(at.x() - radius, at.y() - half, 2.0 * radius, 2 * half),
+                          QString::fromLatin1(text));
+            }
+        }
+        // Elevations of the rings, on the west spoke.
+        const double third = radius / 3.0;
+        for (const auto &[distance, text] : {std::pair{third, "60"}, std::pair{2 * third, "30"}}) {
+            const QPointF at = Pixel(c - distance, c);
+            DrawLabel(painter, QRectF(at.x() - third, at.y() - half, 2 * third, 2 * half),
+                      QString::fromLatin1(text));
+        }
+    }
+    painter.restore();
 }
 
-void CSatelliteView::DrawAnalog(QPainter &) {}
+void CSatelliteView::DrawAnalog(QPainter &painter)
+{
+    if (!m_view)
+        return;
+    const int radius = GetRadius();
+    const int c = radius;
+    const int h = radius / 11;
+    const bool labels = SatelliteLabelPoints() >= kSmallestLabel;
+    painter.save();
+    if (labels)
+        painter.setFont(GaugeFont(SatelliteLabelPoints()));
+    // Only the signal greys when the report is old: which satellites were used, and their
+    // labels, stay readable on the grey.
+    const QPen outline(Qt::black, 1);
+    for (const CSkySatellite &s : m_view->satellites) {
+        const CPoint at = SkyOffset(s.elevation, s.azimuth, radius);
+        const CRgb colour = SignalColour(s.snr * 0.02);
+        painter.setBrush(PartColour(QColor(colour.r, colour.g, colour.b)));
+        painter.setPen(s.used ? outline : Qt::NoPen);
+        // The pen runs along the disc's outermost pixels; without it the fill reaches them.
+        const double r = s.used ? h : h + 0.5;
+        painter.drawEllipse(Pixel(c + at.x, c + at.y), r, r);
+        if (labels) {
+            painter.setPen(Qt::black);
+            painter.drawText(QRectF(c + at.x - h, c + at.y - h, 2 * h + 2, 2 * h + 1),
+                             Qt::AlignCenter,
+                             QString::number(GetMode() == kModeNumber ? s.prn : s.snr));
+        }
+    }
+    painter.restore();
+}

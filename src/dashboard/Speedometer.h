@@ -8,6 +8,8 @@ class CSpeedometer : public CScaleGauge
 {
     Q_OBJECT
 public:
+    enum Mode { kModeMetric = 1, kModeImperial = 2, kModeNautic = 3 };
+
     explicit CSpeedometer(QWidget *parent = nullptr);
 
     /// Speed in km/h, shown in the mode's unit.
@@ -17,4 +19,7 @@ public:
     void SetModeQuiet(int mode) override;
     [[nodiscard]] QString GetValueText() const override;
     [[nodiscard]] QString FormatDigital() const override;
+
+private:
+    void SetUnitLabelFor(int mode);
 };

@@ -1,0 +1,434 @@
+#include "dashboard/Altimeter.h"
+#include "dashboard/MileageCounter.h"
+#include "dashboard/SatelliteView.h"
+#include "dashboard/Speedometer.h"
+#include "geo/Distance.h"
+#include "nmea/NMEAParser.h"
+#include "ui/UiTestUtils.h"
+
+#include <QApplication>
+#include <QDialog>
+#include <QDialogButtonBox>
+#include <QDoubleSpinBox>
+#include <QImage>
+#include <QPainter>
+#include <QPushButton>
+#include <QTimer>
+
+#include <cmath>
+#include <fstream>
+#include <memory>
+#include <numbers>
+#include <string>
+
+namespace
+{
+
+QImage Render(CGauge &gauge, int width, double ratio = 1.0)
+{
+    gauge.resize(width, width);
+    QImage image(gauge.size() * ratio, QImage::Format_ARGB32_Premultiplied);
+    image.setDevicePixelRatio(ratio);
+    QPainter painter(&image);
+    gauge.Render(painter);
+    return image;
+}
+
+// The pixel under a point of the gauge, whatever the image's pixel ratio.
+QColor At(const QImage &image, double x, double y)
+{
+    const double ratio = image.devicePixelRatio();
+    return image.pixelColor(static_cast<int>(x * ratio), static_cast<int>(y * ratio));
+}
+
+bool Dark(const QColor &c)
+{
+    return c.red() < 110 && c.green() < 110 && c.blue() < 110;
+}
+
+bool Near(const QColor &a, const QColor &b, int tolerance)
+{
+    return std::abs(a.red() - b.red()) <= tolerance && std::abs(a.green() - b.green()) <= tolerance
+           && std::abs(a.blue() - b.blue()) <= tolerance;
+}
+
+QString Menu(const CGauge &gauge)
+{
+    QStringList texts;
+    for (const CGaugeMenuEntry &e : gauge.MenuEntries())
+        texts << e.text;
+    return texts.join(QStringLiteral(" | "));
+}
+
+class InstrumentsTest : public CUiTest
+{
+};
+
+} // namespace
+
+// Each row acts on the same speedometer, in order: a mode, or else a speed in km/h.
+TEST_F(InstrumentsTest, SpeedometerModesConvertBackWithTheExactFactors)
+{
+    struct Step {
+        int mode;
+        double kmh, shown;
+        const char *digital, *text, *unit, *legend;
+    };
+    const Step steps[] = {
+        {0, 100, 100, "100.0", "100 km/h", "km/h", "km/h as received"},
+        {2, 0, 62.138818119679364, "62.1", "62.1388 mph", "mph", "to miles"},
+        {1, 0, 100.00273410799727, "100.0", "100.003 km/h", "km/h", "back with 1.609344"},
+        {3, 0, 53.99715664578686, "54.0", "53.9972 knots", "knots", "to knots"},
+        {1, 0, 100.00273410799727, "100.0", "100.003 km/h", "km/h", "back with 1.852"},
+        {1, 0, 100.00273410799727, "100.0", "100.003 km/h", "km/h", "the same mode: no change"},
+        {3, 0, 53.99715664578686, "54.0", "53.9972 knots", "knots", "to knots again"},
+        {2, 0, 62.140517062074984, "62.1", "62.1405 mph", "mph", "knots to miles"},
+        {0, 0, 0, "0.0", "0 mph", "mph", "stopped"},
+        {7, 0, 0, "0.0", "0 knots", "mph", "a mode beyond the three: stored, label kept"},
+    };
+    CSpeedometer speed;
+    EXPECT_TRUE(speed.IsDigital());
+    for (const Step &s : steps) {
+        SCOPED_TRACE(s.legend);
+        if (s.mode != 0)
+            speed.SetMode(s.mode);
+        else
+            speed.SetValue(s.kmh);
+        EXPECT_NEAR(speed.GetValue(), s.shown, 1e-12);
+        EXPECT_EQ(speed.FormatDigital(), s.digital);
+        EXPECT_EQ(speed.GetValueText(), s.text);
+        EXPECT_EQ(speed.GetUnitLabel(), s.unit);
+    }
+    speed.SetMode(0);
+    EXPECT_EQ(speed.GetMode(), 7);
+    speed.SetModeQuiet(2);
+    EXPECT_EQ(speed.GetUnitLabel(), "mph");
+}
+
+// Looked at 0.4 of the radius out (clear of hub, numbers and unit), the needle lies along the
+// direction NeedleAt gives, and not a quarter or half turn from it.
+TEST_F(InstrumentsTest, NeedlePointsAtTheValueOnEveryRange)
+{
+    struct Case {
+        bool altimeter;
+        int mode;
+        double input; // km/h or metres
+        int range;
+        const char *legend;
+    };
+    const Case cases[] = {
+        {false, 1, 25, 10, "a quarter turn: left"}, {false, 1, 50, 10, "half a turn: up"},
+        {false, 1, 130, 10, "past one turn"},       {false, 2, 100, 10, "62 mph"},
+        {false, 1, 2500, 100, "turns of 1000"},     {true, 1, 520, 10, "5 turns of 100 m and 20"},
+        {true, 1, 1250, 100, "turns of 1000 m"},    {true, 2, 762, 100, "2500 ft"},
+    };
+    for (const Case &c : cases) {
+        SCOPED_TRACE(c.legend);
+        std::unique_ptr<CScaleGauge> gauge;
+        if (c.altimeter)
+            gauge = std::make_unique<CAltimeter>();
+        else
+            gauge = std::make_unique<CSpeedometer>();
+        gauge->SetDigital(false);
+        gauge->SetMode(c.mode);
+        gauge->SetValue(c.input);
+        EXPECT_EQ(gauge->GetScale().range, c.range);
+        const QImage image = Render(*gauge, 160);
+        const int r = gauge->GetRadius();
+        const CNeedle n = NeedleAt(gauge->GetValue(), gauge->GetScale(), 10, r);
+        const double along = std::atan2(n.tip.x - r, n.tip.y - r);
+        for (int quarter = 0; quarter < 4; ++quarter) {
+            const double a = along + quarter * std::numbers::pi / 2;
+            EXPECT_EQ(Dark(At(image, r + 0.4 * r * std::sin(a), r + 0.4 * r * std::cos(a))),
+                      quarter == 0)
+                << quarter << " quarter turns from the needle";
+        }
+    }
+}
+
+// Five characters at the read-out's size would run into the ticks.
+TEST_F(InstrumentsTest, DigitalReadOutStaysInsideTheDial)
+{
+    CSpeedometer speed;
+    speed.SetValue(188.8);
+    for (const int width : {80, 160}) {
+        const QImage image = Render(speed, width);
+        const int r = speed.GetRadius();
+        double widest = 0;
+        for (int y = r - r / 6; y <= r + r / 6; ++y)
+            for (int x = 0; x < width; ++x)
+                if (std::abs(x + 0.5 - r) < 0.86 * r && Dark(image.pixelColor(x, y)))
+                    widest = std::max(widest, std::abs(x + 0.5 - r));
+        EXPECT_GT(widest, 0.5 * r) << width;
+        EXPECT_LT(widest, 0.82 * r) << width;
+    }
+}
+
+TEST_F(InstrumentsTest, SatellitesSitWhereTheSkyPutsThem)
+{
+    struct Case {
+        int elevation, azimuth, dx, dy; // the offset in radii
+        double ratio;
+        const char *legend;
+    };
+    const Case cases[] = {
+        {90, 217, 0, 0, 1, "zenith at the centre, whatever the azimuth"},
+        {0, 90, 1, 0, 1, "east on the rim to the right"},
+        {0, 0, 0, -1, 1, "north at the top"},
+        {0, 90, 1, 0, 2, "east at a pixel ratio of 2"},
+    };
+    for (const Case &c : cases) {
+        SCOPED_TRACE(c.legend);
+        CSatelliteView view;
+        view.SetSatellites({1, 1, {{7, c.elevation, c.azimuth, 50, false}}});
+        const QImage image = Render(view, 160, c.ratio);
+        const int r = view.GetRadius();
+        const CPoint p = SkyOffset(c.elevation, c.azimuth, r);
+        ASSERT_EQ(p, (CPoint{c.dx * r, c.dy * r}));
+        // Inside the disc, off its label, towards the image's inside.
+        const double inward = p.y < 0 ? r / 11 - 1 : 1 - r / 11;
+        EXPECT_EQ(At(image, r + p.x + 0.5, r + p.y + inward + 0.5), QColor(0, 255, 0));
+        if (p.x != 0 || p.y != 0) {
+            EXPECT_NE(At(image, r - p.x + 0.5, r - p.y - inward + 0.5), QColor(0, 255, 0));
+        }
+    }
+}
+
+TEST_F(InstrumentsTest, SignalColoursAndOutlines)
+{
+    struct Case {
+        int snr;
+        bool used, stale;
+        QColor fill;
+        const char *legend;
+    };
+    const Case cases[] = {
+        {0, false, false, {255, 0, 0}, "no signal: red"},
+        {20, true, false, {255, 193, 0}, "20 dB: between orange and yellow"},
+        {45, false, false, {40, 255, 0}, "45 dB: nearly green"},
+        {60, true, false, {0, 255, 0}, "60 dB: green, not beyond the ramp"},
+        {45, true, true, {150, 150, 150}, "an old report: grey, still outlined"},
+    };
+    for (const Case &c : cases) {
+        SCOPED_TRACE(c.legend);
+        CSatelliteView view;
+        view.SetSatellites({1, 1, {{7, 45, 45, c.snr, c.used}}});
+        if (c.stale)
+            view.SetFreshness(GaugeFreshness::Stale, 5, false);
+        for (const int width : {80, 160}) {
+            SCOPED_TRACE(width);
+            const QImage image = Render(view, width);
+            const int r = view.GetRadius();
+            const int h = r / 11;
+            const int x = r + SkyOffset(45, 45, r).x;
+            const int y = r + SkyOffset(45, 45, r).y;
+            EXPECT_EQ(image.pixelColor(x, y - h + 1), c.fill);
+            // The disc's outermost pixels: the outline, or the (smoothed) fill without one.
+            for (const QPoint edge : {QPoint(x - h, y), QPoint(x + h, y), QPoint(x, y - h)}) {
+                const QColor e = image.pixelColor(edge);
+                EXPECT_TRUE(c.used ? Dark(e) : Near(e, c.fill, 40)) << e.name().toStdString();
+            }
+        }
+    }
+}
+
+// Labels of 7 points and more only; the sizes follow the radius on the design page.
+TEST_F(InstrumentsTest, LabelsOnlyWhereTheyRead)
+{
+    struct Case {
+        int width, designWidth;
+        bool gridLabels, satelliteLabels;
+        const char *legend;
+    };
+    const Case cases[] = {
+        {80, 0, false, false, "radius 39: none"},
+        {160, 80, false, false, "a small dial drawn large keeps its design"},
+        {100, 0, true, false, "radius 49: the grid's only"},
+        {160, 0, true, true, "radius 79: both"},
+    };
+    for (const Case &c : cases) {
+        SCOPED_TRACE(c.legend);
+        CSatelliteView view;
+        view.SetDesignWidth(c.designWidth);
+        const auto anyDark = [](const QImage &image, const QRect &area) {
+            for (int y = area.top(); y <= area.bottom(); ++y)
+                for (int x = area.left(); x <= area.right(); ++x)
+                    if (Dark(image.pixelColor(x, y)))
+                        return true;
+            return false;
+        };
+        const QImage grid = Render(view, c.width); // grey: anything dark is a label
+        EXPECT_EQ(anyDark(grid, grid.rect()), c.gridLabels);
+        view.SetSatellites({0, 1, {{7, 90, 0, 50, false}}});
+        const QImage sky = Render(view, c.width);
+        const int r = view.GetRadius();
+        const int h = r / 11;
+        EXPECT_EQ(anyDark(sky, QRect(r - h + 1, r - h + 1, 2 * h - 1, 2 * h - 1)),
+                  c.satelliteLabels);
+    }
+}
+
+TEST_F(InstrumentsTest, SatelliteCountAndLabelModes)
+{
+    CSatelliteView view;
+    EXPECT_EQ(Menu(view), "Signal To Noise Ratio | Pseudo Random Noise ID | No Satellites in view");
+    view.SetSatellites({7, 11, {}});
+    EXPECT_EQ(view.GetValueText(), "7 of 11 sats in use");
+    view.Reset();
+    EXPECT_EQ(view.GetValueText(), "No Satellites in view");
+}
+
+// Each row acts on the same altimeter, in order; NaN leaves a value alone.
+TEST_F(InstrumentsTest, AltimeterShowsHeightAndOffsetInItsUnit)
+{
+    const double none = std::nan("");
+    struct Step {
+        int mode;
+        double height, offset, shown;
+        const char *text, *digital, *legend;
+    };
+    const Step steps[] = {
+        {0, 520.2, none, 520.2, "520.2 m", "520.2", "metres as received"},
+        {2, none, none, 1706.69, "1706.7 ft", "1707", "feet: whole ones from 1000"},
+        {0, none, 9.8, 1738.85, "1738.8 ft", "1739", "the offset in metres"},
+        {3, none, none, 1738.85, "1738.8 ft", "1739", "no nautical heights"},
+        {1, -20, none, -10.2, "-10.2 m", "-10.2", "below the sea"},
+    };
+    CAltimeter altitude;
+    for (const Step &s : steps) {
+        SCOPED_TRACE(s.legend);
+        if (s.mode != 0)
+            altitude.SetMode(s.mode);
+        if (!std::isnan(s.offset))
+            altitude.SetOffset(s.offset);
+        if (!std::isnan(s.height))
+            altitude.SetValue(s.height);
+        EXPECT_NEAR(altitude.GetValue(), s.shown, 0.01);
+        EXPECT_EQ(altitude.GetValueText(), s.text);
+        EXPECT_EQ(altitude.FormatDigital(), s.digital);
+    }
+    EXPECT_EQ(Menu(altitude), "Metric | Imperial | Analog | Digital | Correction Offset | -10.2 m "
+                              "| Offset +9.8 m");
+}
+
+TEST_F(InstrumentsTest, OffsetDialogWorksInTheShownUnit)
+{
+    struct Case {
+        int mode;
+        double before, typed; // metres; the unit's, NaN: left as shown
+        bool accept;
+        double after;
+        const char *legend;
+    };
+    const Case cases[] = {
+        {2, 0, 100, true, 30.48, "feet"},
+        {2, 10, std::nan(""), true, 10, "confirmed unchanged: not rounded to tenths of a foot"},
+    };
+    for (const Case &c : cases) {
+        SCOPED_TRACE(c.legend);
+        CAltimeter altitude;
+        altitude.SetMode(c.mode);
+        altitude.SetOffset(c.before);
+        const std::unique_ptr<QDialog> dialog = altitude.CreateOffsetDialog(nullptr);
+        auto *box = dialog->findChild<QDoubleSpinBox *>();
+        ASSERT_NE(box, nullptr);
+        EXPECT_NEAR(box->value(), c.mode == 2 ? c.before / 0.3048 : c.before, 0.05);
+        if (!std::isnan(c.typed))
+            box->setValue(c.typed);
+        dialog->findChild<QDialogButtonBox *>()
+            ->button(c.accept ? QDialogButtonBox::Ok : QDialogButtonBox::Cancel)
+            ->click();
+        if (dialog->result() == QDialog::Accepted)
+            altitude.AcceptOffsetDialog(*dialog);
+        EXPECT_NEAR(altitude.GetOffset(), c.after, 1e-9);
+    }
+
+    // From the menu (modes 1-2, Analog 3, Digital 4, the action 5), answered once it shows.
+    CAltimeter altitude;
+    altitude.SetValue(100);
+    QTimer answer;
+    QObject::connect(&answer, &QTimer::timeout, [&answer] {
+        if (auto *dialog = qobject_cast<QDialog *>(QApplication::activeModalWidget())) {
+            dialog->findChild<QDoubleSpinBox *>()->setValue(-3.5);
+            dialog->accept();
+            answer.stop();
+        }
+    });
+    answer.start(10);
+    altitude.ApplyMenuChoice(5);
+    EXPECT_EQ(altitude.GetValue(), 96.5);
+}
+
+// The demo drive replayed: every RMC with a fix is a sample with its speed. The trip is the sum
+// of the legs that end in a moving fix, whatever the speed at their start.
+TEST_F(InstrumentsTest, MileageOfTheDemoDrive)
+{
+    struct Fix {
+        CGeoPosition position;
+        std::time_t time;
+        double speedKmh;
+    };
+    std::vector<Fix> fixes;
+    std::ifstream log(VELORAN_DEMO_LOG);
+    CNMEAParser parser;
+    for (std::string line; std::getline(log, line);)
+        if (parser.Parse(line + "\r\n") == kSentenceRMC && parser.m_gga.m_quality >= 1)
+            fixes.push_back(
+                {parser.m_rmc.m_position, parser.m_rmc.m_dateTime, parser.m_rmc.m_speedKmh});
+    ASSERT_GT(fixes.size(), 200U);
+    double legs = 0;
+    int standing = 0;
+    for (std::size_t i = 1; i < fixes.size(); ++i) {
+        if (fixes[i].speedKmh >= 1.0)
+            legs += Distance(fixes[i - 1].position, fixes[i].position);
+        else
+            ++standing;
+    }
+    ASSERT_GT(standing, 0) << "the drive has stops";
+    ASSERT_GT(legs, 1000.0);
+
+    for (const bool replay : {true, false}) {
+        SCOPED_TRACE(replay ? "replayed" : "live");
+        CMileageCounter mileage;
+        mileage.SetTotal(5000.0);
+        for (const Fix &f : fixes)
+            mileage.AddSample(f.position, f.time, f.speedKmh, replay);
+        EXPECT_NEAR(mileage.GetMileage().GetTripMetres(), legs, 1e-6);
+        EXPECT_NEAR(mileage.GetMileage().GetTotalMetres(), 5000.0 + (replay ? 0 : legs), 1e-6);
+        EXPECT_NEAR(mileage.GetValue(), legs / 1000.0, 1e-9) << "the needle shows the trip";
+    }
+}
+
+// Menu identifiers: modes 1-3, Analog 4, Digital 5, Reset Trip 6, Reset Total 7, info 8-9.
+TEST_F(InstrumentsTest, MileageUnitsAndResets)
+{
+    struct Case {
+        int mode, menuId; // menuId 0: Reset Gauges
+        double shownPerKm;
+        const char *menu, *legend;
+    };
+    const Case cases[] = {
+        {1, 0, 1, "Trip 11.13 km | Total 111.13 km", "Reset Gauges leaves both"},
+        {2, 6, 0.6213881811967936, "Trip 0.00 miles | Total 69.06 miles", "Reset Trip"},
+        {3, 7, 0.5399568034557236, "Trip 6.01 nm | Total 0.00 nm", "Reset Total"},
+        {4, 8, 1, "Trip 11.13 km | Total 111.13 km", "no fourth unit; an info item"},
+    };
+    for (const Case &c : cases) {
+        SCOPED_TRACE(c.legend);
+        CMileageCounter mileage;
+        mileage.SetTotal(100000.0);
+        mileage.AddSample({48.0, 11.0, 0.0}, 100, 50, false);
+        mileage.AddSample({48.1, 11.0, 0.0}, 200, 50, false);
+        const double km = mileage.GetMileage().GetTripMetres() / 1000;
+        mileage.SetMode(c.mode);
+        if (c.menuId == 0)
+            mileage.Reset();
+        else
+            mileage.ApplyMenuChoice(c.menuId);
+        const double trip = c.menuId == 6 ? 0 : km * c.shownPerKm;
+        EXPECT_NEAR(mileage.GetValue(), trip, 1e-9);
+        EXPECT_EQ(Menu(mileage), "Metric | Imperial | Nautic | Analog | Digital | Reset Trip | "
+                                 "Reset Total | "
+                                     + QString::fromLatin1(c.menu));
+    }
+}
