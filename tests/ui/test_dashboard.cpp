@@ -192,3 +192,29 @@ TEST_F(DashboardTest, NightInvertsThePageToo)
     for (const Instrument i : {Instrument::SatelliteView, Instrument::Clock})
         EXPECT_TRUE(page.GetInstrument(i)->IsNight());
 }
+
+TEST_F(DashboardTest, ResetGaugesLeavesTheMileage)
+{
+    CDashboard page;
+    page.AddMileageSample(CGeoPosition(48.00, 11.0, 0.0), 1000, 50.0, false);
+    page.AddMileageSample(CGeoPosition(48.01, 11.0, 0.0), 1072, 50.0, false);
+    page.SetSpeed(50.0);
+    page.SetAltitude(500.0);
+    page.SetTimeOfDay(3600.0);
+    page.SetCompass(90.0, -1.0, -1.0);
+    page.UpdateSatellites({4, 9, {{7, 45, 90, 40, true}}});
+    const CMileage &mileage = page.GetMileageCounter()->GetMileage();
+    const double trip = mileage.GetTripMetres();
+    const double total = mileage.GetTotalMetres();
+    ASSERT_GT(trip, 1000.0);
+
+    page.ResetGauges();
+    EXPECT_EQ(page.GetSpeedometer()->GetValue(), 0.0);
+    EXPECT_EQ(page.GetAltimeter()->GetValue(), 0.0);
+    EXPECT_EQ(page.GetClock()->GetValue(), 0.0);
+    EXPECT_EQ(page.GetCompass()->GetCourse(), 0.0);
+    EXPECT_FALSE(page.GetSatelliteView()->GetSatellites().has_value());
+    EXPECT_EQ(mileage.GetTripMetres(), trip);
+    EXPECT_EQ(mileage.GetTotalMetres(), total);
+    EXPECT_EQ(page.GetSpeedometer()->GetFreshness(), GaugeFreshness::Gone) << "nothing fed since";
+}
