@@ -18,4 +18,16 @@ public:
     /// "hh:mm:ss".
     [[nodiscard]] QString FormatDigital() const override;
     [[nodiscard]] QString GetValueText() const override;
+    /// The face carries the mode's name: a new mode needs a new face even while loading.
+    void SetModeQuiet(int mode) override;
+    /// "UTC" or "Local", as the face shows it.
+    [[nodiscard]] QString GetZoneCaption() const;
+
+protected:
+    void DrawBackground(QPainter &painter) override;
+    void DrawAnalog(QPainter &painter) override;
+    void DrawDigital(QPainter &painter) override;
+
+private:
+    void DrawHourMarks(QPainter &painter);
 };

@@ -1,13 +1,161 @@
 #include "dashboard/DigiDash.h"
 
+#include "dashboard/Altimeter.h"
+#include "dashboard/Clock.h"
+#include "dashboard/Compass.h"
+#include "dashboard/CompassMath.h"
 #include "dashboard/Dashboard.h"
+#include "dashboard/MileageCounter.h"
+#include "dashboard/NightPalette.h"
+#include "dashboard/PageArtwork.h"
+#include "dashboard/Speedometer.h"
 
+#include <QCloseEvent>
+#include <QFontMetricsF>
+#include <QKeyEvent>
+#include <QMouseEvent>
 #include <QPainter>
+
+#include <algorithm>
+#include <cmath>
+
+namespace
+{
+
+struct CPalette {
+    QColor background;
+    QColor cellFill;
+    QColor cellEdge;
+    QColor caption;
+    QColor value;
+    QColor unit;
+    QColor dim;
+};
+
+// Day: bright digits on the dark panel. Night: the red of the other pages, nothing brighter.
+const CPalette kDay = {.background = {},
+                       .cellFill = {12, 14, 18, 215},
+                       .cellEdge = {84, 92, 104},
+                       .caption = {150, 160, 174},
+                       .value = {246, 248, 250},
+                       .unit = {190, 198, 210},
+                       .dim = {105, 112, 122}};
+const CPalette kNight = {.background = CNightPalette::Background(),
+                         .cellFill = Qt::transparent,
+                         .cellEdge = CNightPalette::Band(),
+                         .caption = CNightPalette::DimText(),
+                         .value = CNightPalette::Text(),
+                         .unit = CNightPalette::DimText(),
+                         .dim = CNightPalette::Band().lighter(150)};
+
+constexpr double kMetresPerMile = 1609.3; // the distance texts' mile
+constexpr double kMetresPerNauticalMile = 1852.0;
+
+// Sizes come from the widest value a read-out usually has, so the digits keep their size as
+// the value changes; a wider one is shrunk on its own.
+const char *const kValueTemplates[CDigiDash::kFieldCount] = {"888.8", "888°", "8888", "88:88:88",
+                                                             "888.8"};
+// The widest unit each read-out can have, for the same reason.
+const char *const kUnitTemplates[CDigiDash::kFieldCount] = {"knots", "NW", "ft", "", "nm"};
+
+constexpr double kUnitScale = 0.42; // the unit's size against the digits'
+constexpr double kUnitGap = 0.18;   // between digits and unit, in digit sizes
+constexpr double kCaptionShare = 0.2;
+// The speed stays the largest read-out even where another's cell would allow more.
+constexpr double kOthersAtMost = 0.85;
+
+QFont ReadOutFont(double pixels, bool bold)
+{
+    QFont font;
+    font.setFamilies({QStringLiteral("Liberation Sans"), QStringLiteral("Arial"),
+                      QStringLiteral("DejaVu Sans")});
+    font.setStyleHint(QFont::SansSerif);
+    font.setWeight(bold ? QFont::DemiBold : QFont::Normal);
+    font.setPixelSize(std::max(1, static_cast<int>(pixels)));
+    return font;
+}
+
+// The time's zone is no unit: it goes beside the caption, and the digits get the width.
+bool UnitInCaption(CDigiDash::Field field)
+{
+    return field == CDigiDash::kTime;
+}
+
+struct CCellParts {
+    QRectF caption;
+    QRectF value;
+};
+
+CCellParts Split(const QRectF &box)
+{
+    const double pad = 0.07 * std::min(box.width(), box.height());
+    const QRectF inner = box.adjusted(pad, pad, -pad, -pad);
+    const double band = kCaptionShare * inner.height();
+    return {QRectF(inner.left(), inner.top(), inner.width(), band),
+            QRectF(inner.left(), inner.top() + band, inner.width(), inner.height() - band)};
+}
+
+double Advance(double pixels, bool bold, const QString &text)
+{
+    return QFontMetricsF(ReadOutFont(pixels, bold)).horizontalAdvance(text);
+}
+
+// The largest digits whose template and unit fit the cell's value area.
+double FitPixels(const QRectF &box, CDigiDash::Field field)
+{
+    constexpr double probe = 100.0;
+    const QRectF area = Split(box).value;
+    const QFontMetricsF metrics(ReadOutFont(probe, true));
+    const double byHeight = 0.85 * area.height() / (metrics.capHeight() / probe);
+    double across = Advance(probe, true, QString::fromUtf8(kValueTemplates[field])) / probe;
+    if (!UnitInCaption(field))
+        across +=
+            kUnitGap
+            + Advance(probe * kUnitScale, false, QString::fromUtf8(kUnitTemplates[field])) / probe;
+    return std::max(1.0, std::min(byHeight, area.width() / across));
+}
+
+QString UnitOr(const QString &label, const QString &fallback)
+{
+    return label.isEmpty() ? fallback : label;
+}
+
+// Cells as fractions of the page: x, y, width, height.
+struct CFraction {
+    double x, y, w, h;
+};
+using CGrid = std::array<CFraction, CDigiDash::kFieldCount>;
+constexpr CGrid kGrids[] = {
+    // two columns, the speed across the top
+    {{{0, 0, 1, 0.4},
+      {0, 0.4, 0.5, 0.3},
+      {0.5, 0.4, 0.5, 0.3},
+      {0, 0.7, 0.5, 0.3},
+      {0.5, 0.7, 0.5, 0.3}}},
+    // one column of rows, for a screen held upright
+    {{{0, 0, 1, 0.28},
+      {0, 0.28, 1, 0.18},
+      {0, 0.46, 1, 0.18},
+      {0, 0.64, 1, 0.18},
+      {0, 0.82, 1, 0.18}}},
+    // three columns, the speed down the left, for a wide strip
+    {{{0, 0, 0.4, 1},
+      {0.4, 0, 0.3, 0.5},
+      {0.7, 0, 0.3, 0.5},
+      {0.4, 0.5, 0.3, 0.5},
+      {0.7, 0.5, 0.3, 0.5}}},
+};
+
+} // namespace
 
 CDigiDash::CDigiDash(const CDashboard &dashboard, QWidget *parent)
     : QWidget(parent)
     , m_dashboard(dashboard)
 {
+    setObjectName(QStringLiteral("digitalDashboard"));
+    setWindowTitle(tr("Digital Dashboard"));
+    setAttribute(Qt::WA_OpaquePaintEvent);
+    setFocusPolicy(Qt::StrongFocus);
 }
 
 void CDigiDash::Refresh()
@@ -15,8 +163,199 @@ void CDigiDash::Refresh()
     update();
 }
 
+CDigiDash::CReadOut CDigiDash::GetReadOut(Field field) const
+{
+    CReadOut out;
+    switch (field) {
+    case kSpeed: {
+        const CSpeedometer &speed = *m_dashboard.GetSpeedometer();
+        static const char *const units[] = {"km/h", "mph", "knots"};
+        out = {speed.GetCaption(), QString::number(speed.GetValue(), 'f', 1),
+               UnitOr(speed.GetUnitLabel(), QLatin1String(units[speed.GetMode() == 2   ? 1
+                                                                : speed.GetMode() == 3 ? 2
+                                                                                       : 0])),
+               speed.GetFreshness()};
+        break;
+    }
+    case kHeading: {
+        const CCompass &compass = *m_dashboard.GetCompass();
+        out = {compass.GetCaption(), QStringLiteral("%1°").arg(WholeDegrees(compass.GetCourse())),
+               QLatin1String(CompassPoint(compass.GetCourse())), compass.GetFreshness()};
+        break;
+    }
+    case kAltitude: {
+        const CAltimeter &altitude = *m_dashboard.GetAltimeter();
+        out = {altitude.GetCaption(), QString::number(std::lround(altitude.GetValue())),
+               UnitOr(altitude.GetUnitLabel(), QLatin1String(altitude.GetMode() == 2 ? "ft" : "m")),
+               altitude.GetFreshness()};
+        break;
+    }
+    case kTime: {
+        const CClock &clock = *m_dashboard.GetClock();
+        out = {clock.GetCaption(), clock.FormatDigital(), clock.GetZoneCaption(),
+               clock.GetFreshness()};
+        break;
+    }
+    case kTrip: {
+        const CMileageCounter &mileage = *m_dashboard.GetMileageCounter();
+        const int mode = mileage.GetMode();
+        const double unit = mode == 2   ? kMetresPerMile
+                            : mode == 3 ? kMetresPerNauticalMile
+                                        : 1000.0;
+        out = {tr("Trip"), QString::number(mileage.GetMileage().GetTripMetres() / unit, 'f', 1),
+               UnitOr(mileage.GetUnitLabel(), QLatin1String(mode == 2   ? "mi"
+                                                            : mode == 3 ? "nm"
+                                                                        : "km")),
+               mileage.GetFreshness()};
+        break;
+    }
+    }
+    if (out.freshness == GaugeFreshness::Gone)
+        out.value = QStringLiteral("---");
+    return out;
+}
+
+CDigiDash::CLayout CDigiDash::Layout(const QSizeF &size) const
+{
+    const double margin = 0.02 * std::min(size.width(), size.height());
+    const QRectF page = QRectF(QPointF(0, 0), size).adjusted(margin, margin, -margin, -margin);
+    CLayout best{};
+    double bestScore = -1.0;
+    for (const CGrid &grid : kGrids) {
+        CLayout layout{};
+        for (int i = 0; i < kFieldCount; ++i) {
+            const CFraction &f = grid[static_cast<std::size_t>(i)];
+            const QRectF box(page.left() + f.x * page.width(), page.top() + f.y * page.height(),
+                             f.w * page.width(), f.h * page.height());
+            CCell &cell = layout[static_cast<std::size_t>(i)];
+            cell.box = box.adjusted(margin / 2, margin / 2, -margin / 2, -margin / 2);
+            cell.valuePixels = FitPixels(cell.box, static_cast<Field>(i));
+        }
+        double smallest = layout[kSpeed].valuePixels;
+        for (int i = kSpeed + 1; i < kFieldCount; ++i) {
+            CCell &cell = layout[static_cast<std::size_t>(i)];
+            cell.valuePixels =
+                std::min(cell.valuePixels, kOthersAtMost * layout[kSpeed].valuePixels);
+            smallest = std::min(smallest, cell.valuePixels);
+        }
+        if (smallest > bestScore) {
+            bestScore = smallest;
+            best = layout;
+        }
+    }
+    return best;
+}
+
+void CDigiDash::Render(QPainter &painter)
+{
+    const bool night = m_dashboard.IsNightMode();
+    const CPalette &palette = night ? kNight : kDay;
+    painter.save();
+    painter.setRenderHint(QPainter::Antialiasing);
+    painter.setRenderHint(QPainter::TextAntialiasing);
+    if (night) {
+        painter.fillRect(rect(), palette.background);
+    } else {
+        painter.save();
+        painter.scale(width() / 240.0, height() / 246.0);
+        PaintPagePicture(painter, kPictureDigital);
+        painter.restore();
+    }
+    const CLayout layout = Layout(size());
+    for (int i = 0; i < kFieldCount; ++i) {
+        const auto field = static_cast<Field>(i);
+        const CCell &cell = layout[static_cast<std::size_t>(i)];
+        const double corner = 0.05 * std::min(cell.box.width(), cell.box.height());
+        painter.setPen(QPen(palette.cellEdge, 1.0));
+        painter.setBrush(palette.cellFill);
+        painter.drawRoundedRect(cell.box, corner, corner);
+        DrawReadOut(painter, cell, GetReadOut(field), field, cell.valuePixels);
+    }
+    painter.restore();
+}
+
+void CDigiDash::DrawReadOut(QPainter &painter, const CCell &cell, const CReadOut &readOut,
+                            Field field, double valuePixels) const
+{
+    const CPalette &palette = m_dashboard.IsNightMode() ? kNight : kDay;
+    const bool live = readOut.freshness == GaugeFreshness::Live;
+    const CCellParts parts = Split(cell.box);
+
+    painter.setFont(ReadOutFont(0.8 * parts.caption.height(), false));
+    painter.setPen(palette.caption);
+    painter.drawText(parts.caption, Qt::AlignLeft | Qt::AlignVCenter | Qt::TextSingleLine,
+                     readOut.caption);
+    if (UnitInCaption(field))
+        painter.drawText(parts.caption, Qt::AlignRight | Qt::AlignVCenter | Qt::TextSingleLine,
+                         readOut.unit);
+
+    const QString digitsTemplate = QString::fromUtf8(kValueTemplates[field]);
+    const double slot = Advance(valuePixels, true, digitsTemplate);
+    double pixels = valuePixels;
+    double valueWidth = Advance(pixels, true, readOut.value);
+    if (valueWidth > slot) {
+        pixels *= slot / valueWidth;
+        valueWidth = Advance(pixels, true, readOut.value);
+    }
+    const QFont unitFont = ReadOutFont(kUnitScale * valuePixels, false);
+    const bool unitAfter = !UnitInCaption(field) && !readOut.unit.isEmpty();
+    const double unitWidth =
+        unitAfter ? QFontMetricsF(unitFont).horizontalAdvance(readOut.unit) : 0;
+    const double gap = unitAfter ? kUnitGap * valuePixels : 0.0;
+    const double left = parts.value.center().x() - (slot + gap + unitWidth) / 2;
+    const QFont valueFont = ReadOutFont(pixels, true);
+    const double baseline =
+        parts.value.center().y() + QFontMetricsF(ReadOutFont(valuePixels, true)).capHeight() / 2;
+
+    // Digits right-aligned in their slot, so they stay put as the value changes; "---" centred.
+    const bool gone = readOut.freshness == GaugeFreshness::Gone;
+    const double x = gone ? left + (slot - valueWidth) / 2 : left + slot - valueWidth;
+    painter.setFont(valueFont);
+    painter.setPen(live ? palette.value : palette.dim);
+    painter.drawText(QPointF(x, baseline), readOut.value);
+    if (unitAfter) {
+        painter.setFont(unitFont);
+        painter.setPen(live ? palette.unit : palette.dim);
+        painter.drawText(QPointF(left + slot + gap, baseline), readOut.unit);
+    }
+}
+
 void CDigiDash::paintEvent(QPaintEvent *)
 {
     QPainter painter(this);
-    painter.fillRect(rect(), Qt::black);
+    Render(painter);
+}
+
+void CDigiDash::keyPressEvent(QKeyEvent *event)
+{
+    if (event->key() == Qt::Key_Escape) {
+        close();
+        return;
+    }
+    QWidget::keyPressEvent(event);
+}
+
+void CDigiDash::mousePressEvent(QMouseEvent *event)
+{
+    m_pressed = event->button() == Qt::LeftButton;
+    QWidget::mousePressEvent(event);
+}
+
+void CDigiDash::mouseReleaseEvent(QMouseEvent *event)
+{
+    // A tap anywhere returns; a press that began elsewhere does not.
+    const bool tap = m_pressed && event->button() == Qt::LeftButton
+                     && rect().contains(event->position().toPoint());
+    m_pressed = false;
+    if (tap)
+        close();
+    else
+        QWidget::mouseReleaseEvent(event);
+}
+
+void CDigiDash::closeEvent(QCloseEvent *event)
+{
+    QWidget::closeEvent(event);
+    if (event->isAccepted())
+        emit Closed();
 }
