@@ -184,6 +184,13 @@ TEST(FeedAges, WallClockLiveAndLogClockWhileReplaying)
         EXPECT_EQ(ages.Freshness(GaugeFeed::Speed), s.speed) << s.wall;
     }
 
+    // Live, the times of day the receiver sends leave the ages alone, whichever came first.
+    ages.SetWallTime(200.0);
+    ages.Fed(GaugeFeed::Altitude);
+    ages.OnLogTimeOfDay(45319.0);
+    ages.SetWallTime(204.0);
+    EXPECT_EQ(ages.Freshness(GaugeFeed::Altitude), GaugeFreshness::Stale);
+
     // A replay ages by the log's own times: a paused replay ages nothing, midnight is crossed.
     ages.SetReplaying(true);
     EXPECT_EQ(ages.Freshness(GaugeFeed::Speed), GaugeFreshness::Gone) << "a new source";

@@ -25,7 +25,8 @@ void CFeedAges::SetWallTime(double seconds)
 
 void CFeedAges::OnLogTimeOfDay(double seconds)
 {
-    if (!std::isfinite(seconds))
+    // A live receiver's times say nothing about the wall clock the feeds age by.
+    if (!m_replaying || !std::isfinite(seconds))
         return;
     if (m_logTime == kNever) {
         // Feeds that came before the log told its time arrived at its start.

@@ -49,9 +49,6 @@ void PaintDigitalPanel(QPainter &painter)
     panel.setColorAt(0.0, QColor(34, 38, 44));
     panel.setColorAt(1.0, QColor(16, 18, 22));
     painter.fillRect(QRectF(0, 0, kDashboardDesignWidth, height), panel);
-    painter.setPen(QPen(QColor(60, 66, 74), 0.5));
-    for (int y = 40; y < height; y += 41)
-        painter.drawLine(QPointF(8, y), QPointF(kDashboardDesignWidth - 8, y));
 }
 
 } // namespace
