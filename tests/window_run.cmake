@@ -24,7 +24,7 @@ foreach(log demo multi_gnss)
 endforeach()
 
 # Screenshots of the pages after the demo.
-foreach(page list data)
+foreach(page dashboard list data digital)
     execute_process(COMMAND "${APP}" --demo --replay-delay 0 --page ${page}
                             --screenshot "${WORK}/${page}.png" ${common}
                     RESULT_VARIABLE status TIMEOUT 60)
