@@ -178,29 +178,6 @@ TEST(ClockMath, TimeOfDayText)
     }
 }
 
-TEST(ClockMath, HandAngles)
-{
-    struct Case {
-        double seconds, hour, minute, second;
-        const char *legend;
-    };
-    const Case cases[] = {
-        {0, 0, 0, 0, "midnight: all at twelve"},
-        {3 * 3600, 90, 0, 0, "three o'clock"},
-        {9 * 3600 + 30, 270.25, 3, 180, "half a minute past nine"},
-        {15 * 3600 + 30 * 60, 105, 180, 0, "half past three in the afternoon"},
-        {12 * 3600 + 45.7, 45.7 / 120, 4.57, 270, "the second hand steps by whole seconds"},
-        {86400 + 6 * 3600, 180, 0, 0, "folded into the day"},
-    };
-    for (const Case &c : cases) {
-        SCOPED_TRACE(c.legend);
-        const CHandAngles a = HandAngles(c.seconds);
-        EXPECT_NEAR(a.hour, c.hour, 1e-9);
-        EXPECT_NEAR(a.minute, c.minute, 1e-9);
-        EXPECT_NEAR(a.second, c.second, 1e-9);
-    }
-}
-
 TEST(ClockMath, LocalOffsetFollowsTheZone)
 {
     // 2024-01-15 and 2024-07-15, 12:00 UTC.

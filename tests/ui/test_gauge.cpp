@@ -80,25 +80,12 @@ using GaugeTest = CUiTest;
 
 } // namespace
 
-TEST_F(GaugeTest, NeedleTicksAndNightInversion)
+TEST_F(GaugeTest, TicksAndNightInversion)
 {
     CProbeGauge gauge(false);
     gauge.resize(160, 160);
     const int r = gauge.GetRadius();
     ASSERT_EQ(r, 79);
-    struct Case {
-        double value;
-        double along; // the needle passes here; the opposite side stays clear
-        const char *legend;
-    };
-    const Case cases[] = {{25, 25, "left"}, {75, 75, "right"}, {150, 50, "up, a turn and a half"}};
-    for (const Case &c : cases) {
-        SCOPED_TRACE(c.legend);
-        gauge.SetValue(c.value);
-        const QImage image = Render(gauge);
-        EXPECT_TRUE(Dark(image.pixel(AlongNeedle(r, c.along, 0.6))));
-        EXPECT_TRUE(White(image.pixel(AlongNeedle(r, c.along + 50, 0.6))));
-    }
     // The tick ring's three kinds: major black at the bottom, middle blue a quarter way round
     // the half circle's 50 ticks (index 5), minor grey in between.
     gauge.SetValue(0.0);

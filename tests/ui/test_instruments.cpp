@@ -147,23 +147,6 @@ TEST_F(InstrumentsTest, NeedlePointsAtTheValueOnEveryRange)
 }
 
 // Five characters at the read-out's size would run into the ticks.
-TEST_F(InstrumentsTest, DigitalReadOutStaysInsideTheDial)
-{
-    CSpeedometer speed;
-    speed.SetValue(188.8);
-    for (const int width : {80, 160}) {
-        const QImage image = Render(speed, width);
-        const int r = speed.GetRadius();
-        double widest = 0;
-        for (int y = r - r / 6; y <= r + r / 6; ++y)
-            for (int x = 0; x < width; ++x)
-                if (std::abs(x + 0.5 - r) < 0.86 * r && Dark(image.pixelColor(x, y)))
-                    widest = std::max(widest, std::abs(x + 0.5 - r));
-        EXPECT_GT(widest, 0.5 * r) << width;
-        EXPECT_LT(widest, 0.82 * r) << width;
-    }
-}
-
 TEST_F(InstrumentsTest, SatellitesSitWhereTheSkyPutsThem)
 {
     struct Case {
