@@ -7,6 +7,8 @@ set -euo pipefail
 build=${1:-build/dev}
 seconds=${2:-30}
 work=$(mktemp -d)
+mkdir -p "$work/data"
+printf '\0\0' >"$work/data/Waypoints.wdb" # an empty waypoint database
 export QT_QPA_PLATFORM=${QT_QPA_PLATFORM:-offscreen}
 "$build/src/app/veloran" --demo --replay-delay 1000 --page "${PAGE:-dashboard}" \
     --config-dir "$work/config" --data-dir "$work/data" 2>/dev/null &

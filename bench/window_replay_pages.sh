@@ -11,6 +11,8 @@ if [ ! -s "$log" ]; then
     "$build/tools/veloran-nmea-gen" --epochs 205000 --output "$log"
 fi
 work=$(mktemp -d)
+mkdir -p "$work/data"
+printf '\0\0' >"$work/data/Waypoints.wdb" # an empty waypoint database
 trap 'rm -rf "$work"' EXIT
 export QT_QPA_PLATFORM=${QT_QPA_PLATFORM:-offscreen}
 TIMEFORMAT=%R

@@ -6,6 +6,8 @@ set -euo pipefail
 build=${1:-build/dev}
 runs=${2:-11}
 work=$(mktemp -d)
+mkdir -p "$work/data"
+printf '\0\0' >"$work/data/Waypoints.wdb" # an empty waypoint database
 trap 'rm -rf "$work"' EXIT
 export QT_QPA_PLATFORM=${QT_QPA_PLATFORM:-offscreen}
 ages=()

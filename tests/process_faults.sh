@@ -5,7 +5,8 @@
 set -euo pipefail
 cli=$1 app=$2 demo=$3 work=$4
 rm -rf "$work"
-mkdir -p "$work"
+mkdir -p "$work/data"
+printf '\0\0' >"$work/data/Waypoints.wdb" # an empty waypoint database
 work=$(realpath "$work")
 export QT_QPA_PLATFORM=offscreen
 window=(--config-dir "$work/config" --data-dir "$work/data")

@@ -5,7 +5,8 @@
 set -euo pipefail
 app=$1 demo=$2 work=$3
 rm -rf "$work"
-mkdir -p "$work"
+mkdir -p "$work/data"
+printf '\0\0' >"$work/data/Waypoints.wdb" # an empty waypoint database
 export QT_QPA_PLATFORM=offscreen
 for signal in TERM INT HUP; do
     out=$work/$signal.nmea

@@ -1,10 +1,9 @@
 #pragma once
 
+#include "app/WebAddress.h"
+
 #include <QDialog>
 #include <QString>
-
-/// The product web page, opened by the About box.
-inline constexpr const char *kWebPageUrl = "https://veloran.org/";
 
 /// The message for a failure to open the web page, by error code (2 file not found, 3 path not
 /// found, 5 access denied, ...); any other code gives the general message.

@@ -12,6 +12,12 @@ QString &Directory()
     return directory;
 }
 
+bool &Created()
+{
+    static bool created = false;
+    return created;
+}
+
 } // namespace
 
 void SetDataDirectory(const QString &commandLineDir)
@@ -26,8 +32,13 @@ void SetDataDirectory(const QString &commandLineDir)
         dir = documents + QStringLiteral("/Veloran");
     }
     // A directory that cannot be made shows up when a file in it is opened, with its reason.
-    QDir().mkpath(dir);
+    Created() = !QDir(dir).exists() && QDir().mkpath(dir);
     Directory() = QDir(dir).absolutePath();
+}
+
+bool WasDataDirectoryCreated()
+{
+    return Created();
 }
 
 QString GetDataDirectory()

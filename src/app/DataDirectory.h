@@ -6,3 +6,5 @@
 /// ~/Documents/Veloran. Created when missing. Call once at start; empty until then.
 void SetDataDirectory(const QString &commandLineDir);
 [[nodiscard]] QString GetDataDirectory();
+/// Whether SetDataDirectory made the directory: a first start, with no files of the user's yet.
+[[nodiscard]] bool WasDataDirectoryCreated();

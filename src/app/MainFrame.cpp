@@ -22,6 +22,7 @@
 #include "receiver/SerialPort.h"
 #include "receiver/SerialPortDialog.h"
 #include "receiver/SystemClock.h"
+#include "waypoints/WaypointBook.h"
 
 #include <QApplication>
 #include <QCloseEvent>
@@ -131,6 +132,8 @@ CMainFrame::CMainFrame(QWidget *parent)
     m_sound = std::make_unique<CFixSound>();
 
     ReadSettings();
+    m_waypoints = std::make_unique<CWaypointBook>(this);
+    m_waypoints->Load(GetDataDirectory(), WasDataDirectoryCreated());
     // The dashboard keeps night mode; the other pages follow it.
     m_nightMode = m_dashboard->IsNightMode();
     m_listPage->SetNightMode(m_nightMode);
@@ -281,7 +284,7 @@ CFrameState CMainFrame::GetState() const
     s.replayDelay = m_source.GetReplayDelay();
     s.visiblePage = m_sheet->currentIndex();
     s.dashboardModeOn = m_dashboard->IsExclusive();
-    s.features = kFeatureGauges;
+    s.features = kFeatureGauges | kFeatureWaypoints;
     s.mapLoaded = m_mapView->IsMapLoaded();
     return s;
 }
@@ -392,7 +395,21 @@ void CMainFrame::RunCommand(int id)
         dialog.exec();
         break;
     }
-    default: // the waypoint, map, chipset and gauge commands arrive with their parts
+    case kCmdEditWaypoints:
+        m_waypoints->Edit(m_projection, ProposedPosition());
+        break;
+    case kCmdSelectWaypoint:
+        m_waypoints->SelectGoto(m_projection);
+        break;
+    case kCmdImportGpx:
+    case kCmdImportLoc:
+        m_waypoints->Import(id == kCmdImportGpx ? WaypointFileType::GPX : WaypointFileType::LOC,
+                            m_advancedFileSelector);
+        break;
+    case kCmdExportWaypoints:
+        m_waypoints->Export();
+        break;
+    default: // the map and chipset commands arrive with their parts
         break;
     }
     UpdateCommands();
@@ -632,7 +649,8 @@ void CMainFrame::OnSentence(int type, std::string_view line)
         m_dashboard->SetTimeOfDay(*r.timeOfDay);
     if (r.fix) {
         m_mapView->SetPosition(*r.fix);
-        ++m_proximityChecks; // the waypoint alarm checks here once waypoints exist
+        if (m_waypoints->CheckProximity(*r.fix) && m_playSound)
+            m_sound->Play(CFixSound::Kind::FixGained); // a box alone is easily missed driving
     }
     if (r.navigation) {
         m_listPage->UpdatePosition();
@@ -655,7 +673,8 @@ void CMainFrame::FixEvents()
 {
     const CNMEAParser &parser = GetParser();
     const bool live = m_source.IsOpen() && !m_source.IsReplaying();
-    CarryOut(m_fixEvents.OnRMC(parser, m_playSound, m_autoSync, live));
+    CarryOut(
+        m_fixEvents.OnRMC(parser, m_playSound, m_autoSync, live, m_waypoints->GetGotoTarget()));
 }
 
 void CMainFrame::CarryOut(const CFixActions &a)
@@ -676,6 +695,13 @@ void CMainFrame::CarryOut(const CFixActions &a)
                                       m_source.IsReplaying());
     if (a.updateList)
         m_listPage->UpdateHeading();
+}
+
+CGeoPosition CMainFrame::ProposedPosition() const
+{
+    // The map cursor takes over once maps have one.
+    const CGGASentence &gga = GetParser().m_gga;
+    return gga.m_quality != 0 ? gga.m_position : CGeoPosition();
 }
 
 void CMainFrame::SetClock(std::time_t utc)

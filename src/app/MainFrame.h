@@ -20,6 +20,7 @@ class CFixSound;
 class CGPSData;
 class CGPSSheet;
 class CMapView;
+class CWaypointBook;
 class QAction;
 class QLabel;
 class QSocketNotifier;
@@ -83,8 +84,7 @@ public:
     [[nodiscard]] const CDataSource &GetSource() const { return m_source; }
     [[nodiscard]] bool IsLogOpen() const { return m_consumer.m_log.IsOpen(); }
     [[nodiscard]] const CNMEALogFile &GetLog() const { return m_consumer.m_log; }
-    /// Positions handed to the waypoint proximity check.
-    [[nodiscard]] int GetProximityChecks() const { return m_proximityChecks; }
+    [[nodiscard]] CWaypointBook &GetWaypoints() const { return *m_waypoints; }
     [[nodiscard]] const CReceiverWatch &GetReceiverWatch() const { return m_watch; }
     /// The notice above the pages (a receiver gone or back); empty while none shows.
     [[nodiscard]] QString GetNotice() const;
@@ -106,6 +106,7 @@ private:
     void OnSentence(int type, std::string_view line);
     void FixEvents();
     void SetClock(std::time_t utc);
+    [[nodiscard]] CGeoPosition ProposedPosition() const;
     void ResetIdleTimer();
     void OnWake();
     void OnSourceClosed(int errorCode);
@@ -141,6 +142,7 @@ private:
     CFixEvents m_fixEvents;
     std::unique_ptr<CFixSound> m_sound;
     std::map<int, QAction *> m_actions;
+    std::unique_ptr<CWaypointBook> m_waypoints;
 
     // Settings of the frame.
     bool m_autoConnect = false;
@@ -157,7 +159,6 @@ private:
     bool m_nightMode = false;
     bool m_shown = false;
     bool m_suppressAutoConnect = false;
-    int m_proximityChecks = 0;
     qint64 m_lastIdleReset = -1;
     QTimer *m_alarm = nullptr;
     CDigiDash *m_digiDash = nullptr; // a window of its own, made when first opened

@@ -24,5 +24,6 @@ int RunParse(const std::vector<std::string_view> &args);
 int RunPosition(const std::vector<std::string_view> &args);
 int RunDistance(const std::vector<std::string_view> &args);
 int RunReplay(const std::vector<std::string_view> &args);
+int RunWaypoints(const std::vector<std::string_view> &args);
 
 bool IsHelp(std::string_view arg);

@@ -3,6 +3,7 @@
 #include "geo/CoordinateFormat.h"
 #include "nmea/NMEAParser.h"
 #include "nmea/Numbers.h"
+#include "waypoints/Utf8.h"
 
 #include <algorithm>
 #include <array>
@@ -252,4 +253,36 @@ void AppendTextLine(std::string &out, long long n, int type, const CNMEAParser &
         out += "refused";
         break;
     }
+}
+
+void AppendJsonReal(std::string &out, double v)
+{
+    AppendReal(out, v);
+}
+
+void AppendJsonText(std::string &out, std::string_view utf8)
+{
+    static constexpr char kHex[] = "0123456789abcdef";
+    out += '"';
+    for (std::size_t i = 0; i < utf8.size();) {
+        const auto c = static_cast<unsigned char>(utf8[i]);
+        const std::size_t length = Utf8SequenceLength(utf8.substr(i));
+        if (length == 0) {
+            out += "\\ufffd";
+            ++i;
+            continue;
+        }
+        if (c == '"' || c == '\\') {
+            out += '\\';
+            out += utf8[i];
+        } else if (c < 0x20) {
+            out += "\\u00";
+            out += kHex[c >> 4];
+            out += kHex[c & 15];
+        } else {
+            out.append(utf8, i, length);
+        }
+        i += length;
+    }
+    out += '"';
 }

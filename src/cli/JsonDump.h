@@ -1,6 +1,7 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 
 class CNMEAParser;
 
@@ -10,3 +11,11 @@ void AppendJsonLine(std::string &out, long long n, int type, const CNMEAParser &
 
 /// Appends a short human-readable line for an accepted sentence.
 void AppendTextLine(std::string &out, long long n, int type, const CNMEAParser &parser);
+
+/// A JSON number with the digits to read `v` back exactly; NaN and infinities as Python's json
+/// writes them.
+void AppendJsonReal(std::string &out, double v);
+
+/// UTF-8 text as a JSON string: well-formed sequences as they are, control characters escaped,
+/// each byte that is no UTF-8 as \ufffd.
+void AppendJsonText(std::string &out, std::string_view utf8);

@@ -1,7 +1,12 @@
 #include "Cli.h"
+#include "JsonDump.h"
+#include "app/LineRouter.h"
 #include "receiver/DataSource.h"
 #include "receiver/LineConsumer.h"
+#include "waypoints/WaypointDatabase.h"
+#include "waypoints/WaypointNavigator.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <charconv>
 #include <chrono>
@@ -18,7 +23,7 @@ namespace
 
 constexpr const char *kReplayHelp =
     "usage: veloran-cli replay FILE [--delay MS] [--record OUT] [--profile full|moderate|low]\n"
-    "                          [--summary]\n"
+    "                          [--summary] [--waypoints DB --goto NAME [--json]]\n"
     "\n"
     "Replays an NMEA log through the receiver engine: the reader thread cuts it into lines and\n"
     "hands them over to the parser and the recorder, as the window does with a receiver.\n"
@@ -31,6 +36,10 @@ constexpr const char *kReplayHelp =
     "               every other line unless --profile\n"
     "  --profile P  recording rates of the profile: full, moderate or low\n"
     "  --summary    print the count per sentence type, lines and lines per second\n"
+    "  --waypoints DB --goto NAME\n"
+    "               run the proximity alarm for the waypoint NAME of the database DB as\n"
+    "               the window does: one line 'N reached NAME' per approach (N the line)\n"
+    "  --json       print those alarms as {\"n\": N, \"event\": \"reached\", \"name\": ...}\n"
     "\n"
     "SIGTERM, SIGINT and SIGHUP end the replay with the recording whole (exit 128 + signal).\n";
 
@@ -98,6 +107,10 @@ int RunReplay(const std::vector<std::string_view> &args)
     unsigned delay = 0;
     bool summary = false;
     int profile = -1;
+    std::string waypoints;
+    std::string gotoName;
+    bool haveGoto = false;
+    bool json = false;
     for (std::size_t i = 0; i < args.size(); ++i) {
         const std::string_view a = args[i];
         const bool hasValue = i + 1 < args.size();
@@ -124,6 +137,17 @@ int RunReplay(const std::vector<std::string_view> &args)
                 return UsageError("replay: --profile needs full, moderate or low");
         } else if (a == "--summary") {
             summary = true;
+        } else if (a == "--waypoints") {
+            if (!hasValue || args[i + 1].empty())
+                return UsageError("replay: --waypoints needs a database file");
+            waypoints = std::string(args[++i]);
+        } else if (a == "--goto") {
+            if (!hasValue)
+                return UsageError("replay: --goto needs a waypoint name");
+            gotoName = std::string(args[++i]);
+            haveGoto = true;
+        } else if (a == "--json") {
+            json = true;
         } else if (a.size() > 1 && a.front() == '-') {
             return UsageError("replay: unknown option '" + std::string(a) + "'");
         } else if (a.empty()) {
@@ -137,6 +161,26 @@ int RunReplay(const std::vector<std::string_view> &args)
     }
     if (!haveFile)
         return UsageError("replay: missing FILE");
+    if (waypoints.empty() != !haveGoto)
+        return UsageError("replay: --waypoints and --goto go together");
+
+    CWaypointList list;
+    CWaypointNavigator navigator;
+    if (haveGoto) {
+        const CWaypointLoad load = LoadWaypointFile(waypoints);
+        if (!load.opened || load.damaged) {
+            std::fprintf(stderr, "veloran-cli: cannot read '%s': %s\n", waypoints.c_str(),
+                         load.detail.c_str());
+            return kExitFile;
+        }
+        list = load.waypoints;
+        const auto found = std::find_if(list.begin(), list.end(),
+                                        [&](const CWaypoint &w) { return w.m_name == gotoName; });
+        if (found == list.end())
+            return UsageError("replay: no waypoint named '" + gotoName + "' in '" + waypoints
+                              + "'");
+        navigator.SelectTarget(static_cast<int>(found - list.begin()), list.size());
+    }
 
     CSignalPipe signals;
     CLineConsumer consumer;
@@ -153,6 +197,21 @@ int RunReplay(const std::vector<std::string_view> &args)
                        });
     source.SetBatchHandler([&] { consumer.EndOfBatch(); });
     source.SetReplayDelay(delay);
+    std::string alerts;
+    if (haveGoto)
+        consumer.SetSentenceHook([&](int type, std::string_view) {
+            const CLineRoute route = RouteLine(type, consumer.m_parser);
+            if (!route.fix || !navigator.CheckProximity(*route.fix, list))
+                return;
+            const std::string n = std::to_string(consumer.GetLines());
+            if (json) {
+                alerts += "{\"n\": " + n + ", \"event\": \"reached\", \"name\": ";
+                AppendJsonText(alerts, gotoName);
+                alerts += "}\n";
+            } else {
+                alerts += n + " reached " + gotoName + "\n";
+            }
+        });
     const auto started = std::chrono::steady_clock::now();
     std::string error;
     if (!source.OpenReplay(file, error)) {
@@ -184,6 +243,8 @@ int RunReplay(const std::vector<std::string_view> &args)
     // Lines the reader still holds are dropped; what was handled is in the log, whole lines.
     source.Close();
     consumer.m_log.Close();
+    if (!alerts.empty() && std::fwrite(alerts.data(), 1, alerts.size(), stdout) != alerts.size())
+        return OutputError(errno);
     if (summary) {
         const double seconds =
             std::chrono::duration<double>(std::chrono::steady_clock::now() - started).count();

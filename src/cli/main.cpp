@@ -24,6 +24,8 @@ constexpr const char *kUsage =
 #ifdef VELORAN_HAVE_IO
     "  replay FILE [--delay MS] [--record OUT] [--profile P] [--summary]\n"
     "                    replay a log through the receiver engine, optionally recording\n"
+    "  waypoints list|import|export [ARGS]\n"
+    "                    list the waypoint database, import GPX/LOC files, export GPX\n"
 #endif
     "\n"
     "'veloran-cli COMMAND --help' describes a command.\n";
@@ -80,6 +82,8 @@ int RunCommand(std::string_view command, const std::vector<std::string_view> &ar
 #ifdef VELORAN_HAVE_IO
     if (command == "replay")
         return RunReplay(args);
+    if (command == "waypoints")
+        return RunWaypoints(args);
 #endif
     return UsageError("unknown command '" + std::string(command) + "' (try --help)");
 }

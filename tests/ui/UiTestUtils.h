@@ -1,18 +1,20 @@
 #pragma once
 
+#include "app/DataDirectory.h"
 #include "app/MessageBox.h"
 #include "app/SettingsKey.h"
 
 #include <QCoreApplication>
 #include <QElapsedTimer>
+#include <QFile>
 #include <QTemporaryDir>
 
 #include <functional>
 #include <gtest/gtest.h>
 #include <vector>
 
-/// A fresh settings directory for one test, and the message boxes it raised instead of showing
-/// them.
+/// A fresh settings and data directory for one test, and the message boxes it raised instead of
+/// showing them.
 class CUiTest : public ::testing::Test
 {
 protected:
@@ -20,6 +22,12 @@ protected:
     {
         ASSERT_TRUE(m_config.isValid());
         CSettingsKey::SetConfigDirectory(m_config.path().toStdString());
+        // An empty waypoint database: a frame without one reports it.
+        ASSERT_TRUE(m_data.isValid());
+        SetDataDirectory(m_data.path());
+        QFile database(m_data.filePath(QStringLiteral("Waypoints.wdb")));
+        ASSERT_TRUE(database.open(QIODevice::WriteOnly));
+        database.write(QByteArray(2, '\0'));
         SetMessageSink([this](const CMessage &m) { m_messages.push_back(m); });
     }
     void TearDown() override
@@ -40,5 +48,6 @@ protected:
     }
 
     QTemporaryDir m_config;
+    QTemporaryDir m_data;
     std::vector<CMessage> m_messages;
 };

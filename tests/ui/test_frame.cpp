@@ -93,12 +93,10 @@ TEST_F(FrameTest, GgaRoutingByFixQualityAndTime)
 
     Feed({kGgaNoFix});
     EXPECT_EQ(map.positionUpdates, 0);
-    EXPECT_EQ(m_frame->GetProximityChecks(), 0);
     EXPECT_DOUBLE_EQ(dash.GetClock()->GetValue(), 12 * 3600 + 35 * 60 + 20);
 
     Feed({kGgaFix});
     EXPECT_EQ(map.positionUpdates, 1);
-    EXPECT_EQ(m_frame->GetProximityChecks(), 1);
     EXPECT_NEAR(map.position.m_latitude, 48.1173, 1e-4);
     EXPECT_NEAR(dash.GetAltimeter()->GetValue(), 545.4 - 47.3, 1e-9);
     EXPECT_DOUBLE_EQ(dash.GetClock()->GetValue(), 12 * 3600 + 35 * 60 + 19);

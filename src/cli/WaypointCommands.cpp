@@ -1,0 +1,338 @@
+#include "Cli.h"
+#include "JsonDump.h"
+#include "app/DataDirectory.h"
+#include "geo/CoordinateFormat.h"
+#include "nmea/Numbers.h"
+#include "waypoints/WaypointDatabase.h"
+#include "waypoints/WaypointExchange.h"
+
+#include <QFile>
+#include <QString>
+
+#include <cerrno>
+#include <cmath>
+#include <cstdio>
+#include <cstring>
+#include <optional>
+#include <string>
+#include <sys/stat.h>
+
+namespace
+{
+
+constexpr const char *kWaypointsHelp =
+    "usage: veloran-cli waypoints list [--json] [--format dd|dm|dms|utm] [DATABASE]\n"
+    "       veloran-cli waypoints import FILE... [--as gpx|loc] [DATABASE]\n"
+    "       veloran-cli waypoints export OUT.gpx [DATABASE]\n"
+    "\n"
+    "Works on the waypoint database the window uses.\n"
+    "\n"
+    "  list       one line per waypoint: name and position (--format, default dd); with\n"
+    "             --json one object per line with name, lat, lon, radius, desc, type, action\n"
+    "  import     appends the waypoints of GPX and LOC files (type by extension unless --as)\n"
+    "             in document order and saves the database; when a file fails to load,\n"
+    "             nothing is saved\n"
+    "  export     writes the whole database as a GPX 1.0 file, replacing OUT.gpx\n"
+    "\n"
+    "DATABASE is one of:\n"
+    "  --db FILE      this database file\n"
+    "  --data-dir DIR Waypoints.wdb in DIR (read from Worldpoints.wdb while it is missing)\n"
+    "  (neither)      the same in $VELORAN_DATA_DIR, else ~/Documents/Veloran\n";
+
+struct COptions {
+    std::string command;
+    std::vector<std::string> files;
+    std::optional<std::string> db;
+    std::optional<std::string> dataDir;
+    std::optional<WaypointFileType> as;
+    CoordinateFormat format = CoordinateFormat::DD;
+    bool json = false;
+};
+
+std::string Lower(std::string_view text)
+{
+    std::string lower(text);
+    for (char &c : lower)
+        if (c >= 'A' && c <= 'Z')
+            c = static_cast<char>(c - 'A' + 'a');
+    return lower;
+}
+
+bool EndsWith(const std::string &text, std::string_view suffix)
+{
+    return text.size() >= suffix.size()
+           && std::string_view(text).substr(text.size() - suffix.size()) == suffix;
+}
+
+// 0 when parsed; else the exit status of the usage error already reported.
+int ParseOptions(const std::vector<std::string_view> &args, COptions &options)
+{
+    if (args.empty())
+        return UsageError("waypoints: missing list, import or export (try --help)");
+    options.command = std::string(args.front());
+    const std::string &command = options.command;
+    if (command != "list" && command != "import" && command != "export")
+        return UsageError("waypoints: unknown command '" + command + "' (list, import or export)");
+    for (std::size_t i = 1; i < args.size(); ++i) {
+        const std::string_view a = args[i];
+        const auto value = [&](std::string_view what) -> std::optional<std::string> {
+            if (i + 1 == args.size() || args[i + 1].empty()) {
+                UsageError("waypoints: " + std::string(a) + " needs " + std::string(what));
+                return std::nullopt;
+            }
+            return std::string(args[++i]);
+        };
+        if (a == "--db" || a == "--data-dir") {
+            auto &target = a == "--db" ? options.db : options.dataDir;
+            target = value(a == "--db" ? "a file name" : "a directory");
+            if (!target)
+                return kExitUsage;
+        } else if (a == "--json" && command == "list") {
+            options.json = true;
+        } else if (a == "--format" && command == "list") {
+            const std::optional<std::string> f = value("dd, dm, dms or utm");
+            if (!f)
+                return kExitUsage;
+            if (*f == "dd")
+                options.format = CoordinateFormat::DD;
+            else if (*f == "dm")
+                options.format = CoordinateFormat::DDMM;
+            else if (*f == "dms")
+                options.format = CoordinateFormat::DDMMSS;
+            else if (*f == "utm")
+                options.format = CoordinateFormat::UTM;
+            else
+                return UsageError("waypoints: unknown format '" + *f + "' (dd, dm, dms or utm)");
+        } else if (a == "--as" && command == "import") {
+            const std::optional<std::string> t = value("gpx or loc");
+            if (!t)
+                return kExitUsage;
+            if (*t == "gpx")
+                options.as = WaypointFileType::GPX;
+            else if (*t == "loc")
+                options.as = WaypointFileType::LOC;
+            else
+                return UsageError("waypoints: unknown file type '" + *t + "' (gpx or loc)");
+        } else if (a.size() > 1 && a.front() == '-') {
+            return UsageError("waypoints " + command + ": unknown option '" + std::string(a) + "'");
+        } else if (a.empty()) {
+            return UsageError("waypoints: empty file name");
+        } else {
+            options.files.emplace_back(a);
+        }
+    }
+    if (options.db && options.dataDir)
+        return UsageError("waypoints: --db and --data-dir exclude each other");
+    if (command == "list" && !options.files.empty())
+        return UsageError("waypoints list: unexpected argument '" + options.files.front() + "'");
+    if (command == "import" && options.files.empty())
+        return UsageError("waypoints import: missing FILE");
+    if (command == "export" && options.files.size() != 1)
+        return UsageError("waypoints export: expected one OUT.gpx");
+    if (command == "import" && !options.as) {
+        for (const std::string &file : options.files) {
+            const std::string lower = Lower(file);
+            if (!EndsWith(lower, ".gpx") && !EndsWith(lower, ".loc"))
+                return UsageError("waypoints import: no .gpx or .loc extension on '" + file
+                                  + "' (use --as)");
+        }
+    }
+    return kExitOk;
+}
+
+bool IsMissing(const std::string &path)
+{
+    struct stat st {
+    };
+    return ::stat(path.c_str(), &st) != 0 && errno == ENOENT;
+}
+
+int FileError(const char *what, const std::string &path, const std::string &reason)
+{
+    std::fprintf(stderr, "veloran-cli: %s '%s': %s\n", what, path.c_str(), reason.c_str());
+    return kExitFile;
+}
+
+// A database load's failure; its detail names the file already.
+int DatabaseError(const CWaypointLoad &load)
+{
+    std::fprintf(stderr, "veloran-cli: cannot read the waypoint database: %s\n",
+                 load.detail.c_str());
+    return kExitFile;
+}
+
+enum class Use { List, Import, Export };
+
+// The database the command works on and where it is saved.
+class CDatabase
+{
+public:
+    CWaypointList m_waypoints;
+
+    /// Reads it. For an import an empty one starts where no file is yet. A damaged file is
+    /// reported; listing shows what was read of it, the others stop, so that no partial list
+    /// is ever written over it or passes for the whole. Returns 0 or the exit status.
+    int Open(const COptions &options, Use use)
+    {
+        CWaypointLoad load;
+        if (options.db) {
+            m_path = *options.db;
+            load = LoadWaypointFile(m_path);
+            if (!load.opened && use == Use::Import && IsMissing(m_path))
+                return kExitOk;
+            if (!load.opened)
+                return DatabaseError(load);
+        } else {
+            SetDataDirectory(options.dataDir ? QFile::decodeName(options.dataDir->c_str())
+                                             : QString());
+            m_directory = QFile::encodeName(GetDataDirectory()).toStdString();
+            m_path = m_directory + '/' + kWaypointFileName;
+            const std::string fallback = m_directory + '/' + kWorldpointFileName;
+            load = LoadWaypointDatabase(m_directory);
+            const bool primaryMissing = IsMissing(m_path);
+            if (!load.opened && use == Use::Import && primaryMissing && IsMissing(fallback))
+                return kExitOk;
+            // A primary file that exists but does not read must not be saved over with the
+            // fallback's waypoints.
+            const bool fellBack = load.opened && load.path != m_path;
+            if (!load.opened || (use == Use::Import && fellBack && !primaryMissing)) {
+                const std::string &failed =
+                    primaryMissing && !IsMissing(fallback) ? fallback : m_path;
+                return DatabaseError(LoadWaypointFile(failed));
+            }
+        }
+        m_waypoints = std::move(load.waypoints);
+        m_damaged = load.damaged;
+        if (m_damaged) {
+            DatabaseError(load);
+            if (use != Use::List)
+                return kExitFile;
+        }
+        return kExitOk;
+    }
+
+    [[nodiscard]] bool IsDamaged() const { return m_damaged; }
+
+    /// 0 or the exit status after reporting the failure.
+    int Save() const
+    {
+        const int error = m_directory.empty() ? SaveWaypointFile(m_path, m_waypoints)
+                                              : SaveWaypointDatabase(m_directory, m_waypoints);
+        return error == 0 ? kExitOk : FileError("cannot write", m_path, std::strerror(error));
+    }
+
+private:
+    std::string m_path;
+    std::string m_directory; ///< set when it is the data directory's
+    bool m_damaged = false;
+};
+
+void AppendCoordinate(std::string &out, double degrees)
+{
+    if (std::isfinite(degrees))
+        out += FormatC("%.6f", degrees);
+    else
+        AppendJsonReal(out, degrees);
+}
+
+int List(const COptions &options)
+{
+    CDatabase database;
+    if (const int status = database.Open(options, Use::List); status != kExitOk)
+        return status;
+    std::string out;
+    for (const CWaypoint &w : database.m_waypoints) {
+        if (options.json) {
+            out += "{\"name\":";
+            AppendJsonText(out, w.m_name);
+            out += ",\"lat\":";
+            AppendCoordinate(out, w.m_position.m_latitude);
+            out += ",\"lon\":";
+            AppendCoordinate(out, w.m_position.m_longitude);
+            out += ",\"radius\":";
+            AppendJsonReal(out, w.m_radius);
+            out += ",\"desc\":";
+            AppendJsonText(out, w.m_description);
+            out += FormatC(",\"type\":%d,\"action\":%d}\n", w.m_type, w.m_action);
+        } else {
+            // One line each, whatever a name holds.
+            std::string name = w.m_name;
+            for (char &c : name)
+                if (static_cast<unsigned char>(c) < 0x20)
+                    c = ' ';
+            out += name + '\t' + FormatPosition(w.m_position, " ", options.format) + '\n';
+        }
+    }
+    std::fwrite(out.data(), 1, out.size(), stdout);
+    return database.IsDamaged() ? kExitFile : kExitOk;
+}
+
+int Import(const COptions &options)
+{
+    CDatabase database;
+    if (const int status = database.Open(options, Use::Import); status != kExitOk)
+        return status;
+    // Every file is read before anything is saved, so that a failed one leaves the database
+    // as it was and the command can simply be run again.
+    std::vector<int> counts;
+    CWaypointList imported;
+    bool failed = false;
+    for (const std::string &file : options.files) {
+        WaypointFileType type = WaypointFileType::GPX;
+        if (options.as)
+            type = *options.as;
+        else if (EndsWith(Lower(file), ".loc"))
+            type = WaypointFileType::LOC;
+        CImportResult result = ImportWaypoints(file, type);
+        if (result.status != ImportStatus::Ok) {
+            const char *message = result.status == ImportStatus::LoadFailed ? kLoadFailedMessage
+                                                                            : kImportFailedMessage;
+            FileError(message, file, result.detail);
+            failed = true;
+            continue;
+        }
+        counts.push_back(static_cast<int>(result.waypoints.size()));
+        imported.insert(imported.end(), result.waypoints.begin(), result.waypoints.end());
+    }
+    if (failed)
+        return kExitFile;
+    if (!imported.empty()) {
+        database.m_waypoints.insert(database.m_waypoints.end(), imported.begin(), imported.end());
+        if (const int status = database.Save(); status != kExitOk)
+            return status;
+    }
+    for (const int count : counts)
+        std::printf("%s\n", ImportedMessage(count).c_str());
+    return kExitOk;
+}
+
+int Export(const COptions &options)
+{
+    CDatabase database;
+    if (const int status = database.Open(options, Use::Export); status != kExitOk)
+        return status;
+    const std::string &out = options.files.front();
+    if (const int error = ExportGPXFile(out, database.m_waypoints); error != 0)
+        return FileError("cannot write", out, std::strerror(error));
+    std::printf("%s\n", ExportedMessage(static_cast<int>(database.m_waypoints.size())).c_str());
+    return kExitOk;
+}
+
+} // namespace
+
+int RunWaypoints(const std::vector<std::string_view> &args)
+{
+    for (const std::string_view a : args)
+        if (IsHelp(a)) {
+            std::fputs(kWaypointsHelp, stdout);
+            return kExitOk;
+        }
+    COptions options;
+    if (const int status = ParseOptions(args, options); status != kExitOk)
+        return status;
+    if (options.command == "list")
+        return List(options);
+    if (options.command == "import")
+        return Import(options);
+    return Export(options);
+}

@@ -1,0 +1,134 @@
+#include "waypoints/WaypointDatabase.h"
+
+#include "waypoints/Archive.h"
+#include "waypoints/AtomicFile.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+
+namespace
+{
+
+// The shortest waypoint a file can hold: two one-byte empty narrow strings, three doubles and
+// two 32-bit codes. A count is never trusted for more than the bytes left can hold.
+constexpr std::size_t kMinWaypointBytes = 1 + 3 * 8 + 1 + 2 * 4;
+// A waypoint's bytes besides its text: two string headers of at most 10 bytes and the numbers.
+constexpr std::size_t kMaxFixedWaypointBytes = 2 * 10 + 3 * 8 + 2 * 4;
+
+bool ReadWaypoint(CArchiveReader &reader, CWaypoint &w)
+{
+    return reader.ReadString(w.m_name) && reader.ReadDouble(w.m_position.m_longitude)
+           && reader.ReadDouble(w.m_position.m_latitude) && reader.ReadDouble(w.m_radius)
+           && reader.ReadString(w.m_description) && reader.ReadInt32(w.m_type)
+           && reader.ReadInt32(w.m_action);
+}
+
+std::string JoinPath(const std::string &directory, const char *name)
+{
+    if (directory.empty())
+        return name;
+    return directory.back() == '/' ? directory + name : directory + "/" + name;
+}
+
+std::string Describe(const std::string &path, int error)
+{
+    return path + ": " + std::strerror(error);
+}
+
+} // namespace
+
+std::string EncodeWaypoints(const CWaypointList &waypoints)
+{
+    CArchiveWriter writer;
+    // UTF-8 never takes fewer bytes than UTF-16 units: twice the text's bytes always suffice.
+    std::size_t size = 6;
+    for (const CWaypoint &w : waypoints)
+        size += kMaxFixedWaypointBytes + 2 * (w.m_name.size() + w.m_description.size());
+    writer.Reserve(size);
+    writer.WriteCount(static_cast<std::uint32_t>(waypoints.size()));
+    for (const CWaypoint &w : waypoints) {
+        writer.WriteString(w.m_name);
+        writer.WriteDouble(w.m_position.m_longitude);
+        writer.WriteDouble(w.m_position.m_latitude);
+        writer.WriteDouble(w.m_radius);
+        writer.WriteString(w.m_description);
+        writer.WriteInt32(w.m_type);
+        writer.WriteInt32(w.m_action);
+    }
+    return writer.TakeBytes();
+}
+
+bool DecodeWaypoints(std::string_view bytes, CWaypointList &out)
+{
+    CArchiveReader reader(bytes);
+    std::uint32_t count = 0;
+    if (!reader.ReadCount(count))
+        return false;
+    out.reserve(out.size()
+                + std::min<std::size_t>(count, reader.GetRemaining() / kMinWaypointBytes));
+    for (std::uint32_t i = 0; i < count; ++i) {
+        CWaypoint w;
+        if (!ReadWaypoint(reader, w))
+            return false;
+        out.push_back(std::move(w));
+    }
+    return true;
+}
+
+CWaypointLoad LoadWaypointFile(const std::string &path)
+{
+    CWaypointLoad load;
+    std::string bytes;
+    const int error = ReadWholeFile(path, bytes, kMaxWaypointFileBytes, load.opened);
+    if (!load.opened) {
+        load.detail = Describe(path, error);
+        return load;
+    }
+    load.path = path;
+    if (error != 0) {
+        // Opened but unreadable (too large, I/O error): the other file is no stand-in for it.
+        load.damaged = true;
+        load.detail = Describe(path, error);
+    } else if (!DecodeWaypoints(bytes, load.waypoints)) {
+        load.damaged = true;
+        load.detail =
+            path + ": damaged after " + std::to_string(load.waypoints.size()) + " waypoints";
+    }
+    return load;
+}
+
+CWaypointLoad LoadWaypointDatabase(const std::string &directory)
+{
+    std::string detail;
+    for (const char *name : {kWaypointFileName, kWorldpointFileName}) {
+        CWaypointLoad load = LoadWaypointFile(JoinPath(directory, name));
+        if (load.opened)
+            return load;
+        detail += (detail.empty() ? "" : "\n") + load.detail;
+    }
+    CWaypointLoad none;
+    none.detail = std::move(detail);
+    return none;
+}
+
+int SaveWaypointFile(const std::string &path, const CWaypointList &waypoints,
+                     const CWriteFault *fault)
+{
+    std::string old;
+    const int error = ReadWholeFile(path, old, kMaxWaypointFileBytes);
+    if (error != 0 && error != ENOENT)
+        return error;
+    // The bytes an overwrite without truncation leaves: existing files look like that, and
+    // readers stop after the counted waypoints anyway.
+    std::string bytes = EncodeWaypoints(waypoints);
+    if (old.size() > bytes.size())
+        bytes.append(old, bytes.size());
+    return ReplaceFileAtomically(path, bytes, fault);
+}
+
+int SaveWaypointDatabase(const std::string &directory, const CWaypointList &waypoints,
+                         const CWriteFault *fault)
+{
+    return SaveWaypointFile(JoinPath(directory, kWaypointFileName), waypoints, fault);
+}

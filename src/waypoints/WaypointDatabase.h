@@ -1,0 +1,51 @@
+#pragma once
+
+#include "waypoints/Waypoint.h"
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+
+struct CWriteFault;
+
+inline constexpr const char *kWaypointFileName = "Waypoints.wdb";
+inline constexpr const char *kWorldpointFileName = "Worldpoints.wdb";
+/// Far beyond any real database (70,000 waypoints take a few MB); a larger file is refused.
+inline constexpr std::size_t kMaxWaypointFileBytes = 256u << 20;
+/// Shown (caption "ERROR") when no database opens, one is damaged, or a save fails.
+inline constexpr const char *kWaypointDatabaseMessage = "Unable to open\nWaypoint-Database.";
+
+/// The database bytes of a list: the count, then every waypoint (name, longitude, latitude,
+/// radius, description, type, action); the height is not stored.
+std::string EncodeWaypoints(const CWaypointList &waypoints);
+
+/// Reads a list from database bytes into `out` (appended at the tail). Bytes after the counted
+/// waypoints are ignored. Returns false when the bytes end or break inside the list; the
+/// waypoints complete before that point are kept.
+bool DecodeWaypoints(std::string_view bytes, CWaypointList &out);
+
+struct CWaypointLoad {
+    CWaypointList waypoints;
+    std::string path; ///< the file read; empty when neither opened
+    bool opened = false;
+    bool damaged = false;
+    std::string detail; ///< why it failed (for the message box's details), else empty
+};
+
+/// Reads "Waypoints.wdb" in `directory`, else "Worldpoints.wdb".
+CWaypointLoad LoadWaypointDatabase(const std::string &directory);
+
+/// Writes the list to "Waypoints.wdb" in `directory` with the bytes an in-place overwrite would
+/// leave (the new content, then the old file's bytes beyond it), but crash-safely through
+/// ReplaceFileAtomically. Never touches "Worldpoints.wdb". Returns 0 or the errno; on failure
+/// the previous file is unchanged.
+int SaveWaypointDatabase(const std::string &directory, const CWaypointList &waypoints,
+                         const CWriteFault *fault = nullptr);
+
+/// Reads the database file at `path` as LoadWaypointDatabase reads one of its two (no fallback).
+CWaypointLoad LoadWaypointFile(const std::string &path);
+
+/// Writes the list to the database file at `path` as SaveWaypointDatabase does (an older,
+/// longer file's tail kept); 0 or the errno.
+int SaveWaypointFile(const std::string &path, const CWaypointList &waypoints,
+                     const CWriteFault *fault = nullptr);
