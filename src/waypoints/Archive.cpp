@@ -86,6 +86,21 @@ void AppendUtf8(std::string &out, char32_t cp)
 
 } // namespace
 
+namespace
+{
+
+// Little-endian bytes of a number, appended in one piece: byte by byte was most of the time
+// a large save took.
+template <class Unsigned> void AppendLittleEndian(std::string &out, Unsigned value)
+{
+    char bytes[sizeof value];
+    for (std::size_t i = 0; i < sizeof value; ++i)
+        bytes[i] = static_cast<char>((value >> (8 * i)) & 0xFF);
+    out.append(bytes, sizeof value);
+}
+
+} // namespace
+
 void CArchiveWriter::WriteUInt8(std::uint8_t value)
 {
     m_bytes += static_cast<char>(value);
@@ -93,14 +108,12 @@ void CArchiveWriter::WriteUInt8(std::uint8_t value)
 
 void CArchiveWriter::WriteUInt16(std::uint16_t value)
 {
-    WriteUInt8(static_cast<std::uint8_t>(value));
-    WriteUInt8(static_cast<std::uint8_t>(value >> 8));
+    AppendLittleEndian(m_bytes, value);
 }
 
 void CArchiveWriter::WriteUInt32(std::uint32_t value)
 {
-    WriteUInt16(static_cast<std::uint16_t>(value));
-    WriteUInt16(static_cast<std::uint16_t>(value >> 16));
+    AppendLittleEndian(m_bytes, value);
 }
 
 void CArchiveWriter::WriteInt32(std::int32_t value)
@@ -110,9 +123,7 @@ void CArchiveWriter::WriteInt32(std::int32_t value)
 
 void CArchiveWriter::WriteDouble(double value)
 {
-    const auto bits = std::bit_cast<std::uint64_t>(value);
-    WriteUInt32(static_cast<std::uint32_t>(bits));
-    WriteUInt32(static_cast<std::uint32_t>(bits >> 32));
+    AppendLittleEndian(m_bytes, std::bit_cast<std::uint64_t>(value));
 }
 
 void CArchiveWriter::WriteCount(std::uint32_t count)
@@ -286,7 +297,17 @@ bool CArchiveReader::ReadString(std::string &utf8)
     const auto count = static_cast<std::size_t>(length);
     std::string text;
     text.reserve(count); // exact for ASCII, the common case
-    if (!wide) {
+    const auto ascii = [&] {
+        for (std::size_t k = 0; k < count; ++k)
+            if (p[unitSize * k] >= 0x80 || (wide && p[2 * k + 1] != 0))
+                return false;
+        return true;
+    };
+    if (ascii()) {
+        text.resize(count);
+        for (std::size_t k = 0; k < count; ++k)
+            text[k] = static_cast<char>(p[unitSize * k]);
+    } else if (!wide) {
         for (std::size_t k = 0; k < count; ++k)
             AppendUtf8(text, p[k]);
     } else {
