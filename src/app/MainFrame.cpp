@@ -21,6 +21,7 @@
 #include "receiver/LogSettingsDialog.h"
 #include "receiver/SerialPort.h"
 #include "receiver/SerialPortDialog.h"
+#include "receiver/SirfSender.h"
 #include "receiver/SystemClock.h"
 #include "waypoints/WaypointBook.h"
 
@@ -134,10 +135,12 @@ CMainFrame::CMainFrame(QWidget *parent)
     ReadSettings();
     m_waypoints = std::make_unique<CWaypointBook>(this);
     m_waypoints->Load(GetDataDirectory(), WasDataDirectoryCreated());
+    m_mapView->Start(GetDataDirectory(), WasDataDirectoryCreated(), m_waypoints.get());
     // The dashboard keeps night mode; the other pages follow it.
     m_nightMode = m_dashboard->IsNightMode();
     m_listPage->SetNightMode(m_nightMode);
     m_dataPage->SetNightMode(m_nightMode);
+    m_mapView->SetNightMode(m_nightMode);
 
     m_retry = new QTimer(this);
     m_retry->setInterval(CReceiverWatch::kRetryIntervalMs);
@@ -284,7 +287,9 @@ CFrameState CMainFrame::GetState() const
     s.replayDelay = m_source.GetReplayDelay();
     s.visiblePage = m_sheet->currentIndex();
     s.dashboardModeOn = m_dashboard->IsExclusive();
-    s.features = kFeatureGauges | kFeatureWaypoints;
+    s.features = kFeatureGauges | kFeatureWaypoints | kFeatureMaps | kFeatureChipset;
+    CGeoPosition cursor;
+    s.lastPositionStored = m_mapView->GetCursorPosition(cursor);
     s.mapLoaded = m_mapView->IsMapLoaded();
     return s;
 }
@@ -369,14 +374,20 @@ void CMainFrame::RunCommand(int id)
         SetProjection(*FormatOfCommand(id));
         break;
     case kCmdDisplayMode:
-        if (m_sheet->currentIndex() != kPageMap)
+        // On the Map page: follow the fix, or stop following it.
+        if (m_sheet->currentIndex() == kPageMap)
+            m_mapView->ToggleTrackPosition();
+        else
             ToggleDisplayMode();
         break;
     case kCmdStepOn:
     case kCmdStepOff:
-        // On the Dashboard: its large instrument alone on the page, or back.
+        // On the Dashboard: its large instrument alone on the page, or back; on the Map page
+        // the zoom.
         if (m_sheet->currentIndex() == kPageDashboard)
             m_dashboard->SetExclusive(id == kCmdStepOn);
+        else if (m_sheet->currentIndex() == kPageMap)
+            id == kCmdStepOn ? m_mapView->ZoomIn() : m_mapView->ZoomOut();
         break;
     case kCmdResetGauges:
         m_dashboard->ResetGauges();
@@ -397,19 +408,28 @@ void CMainFrame::RunCommand(int id)
     }
     case kCmdEditWaypoints:
         m_waypoints->Edit(m_projection, ProposedPosition());
+        m_mapView->WaypointsChanged();
         break;
     case kCmdSelectWaypoint:
         m_waypoints->SelectGoto(m_projection);
+        m_mapView->WaypointsChanged();
         break;
     case kCmdImportGpx:
     case kCmdImportLoc:
         m_waypoints->Import(id == kCmdImportGpx ? WaypointFileType::GPX : WaypointFileType::LOC,
                             m_advancedFileSelector);
+        m_mapView->WaypointsChanged();
+        break;
+    case kCmdProgramChipset:
+        SendProgramChipset(m_source);
+        break;
+    case kCmdHotConnect:
+        HotConnect();
         break;
     case kCmdExportWaypoints:
         m_waypoints->Export();
         break;
-    default: // the map and chipset commands arrive with their parts
+    default:
         break;
     }
     UpdateCommands();
@@ -695,11 +715,24 @@ void CMainFrame::CarryOut(const CFixActions &a)
                                       m_source.IsReplaying());
     if (a.updateList)
         m_listPage->UpdateHeading();
+    m_mapView->SetHeading(parser.m_rmc.m_status == "A" ? parser.m_rmc.m_course : -1.0);
+}
+
+void CMainFrame::HotConnect()
+{
+    CGeoPosition cursor;
+    if (!m_mapView->GetCursorPosition(cursor))
+        return;
+    if ((!m_source.IsOpen() || m_source.IsReplaying()) && !OpenPort())
+        return;
+    SendHotConnect(m_source, cursor.m_latitude, cursor.m_longitude, std::time(nullptr));
 }
 
 CGeoPosition CMainFrame::ProposedPosition() const
 {
-    // The map cursor takes over once maps have one.
+    CGeoPosition cursor;
+    if (m_sheet->currentIndex() == kPageMap && m_mapView->GetCursorPosition(cursor))
+        return cursor;
     const CGGASentence &gga = GetParser().m_gga;
     return gga.m_quality != 0 ? gga.m_position : CGeoPosition();
 }
@@ -753,6 +786,7 @@ void CMainFrame::ToggleDisplayMode()
     m_dashboard->SetNightMode(m_nightMode, true);
     m_listPage->SetNightMode(m_nightMode);
     m_dataPage->SetNightMode(m_nightMode);
+    m_mapView->SetNightMode(m_nightMode);
     StyleNotice();
 }
 

@@ -105,6 +105,8 @@ private:
     void WriteSettings() const;
     void OnSentence(int type, std::string_view line);
     void FixEvents();
+    /// Opens the port when needed and sends the map cursor as the receiver's first guess.
+    void HotConnect();
     void SetClock(std::time_t utc);
     [[nodiscard]] CGeoPosition ProposedPosition() const;
     void ResetIdleTimer();

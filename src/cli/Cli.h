@@ -25,5 +25,7 @@ int RunPosition(const std::vector<std::string_view> &args);
 int RunDistance(const std::vector<std::string_view> &args);
 int RunReplay(const std::vector<std::string_view> &args);
 int RunWaypoints(const std::vector<std::string_view> &args);
+int RunMaps(const std::vector<std::string_view> &args);
+int RunSirf(const std::vector<std::string_view> &args);
 
 bool IsHelp(std::string_view arg);

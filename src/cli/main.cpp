@@ -26,6 +26,10 @@ constexpr const char *kUsage =
     "                    replay a log through the receiver engine, optionally recording\n"
     "  waypoints list|import|export [ARGS]\n"
     "                    list the waypoint database, import GPX/LOC files, export GPX\n"
+    "  maps list|add|locate|track [ARGS]\n"
+    "                    list the map database, add a map, locate a position, load a track\n"
+    "  sirf rates|hotstart [LAT LON] --port DEVICE [--baud N]\n"
+    "                    send output rates or a hot start to a SiRF receiver\n"
 #endif
     "\n"
     "'veloran-cli COMMAND --help' describes a command.\n";
@@ -84,6 +88,10 @@ int RunCommand(std::string_view command, const std::vector<std::string_view> &ar
         return RunReplay(args);
     if (command == "waypoints")
         return RunWaypoints(args);
+    if (command == "maps")
+        return RunMaps(args);
+    if (command == "sirf")
+        return RunSirf(args);
 #endif
     return UsageError("unknown command '" + std::string(command) + "' (try --help)");
 }

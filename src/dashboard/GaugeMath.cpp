@@ -17,14 +17,6 @@ double LogBase(double x, int base)
     return base == 10 ? std::log10(x) : std::log(x) / std::log(static_cast<double>(base));
 }
 
-constexpr std::array<CRgb, 5> kSignalStops = {{
-    {255, 0, 0},
-    {255, 102, 0},
-    {255, 255, 0},
-    {102, 255, 0},
-    {0, 255, 0},
-}};
-
 } // namespace
 
 int RoundHalfUp(double x)
@@ -61,11 +53,11 @@ CRgb SignalColour(double x)
     const double t = 4.0 * x;
     // The ramp ends at green: a signal above 50 dB is as good as it gets.
     if (t >= 4.0)
-        return kSignalStops.back();
+        return kQualityStops.back();
     const auto k = static_cast<std::size_t>(t);
     const double f = t - static_cast<double>(k);
-    const CRgb &a = kSignalStops[k];
-    const CRgb &b = kSignalStops[k + 1];
+    const CRgb &a = kQualityStops[k];
+    const CRgb &b = kQualityStops[k + 1];
     const auto mix = [f](std::uint8_t from, std::uint8_t to) {
         return static_cast<std::uint8_t>(from + (to - from) * f);
     };

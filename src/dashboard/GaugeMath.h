@@ -1,5 +1,7 @@
 #pragma once
 
+#include "maps/Rgb.h"
+
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -35,11 +37,6 @@ struct CTick {
     TickKind kind = TickKind::Minor;
 };
 [[nodiscard]] CTick TickAt(int index, int count, int radius, int group);
-
-struct CRgb {
-    std::uint8_t r = 0, g = 0, b = 0;
-    friend bool operator==(const CRgb &, const CRgb &) = default;
-};
 
 /// The signal-strength ramp red, orange, yellow, yellow-green, green for x = SNR x 0.02: 0 dB
 /// red, 50 dB green, stronger signals green too.

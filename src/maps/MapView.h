@@ -2,9 +2,22 @@
 
 #include "geo/CoordinateFormat.h"
 #include "geo/Units.h"
+#include "maps/MapBitmap.h"
+#include "maps/MapPageModel.h"
 #include "nmea/GeoPosition.h"
 
+#include <QImage>
+#include <QPoint>
 #include <QWidget>
+
+#include <functional>
+#include <memory>
+#include <vector>
+
+class CWaypointBook;
+class QMenu;
+class QThread;
+class QTimer;
 
 /// What the window has handed to the map page.
 struct CMapFeed {
@@ -16,37 +29,129 @@ struct CMapFeed {
     double reception = 0.0;
 };
 
-/// The "Map" page. Maps, track and distance tool come later; until then it keeps what the window
-/// hands it and draws only its caption.
+/// The "Map" page: the current map of the database around the view centre, with the track,
+/// the waypoints, the marker and the text overlays. Tap centres, a drag measures, press-and-hold
+/// (or right-click, or the Menu key) opens the map menu; the wheel zooms and a middle-button
+/// drag pans.
 class CMapView : public QWidget
 {
     Q_OBJECT
 public:
+    static constexpr const char *kSettingsKey = "Software/Veloran/Maps";
+    static constexpr const char *kLoadFailedMessage = "Failed to load mapfile.";
+
     explicit CMapView(QWidget *parent = nullptr);
+    ~CMapView() override;
+
+    /// The world image installed with the program, else the system's copy.
+    static QString WorldMapImagePath();
+
+    /// Reads the map database in `directory` and shows its first map. Neither file opening is
+    /// reported when `quiet` (a first start).
+    void Start(const QString &directory, bool quiet, CWaypointBook *waypoints);
 
     void SetPosition(const CGeoPosition &position);
+    /// Receiving fixes; when it stops, the next fix begins a new piece of track.
     void SetFix(bool fix);
-    /// Forgets the track points collected so far.
+    /// Forgets where the track was, so the next fix does not join it.
     void ClearPointList();
-    [[nodiscard]] bool ShowsReceptionIndicator() const { return false; }
-    /// Satellites used / satellites in view.
-    void SetReception(double ratio) { m_feed.reception = ratio; }
-    void SetProjection(CoordinateFormat projection) { m_projection = projection; }
+    [[nodiscard]] bool ShowsReceptionIndicator() const;
+    /// Satellites used / in view.
+    void SetReception(double ratio);
+    /// Course over ground in degrees; negative when unknown.
+    void SetHeading(double heading);
+    void SetProjection(CoordinateFormat projection);
     void SetAdvancedFileSelector(bool advanced) { m_advancedFileSelector = advanced; }
-    void SetUnits(UnitSystem units) { m_units = units; }
-    [[nodiscard]] bool IsMapLoaded() const { return false; }
+    void SetUnits(UnitSystem units);
+    /// The waypoint list or the goto target changed.
+    void WaypointsChanged();
+    void SetNightMode(bool night);
+
+    [[nodiscard]] bool IsMapLoaded() const { return !m_bitmap.IsNull(); }
+    /// The view centre's position on a calibrated map.
+    bool GetCursorPosition(CGeoPosition &position) const;
+    void ZoomIn();
+    void ZoomOut();
+    void ToggleTrackPosition();
+
+    /// Blocks until the bitmap being decoded is there (tests, screenshots); false on time-out.
+    bool WaitForBitmap(int timeoutMs);
+    /// The page as it paints, into an image of its size (device pixels).
+    [[nodiscard]] QImage Render();
 
     [[nodiscard]] const CMapFeed &GetFeed() const { return m_feed; }
     [[nodiscard]] CoordinateFormat GetProjection() const { return m_projection; }
     [[nodiscard]] bool GetAdvancedFileSelector() const { return m_advancedFileSelector; }
-    [[nodiscard]] UnitSystem GetUnits() const { return m_units; }
+    [[nodiscard]] UnitSystem GetUnits() const { return m_model.m_settings.units; }
+    [[nodiscard]] CMapPageModel &GetModel() { return m_model; }
+    [[nodiscard]] const CMapBitmap &GetBitmap() const { return m_bitmap; }
+
+    /// The map menu's commands, also for tests.
+    void LoadTrackFile(const QString &path);
+    void EditReferences();
+    void SelectMap();
+    void AddMapFile(const QString &path);
+    /// Measures a drag over `path` (device pixels) ending at `up`; returns the box's text.
+    QString Measure(const std::vector<CMapPoint> &path, const CMapPoint &up);
+    [[nodiscard]] QMenu *CreateMapMenu();
 
 protected:
     void paintEvent(QPaintEvent *event) override;
+    void resizeEvent(QResizeEvent *event) override;
+    void mousePressEvent(QMouseEvent *event) override;
+    void mouseMoveEvent(QMouseEvent *event) override;
+    void mouseReleaseEvent(QMouseEvent *event) override;
+    void wheelEvent(QWheelEvent *event) override;
+    void keyPressEvent(QKeyEvent *event) override;
+    void contextMenuEvent(QContextMenuEvent *event) override;
 
 private:
+    void ReadSettings();
+    void WriteSettings() const;
+    void Apply(unsigned changes);
+    void LoadCurrentBitmap();
+    void LoadBitmap(const QString &path, std::function<void(bool)> done);
+    void BitmapDecoded(int generation);
+    void SyncClientSize();
+    void Compose();
+    void DrawTrack(QPainter &painter, std::size_t from) const;
+    void DrawWaypoints(QPainter &painter) const;
+    void PaintOverlays(QPainter &painter);
+    void ShowMenu(const QPoint &globalPos);
+    void TapReleased(const QPoint &pos);
+    void OfferCalibration(const QString &imagePath);
+    void Redraw();
+    [[nodiscard]] QPointF DevicePoint(const QPointF &logical) const;
+    [[nodiscard]] const CWaypoint *SelectedWaypoint() const;
+    [[nodiscard]] const CWaypointList *Waypoints() const;
+
     CMapFeed m_feed;
+    CMapPageModel m_model;
+    CMapBitmap m_bitmap;
+    QString m_directory;
+    CWaypointBook *m_waypoints = nullptr;
     CoordinateFormat m_projection = CoordinateFormat::DD;
     bool m_advancedFileSelector = false;
-    UnitSystem m_units = UnitSystem::Metric;
+    bool m_night = false;
+    double m_heading = -1.0;
+
+    // Decoding runs on its own thread; a newer request makes an older result stale.
+    struct CDecodeJob;
+    std::shared_ptr<CDecodeJob> m_job;
+    QThread *m_decoder = nullptr;
+    int m_generation = 0;
+    bool m_waitCursor = false;
+
+    QImage m_frame; // map, track and waypoints of the current view
+    bool m_frameValid = false;
+    std::size_t m_composedSegments = 0;
+
+    std::vector<CMapPoint> m_dragPath; // device pixels
+    CMapPoint m_downPoint;
+    bool m_measuring = false;
+    bool m_suppressTap = false;
+    bool m_panning = false;
+    QPoint m_panFrom;
+    QTimer *m_hold = nullptr;
+    QPoint m_holdGlobal;
 };

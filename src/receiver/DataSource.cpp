@@ -1,5 +1,6 @@
 #include "receiver/DataSource.h"
 
+#include "receiver/PortWrite.h"
 #include "receiver/ReaderSession.h"
 
 #include <cerrno>
@@ -130,6 +131,16 @@ void CDataSource::Join(const std::shared_ptr<CReaderSession> &s)
         m_thread.join();
     else
         m_thread.detach();
+}
+
+bool CDataSource::Write(std::string_view bytes)
+{
+    // Our reference keeps the session, and with it the port's descriptor, open while we write,
+    // even when the reader ends meanwhile; the reader never writes.
+    const std::shared_ptr<CReaderSession> s = m_session;
+    if (!s || s->m_replay || !s->m_open)
+        return false;
+    return WritePort(s->m_port, bytes);
 }
 
 bool CDataSource::IsOpen() const

@@ -69,6 +69,11 @@ public:
     /// Closes the source; lines not yet handled are dropped.
     void Close();
 
+    /// Writes `bytes` to the open serial port while the reader goes on reading it; returns once
+    /// they are in the line's buffer. False, writing nothing, when closed or replaying; false
+    /// too when the write failed or timed out. Consumer thread, like opening and closing.
+    bool Write(std::string_view bytes);
+
     [[nodiscard]] bool IsOpen() const;
     [[nodiscard]] bool IsReplaying() const;
     /// The file being replayed; empty unless replaying.

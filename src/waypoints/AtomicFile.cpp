@@ -4,6 +4,7 @@
 #include <cerrno>
 #include <climits>
 #include <cstdint>
+#include <cstring>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -248,4 +249,28 @@ int ReadWholeFile(const std::string &path, std::string &bytes, std::size_t maxBy
 {
     bool opened = false;
     return ReadWholeFile(path, bytes, maxBytes, opened);
+}
+
+int ReplaceFileKeepingTail(const std::string &path, std::string bytes, std::size_t maxOldBytes,
+                           const CWriteFault *fault)
+{
+    std::string old;
+    const int error = ReadWholeFile(path, old, maxOldBytes);
+    if (error != 0 && error != ENOENT)
+        return error;
+    if (old.size() > bytes.size())
+        bytes.append(old, bytes.size());
+    return ReplaceFileAtomically(path, bytes, fault);
+}
+
+std::string JoinDatabasePath(const std::string &directory, const char *name)
+{
+    if (directory.empty())
+        return name;
+    return directory.back() == '/' ? directory + name : directory + "/" + name;
+}
+
+std::string DescribeFileError(const std::string &path, int error)
+{
+    return path + ": " + std::strerror(error);
 }

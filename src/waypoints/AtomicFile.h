@@ -19,6 +19,17 @@ struct CWriteFault {
 int ReplaceFileAtomically(const std::string &path, std::string_view bytes,
                           const CWriteFault *fault = nullptr);
 
+/// What an overwrite without truncation leaves, written crash-safely: `bytes`, then whatever the
+/// old file (at most `maxOldBytes`) held beyond them. Existing databases look like that, and
+/// readers stop after the counted records anyway. 0 or the errno; the old file is kept on failure.
+int ReplaceFileKeepingTail(const std::string &path, std::string bytes, std::size_t maxOldBytes,
+                           const CWriteFault *fault = nullptr);
+
+/// `directory` + "/" + `name` (just `name` for an empty directory).
+std::string JoinDatabasePath(const std::string &directory, const char *name);
+/// "PATH: system error text", for a message box's details.
+std::string DescribeFileError(const std::string &path, int error);
+
 /// The whole content of a regular file; 0 or the errno (`bytes` is then empty): EFBIG beyond
 /// `maxBytes`, EISDIR for a folder, EINVAL for another kind of file (a FIFO would block).
 int ReadWholeFile(const std::string &path, std::string &bytes, std::size_t maxBytes);

@@ -2,10 +2,9 @@
 
 #include "waypoints/Archive.h"
 #include "waypoints/AtomicFile.h"
+#include "waypoints/DatabaseFile.h"
 
 #include <algorithm>
-#include <cerrno>
-#include <cstring>
 
 namespace
 {
@@ -22,18 +21,6 @@ bool ReadWaypoint(CArchiveReader &reader, CWaypoint &w)
            && reader.ReadDouble(w.m_position.m_latitude) && reader.ReadDouble(w.m_radius)
            && reader.ReadString(w.m_description) && reader.ReadInt32(w.m_type)
            && reader.ReadInt32(w.m_action);
-}
-
-std::string JoinPath(const std::string &directory, const char *name)
-{
-    if (directory.empty())
-        return name;
-    return directory.back() == '/' ? directory + name : directory + "/" + name;
-}
-
-std::string Describe(const std::string &path, int error)
-{
-    return path + ": " + std::strerror(error);
 }
 
 } // namespace
@@ -79,56 +66,27 @@ bool DecodeWaypoints(std::string_view bytes, CWaypointList &out)
 CWaypointLoad LoadWaypointFile(const std::string &path)
 {
     CWaypointLoad load;
-    std::string bytes;
-    const int error = ReadWholeFile(path, bytes, kMaxWaypointFileBytes, load.opened);
-    if (!load.opened) {
-        load.detail = Describe(path, error);
-        return load;
-    }
-    load.path = path;
-    if (error != 0) {
-        // Opened but unreadable (too large, I/O error): the other file is no stand-in for it.
-        load.damaged = true;
-        load.detail = Describe(path, error);
-    } else if (!DecodeWaypoints(bytes, load.waypoints)) {
-        load.damaged = true;
-        load.detail =
-            path + ": damaged after " + std::to_string(load.waypoints.size()) + " waypoints";
-    }
+    static_cast<CDatabaseRead &>(load) = ReadDatabaseFile(
+        path, kMaxWaypointFileBytes,
+        [&](std::string_view bytes) { return DecodeWaypoints(bytes, load.waypoints); },
+        [&] { return "damaged after " + std::to_string(load.waypoints.size()) + " waypoints"; });
     return load;
 }
 
 CWaypointLoad LoadWaypointDatabase(const std::string &directory)
 {
-    std::string detail;
-    for (const char *name : {kWaypointFileName, kWorldpointFileName}) {
-        CWaypointLoad load = LoadWaypointFile(JoinPath(directory, name));
-        if (load.opened)
-            return load;
-        detail += (detail.empty() ? "" : "\n") + load.detail;
-    }
-    CWaypointLoad none;
-    none.detail = std::move(detail);
-    return none;
+    return LoadFirstDatabase<CWaypointLoad>(directory, {kWaypointFileName, kWorldpointFileName},
+                                            LoadWaypointFile);
 }
 
 int SaveWaypointFile(const std::string &path, const CWaypointList &waypoints,
                      const CWriteFault *fault)
 {
-    std::string old;
-    const int error = ReadWholeFile(path, old, kMaxWaypointFileBytes);
-    if (error != 0 && error != ENOENT)
-        return error;
-    // The bytes an overwrite without truncation leaves: existing files look like that, and
-    // readers stop after the counted waypoints anyway.
-    std::string bytes = EncodeWaypoints(waypoints);
-    if (old.size() > bytes.size())
-        bytes.append(old, bytes.size());
-    return ReplaceFileAtomically(path, bytes, fault);
+    return ReplaceFileKeepingTail(path, EncodeWaypoints(waypoints), kMaxWaypointFileBytes, fault);
 }
 
 int SaveWaypointDatabase(const std::string &directory, const CWaypointList &waypoints,
                          const CWriteFault *fault)
 {
-    return SaveWaypointFile(JoinPath(directory, kWaypointFileName), waypoints, fault);
+    return SaveWaypointFile(JoinDatabasePath(directory, kWaypointFileName), waypoints, fault);
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "waypoints/DatabaseFile.h"
 #include "waypoints/Waypoint.h"
 
 #include <cstddef>
@@ -24,12 +25,8 @@ std::string EncodeWaypoints(const CWaypointList &waypoints);
 /// waypoints complete before that point are kept.
 bool DecodeWaypoints(std::string_view bytes, CWaypointList &out);
 
-struct CWaypointLoad {
+struct CWaypointLoad : CDatabaseRead {
     CWaypointList waypoints;
-    std::string path; ///< the file read; empty when neither opened
-    bool opened = false;
-    bool damaged = false;
-    std::string detail; ///< why it failed (for the message box's details), else empty
 };
 
 /// Reads "Waypoints.wdb" in `directory`, else "Worldpoints.wdb".

@@ -1,5 +1,7 @@
 #include "waypoints/WaypointDialogs.h"
 
+#include "app/FormWidgets.h"
+
 #include <QApplication>
 #include <QComboBox>
 #include <QDialogButtonBox>
@@ -10,9 +12,7 @@
 #include <QLineEdit>
 #include <QPlainTextEdit>
 #include <QPushButton>
-#include <QScreen>
 #include <QSignalBlocker>
-#include <QStyledItemDelegate>
 #include <QTreeWidget>
 #include <QVBoxLayout>
 
@@ -27,11 +27,6 @@ constexpr int kPositionColumn = 1;
 constexpr int kIndexRole = Qt::UserRole;
 // The "Type:" and "Action:" choosers offer these codes; a stored code beyond them is kept too.
 constexpr int kCodeCount = 16;
-// Rows a finger can hit: this much of the font height, and no fewer rows shown than this.
-constexpr double kRowHeightInLines = 1.9;
-constexpr int kMinimumVisibleRows = 4;
-// A long name is elided rather than pushing the position out of a small screen.
-constexpr int kMaxNameColumnChars = 22;
 
 const char *const kRadiusPresets[] = {"1", "1.5", "2", "5", "10", "100", "1000", "2500"};
 
@@ -46,42 +41,10 @@ QString DescriptionText(const std::string &description)
     return FromUtf8(description).replace(QStringLiteral("\r\n"), QStringLiteral("\n"));
 }
 
-class CTallRowDelegate : public QStyledItemDelegate
-{
-public:
-    using QStyledItemDelegate::QStyledItemDelegate;
-
-    QSize sizeHint(const QStyleOptionViewItem &option, const QModelIndex &index) const override
-    {
-        QSize size = QStyledItemDelegate::sizeHint(option, index);
-        size.setHeight(std::max(size.height(), RowHeight(option.fontMetrics)));
-        return size;
-    }
-
-    static int RowHeight(const QFontMetrics &metrics)
-    {
-        return qRound(metrics.height() * kRowHeightInLines);
-    }
-};
-
 QTreeWidget *MakeWaypointList(QWidget *parent)
 {
-    auto *list = new QTreeWidget(parent);
-    list->setObjectName("waypointList");
-    list->setColumnCount(2);
-    list->setHeaderLabels({QObject::tr("Name"), QObject::tr("Position")});
-    list->setRootIsDecorated(false);
-    list->setUniformRowHeights(true);
-    list->setAllColumnsShowFocus(true);
-    list->setSelectionMode(QAbstractItemView::SingleSelection);
-    list->setSelectionBehavior(QAbstractItemView::SelectRows);
-    list->setItemDelegate(new CTallRowDelegate(list));
-    // Flicking with a finger moves the view by rows; per pixel is smoother.
-    list->setVerticalScrollMode(QAbstractItemView::ScrollPerPixel);
-    list->setHorizontalScrollMode(QAbstractItemView::ScrollPerPixel);
-    const int rowHeight = CTallRowDelegate::RowHeight(list->fontMetrics());
-    list->setMinimumHeight(list->header()->sizeHint().height() + kMinimumVisibleRows * rowHeight
-                           + 2 * list->frameWidth());
+    QTreeWidget *list =
+        MakeReportList("waypointList", {QObject::tr("Name"), QObject::tr("Position")}, parent);
 
     // A header click sorts what is shown only; the stored order stays, and with it the indices.
     QHeaderView *header = list->header();
@@ -110,16 +73,6 @@ void FillList(QTreeWidget &list, const CWaypointList &waypoints, CoordinateForma
         SetRow(*new QTreeWidgetItem(&list), waypoints[i], format, static_cast<int>(i));
 }
 
-// Header width first; once there are rows, wide enough for the widest of them as well.
-void FitColumns(QTreeWidget &list)
-{
-    for (int column : {kNameColumn, kPositionColumn})
-        list.resizeColumnToContents(column);
-    const int maxName = list.fontMetrics().averageCharWidth() * kMaxNameColumnChars;
-    if (list.columnWidth(kNameColumn) > maxName)
-        list.setColumnWidth(kNameColumn, maxName);
-}
-
 // A row added or changed goes where the chosen sort puts it.
 void Resort(QTreeWidget &list)
 {
@@ -131,20 +84,6 @@ void Resort(QTreeWidget &list)
 int StoredIndex(const QTreeWidgetItem *item)
 {
     return item == nullptr ? -1 : item->data(kNameColumn, kIndexRole).toInt();
-}
-
-QTreeWidgetItem *SelectedItem(const QTreeWidget &list)
-{
-    const QList<QTreeWidgetItem *> selected = list.selectedItems();
-    return selected.isEmpty() ? nullptr : selected.front();
-}
-
-QComboBox *MakeChooser(const char *name, const QStringList &entries, QWidget *parent)
-{
-    auto *combo = new QComboBox(parent);
-    combo->setObjectName(name);
-    combo->addItems(entries);
-    return combo;
 }
 
 QComboBox *MakeCodeChooser(const char *name, std::int32_t code, QWidget *parent)
@@ -161,37 +100,6 @@ QComboBox *MakeCodeChooser(const char *name, std::int32_t code, QWidget *parent)
     combo->setCurrentIndex(index);
     combo->setMinimumContentsLength(4);
     return combo;
-}
-
-QDialogButtonBox *MakeOkCancel(QDialog *dialog)
-{
-    auto *buttons = new QDialogButtonBox(dialog);
-    QPushButton *ok = buttons->addButton(QDialog::tr("OK"), QDialogButtonBox::AcceptRole);
-    ok->setObjectName("okButton");
-    ok->setDefault(true);
-    buttons->addButton(QDialog::tr("Cancel"), QDialogButtonBox::RejectRole)
-        ->setObjectName("cancelButton");
-    QObject::connect(buttons, &QDialogButtonBox::accepted, dialog, &QDialog::accept);
-    QObject::connect(buttons, &QDialogButtonBox::rejected, dialog, &QDialog::reject);
-    return buttons;
-}
-
-// Small screens (480x640) get the whole screen rather than a dialog running off its edge.
-void ResizeWithin(QDialog &dialog, QSize preferred)
-{
-    const QScreen *screen = dialog.screen();
-    if (screen != nullptr)
-        preferred = preferred.boundedTo(screen->availableGeometry().size());
-    dialog.resize(preferred.expandedTo(dialog.minimumSizeHint()));
-}
-
-QPushButton *MakeButton(const QString &text, const char *name, QWidget *parent)
-{
-    auto *button = new QPushButton(text, parent);
-    button->setObjectName(name);
-    // Enter in a field means OK, not whichever of these had the focus last.
-    button->setAutoDefault(false);
-    return button;
 }
 
 } // namespace

@@ -1,0 +1,451 @@
+#include "Cli.h"
+#include "JsonDump.h"
+#include "app/DataDirectory.h"
+#include "maps/CalibrationImport.h"
+#include "maps/MapDatabase.h"
+#include "maps/MapPageModel.h"
+#include "maps/TrackLoader.h"
+#include "nmea/Numbers.h"
+
+#include <QFile>
+#include <QImageReader>
+#include <QString>
+
+#include <cerrno>
+#include <charconv>
+#include <cmath>
+#include <cstdio>
+#include <cstring>
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <sys/stat.h>
+#include <vector>
+
+namespace
+{
+
+constexpr const char *kMapsHelp =
+    "usage: veloran-cli maps list [--json] [DATABASE]\n"
+    "       veloran-cli maps add IMAGE [--name TEXT] [--ref NAME:X,Y:LAT,LON]...\n"
+    "                               [--calibration FILE] [DATABASE]\n"
+    "       veloran-cli maps locate LAT LON [--json] [DATABASE]\n"
+    "       veloran-cli maps track LOG [--map INDEX] [--reception] [--json] [DATABASE]\n"
+    "\n"
+    "Works on the map database the window uses.\n"
+    "\n"
+    "  list    one line per map: index, name, file, size, calibrated or not, pair count; with\n"
+    "          --json one object per line with the pairs themselves\n"
+    "  add     appends a map of IMAGE (its absolute path, its size read from the image, named\n"
+    "          after the file unless --name) and saves the database; each --ref adds a\n"
+    "          reference pair in the order given, the first and the last calibrate the map;\n"
+    "          --calibration takes the pairs from an Ozi .map file, a world file or a KML\n"
+    "          file fitted to the image instead\n"
+    "  locate  per map the pixel of the position and whether the map contains it, then the\n"
+    "          map the window would choose by itself\n"
+    "  track   the track points (pixel and colour) of an NMEA log on map INDEX (default 0),\n"
+    "          as Load Track draws them in the yellow marker colour; --reception colours by\n"
+    "          reception\n"
+    "\n"
+    "DATABASE is one of:\n"
+    "  --db FILE      this database file\n"
+    "  --data-dir DIR MapInfo.gdb in DIR (read from Worldmap.gdb while it is missing)\n"
+    "  (neither)      the same in $VELORAN_DATA_DIR, else ~/Documents/Veloran\n";
+
+// The window's marker colour as first started (red and green on: yellow).
+constexpr CRgb kMarkerColour{255, 255, 0};
+
+struct COptions {
+    std::string command;
+    std::vector<std::string> arguments;
+    std::optional<std::string> db;
+    std::optional<std::string> dataDir;
+    std::optional<std::string> name;
+    std::vector<CPositionPair> refs;
+    std::optional<std::string> calibration;
+    int mapIndex = 0;
+    bool reception = false;
+    bool json = false;
+};
+
+bool ParseInt32(std::string_view text, std::int32_t &value)
+{
+    const char *end = text.data() + text.size();
+    const auto [ptr, ec] = std::from_chars(text.data(), end, value);
+    return !text.empty() && ec == std::errc() && ptr == end;
+}
+
+// "A,B" split at its only comma.
+bool SplitComma(std::string_view text, std::string_view &a, std::string_view &b)
+{
+    const std::size_t comma = text.find(',');
+    if (comma == std::string_view::npos || text.find(',', comma + 1) != std::string_view::npos)
+        return false;
+    a = text.substr(0, comma);
+    b = text.substr(comma + 1);
+    return true;
+}
+
+// NAME:X,Y:LAT,LON; the name may hold colons of its own.
+bool ParseRef(std::string_view text, CPositionPair &pair)
+{
+    const std::size_t second = text.rfind(':');
+    if (second == std::string_view::npos || second == 0)
+        return false;
+    const std::size_t first = text.rfind(':', second - 1);
+    if (first == std::string_view::npos)
+        return false;
+    std::string_view x, y, lat, lon;
+    double latitude = 0.0, longitude = 0.0;
+    if (!SplitComma(text.substr(first + 1, second - first - 1), x, y)
+        || !SplitComma(text.substr(second + 1), lat, lon) || !ParseInt32(x, pair.m_point.x)
+        || !ParseInt32(y, pair.m_point.y) || !ParseNumberArgument(lat, latitude)
+        || !ParseNumberArgument(lon, longitude) || std::fabs(latitude) > 90.0
+        || std::fabs(longitude) > 180.0)
+        return false;
+    pair.m_name = std::string(text.substr(0, first));
+    pair.m_position = CGeoPosition(latitude, longitude, 0.0);
+    return true;
+}
+
+// 0 when parsed; else the exit status of the usage error already reported.
+int ParseOptions(const std::vector<std::string_view> &args, COptions &options)
+{
+    if (args.empty())
+        return UsageError("maps: missing list, add, locate or track (try --help)");
+    options.command = std::string(args.front());
+    const std::string &command = options.command;
+    if (command != "list" && command != "add" && command != "locate" && command != "track")
+        return UsageError("maps: unknown command '" + command + "' (list, add, locate or track)");
+    for (std::size_t i = 1; i < args.size(); ++i) {
+        const std::string_view a = args[i];
+        const auto value = [&](std::string_view what) -> std::optional<std::string> {
+            if (i + 1 == args.size() || args[i + 1].empty()) {
+                UsageError("maps: " + std::string(a) + " needs " + std::string(what));
+                return std::nullopt;
+            }
+            return std::string(args[++i]);
+        };
+        double number = 0.0;
+        if (a == "--db" || a == "--data-dir") {
+            auto &target = a == "--db" ? options.db : options.dataDir;
+            target = value(a == "--db" ? "a file name" : "a directory");
+            if (!target)
+                return kExitUsage;
+        } else if (a == "--json" && command != "add") {
+            options.json = true;
+        } else if (a == "--name" && command == "add") {
+            options.name = value("a text");
+            if (!options.name)
+                return kExitUsage;
+        } else if (a == "--ref" && command == "add") {
+            const std::optional<std::string> ref = value("NAME:X,Y:LAT,LON");
+            if (!ref)
+                return kExitUsage;
+            CPositionPair pair;
+            if (!ParseRef(*ref, pair))
+                return UsageError("maps add: bad --ref '" + *ref
+                                  + "' (NAME:X,Y:LAT,LON, whole pixels, degrees)");
+            options.refs.push_back(std::move(pair));
+        } else if (a == "--calibration" && command == "add") {
+            options.calibration = value("a calibration file");
+            if (!options.calibration)
+                return kExitUsage;
+        } else if (a == "--map" && command == "track") {
+            const std::optional<std::string> index = value("a map index");
+            if (!index)
+                return kExitUsage;
+            if (!ParseInt32(*index, options.mapIndex) || options.mapIndex < 0)
+                return UsageError("maps track: bad map index '" + *index + "'");
+        } else if (a == "--reception" && command == "track") {
+            options.reception = true;
+        } else if (command == "locate" && ParseNumberArgument(a, number)) {
+            options.arguments.emplace_back(a); // a negative number is no option
+        } else if (a.size() > 1 && a.front() == '-') {
+            return UsageError("maps " + command + ": unknown option '" + std::string(a) + "'");
+        } else if (a.empty()) {
+            return UsageError("maps: empty argument");
+        } else {
+            options.arguments.emplace_back(a);
+        }
+    }
+    if (options.db && options.dataDir)
+        return UsageError("maps: --db and --data-dir exclude each other");
+    if (options.calibration && !options.refs.empty())
+        return UsageError("maps add: --ref and --calibration exclude each other");
+    const std::size_t expected = command == "list" ? 0 : command == "locate" ? 2 : 1;
+    if (options.arguments.size() != expected) {
+        static const char *const kWhat[] = {"no argument", "IMAGE", "LAT and LON", "LOG"};
+        const int what = command == "list" ? 0 : command == "add" ? 1 : command == "locate" ? 2 : 3;
+        return UsageError("maps " + command + ": expected " + kWhat[what]);
+    }
+    return kExitOk;
+}
+
+bool IsMissing(const std::string &path)
+{
+    struct stat st {
+    };
+    return ::stat(path.c_str(), &st) != 0 && errno == ENOENT;
+}
+
+int FileError(const char *what, const std::string &path, const std::string &reason)
+{
+    std::fprintf(stderr, "veloran-cli: %s '%s': %s\n", what, path.c_str(), reason.c_str());
+    return kExitFile;
+}
+
+int DatabaseError(const CMapLoad &load)
+{
+    std::fprintf(stderr, "veloran-cli: cannot read the map database: %s\n", load.detail.c_str());
+    return kExitFile;
+}
+
+// The database the command works on and where an added map is saved.
+class CDatabase
+{
+public:
+    CMapList m_maps;
+
+    /// Reads it; for an add an empty one starts where no file is yet, and Worldmap.gdb stands
+    /// in for a missing MapInfo.gdb. A damaged file is reported; a listing shows what was read,
+    /// the rest stop, so that no partial list is written over it or passes for the whole.
+    int Open(const COptions &options)
+    {
+        const bool adding = options.command == "add";
+        CMapLoad load;
+        if (options.db) {
+            m_path = *options.db;
+            load = LoadMapFile(m_path);
+            if (!load.opened && adding && IsMissing(m_path))
+                return kExitOk;
+            if (!load.opened)
+                return DatabaseError(load);
+        } else {
+            SetDataDirectory(options.dataDir ? QFile::decodeName(options.dataDir->c_str())
+                                             : QString());
+            m_directory = QFile::encodeName(GetDataDirectory()).toStdString();
+            m_path = JoinDatabasePath(m_directory, kMapFileName);
+            const std::string fallback = JoinDatabasePath(m_directory, kWorldmapFileName);
+            load = LoadMapDatabase(m_directory);
+            const bool primaryMissing = IsMissing(m_path);
+            if (!load.opened && adding && primaryMissing && IsMissing(fallback))
+                return kExitOk;
+            // A MapInfo.gdb that exists but does not read is never replaced by the world map.
+            const bool fellBack = load.opened && load.path != m_path;
+            if (!load.opened || (adding && fellBack && !primaryMissing)) {
+                const std::string &failed =
+                    primaryMissing && !IsMissing(fallback) ? fallback : m_path;
+                return DatabaseError(LoadMapFile(failed));
+            }
+        }
+        m_maps = std::move(load.maps);
+        m_damaged = load.damaged;
+        if (m_damaged) {
+            DatabaseError(load);
+            if (options.command != "list")
+                return kExitFile;
+        }
+        return kExitOk;
+    }
+
+    [[nodiscard]] bool IsDamaged() const { return m_damaged; }
+
+    /// 0 or the exit status after reporting the failure.
+    int Save() const
+    {
+        const int error = m_directory.empty() ? SaveMapFile(m_path, m_maps)
+                                              : SaveMapDatabase(m_directory, m_maps);
+        return error == 0 ? kExitOk : FileError("cannot write", m_path, std::strerror(error));
+    }
+
+private:
+    std::string m_path;
+    std::string m_directory; ///< set when it is the data directory's
+    bool m_damaged = false;
+};
+
+// One line whatever a name holds.
+std::string OneLine(std::string text)
+{
+    for (char &c : text)
+        if (static_cast<unsigned char>(c) < 0x20)
+            c = ' ';
+    return text;
+}
+
+void AppendDegrees(std::string &out, double degrees)
+{
+    if (std::isfinite(degrees))
+        out += FormatC("%.6f", degrees);
+    else
+        AppendJsonReal(out, degrees);
+}
+
+int List(const COptions &options)
+{
+    CDatabase database;
+    if (const int status = database.Open(options); status != kExitOk)
+        return status;
+    std::string out;
+    for (std::size_t i = 0; i < database.m_maps.size(); ++i) {
+        const CMapInfo &map = database.m_maps[i];
+        if (!options.json) {
+            out += std::to_string(i) + '\t' + OneLine(map.m_name) + '\t' + OneLine(map.m_file)
+                   + '\t' + std::to_string(map.m_width) + 'x' + std::to_string(map.m_height)
+                   + (map.IsCalibrated() ? "\tcalibrated\t" : "\tuncalibrated\t")
+                   + std::to_string(map.m_pairs.size()) + " pairs\n";
+            continue;
+        }
+        out += "{\"index\":" + std::to_string(i) + ",\"name\":";
+        AppendJsonText(out, map.m_name);
+        out += ",\"file\":";
+        AppendJsonText(out, map.m_file);
+        out += ",\"width\":" + std::to_string(map.m_width)
+               + ",\"height\":" + std::to_string(map.m_height)
+               + ",\"calibrated\":" + (map.IsCalibrated() ? "true" : "false") + ",\"pairs\":[";
+        for (const CPositionPair &pair : map.m_pairs) {
+            out += &pair == map.m_pairs.data() ? "{\"name\":" : ",{\"name\":";
+            AppendJsonText(out, pair.m_name);
+            out += ",\"x\":" + std::to_string(pair.m_point.x)
+                   + ",\"y\":" + std::to_string(pair.m_point.y) + ",\"lat\":";
+            AppendDegrees(out, pair.m_position.m_latitude);
+            out += ",\"lon\":";
+            AppendDegrees(out, pair.m_position.m_longitude);
+            out += '}';
+        }
+        out += "]}\n";
+    }
+    std::fwrite(out.data(), 1, out.size(), stdout);
+    return database.IsDamaged() ? kExitFile : kExitOk;
+}
+
+int Add(const COptions &options)
+{
+    const std::string &image = options.arguments.front();
+    QImageReader reader(QFile::decodeName(image.c_str()));
+    const QSize size = reader.size();
+    if (!size.isValid())
+        return FileError("cannot read the image", image, reader.errorString().toStdString());
+    std::vector<CPositionPair> pairs = options.refs;
+    std::string fit;
+    if (options.calibration) {
+        CCalibrationImport import =
+            ImportCalibrationFile(*options.calibration, size.width(), size.height());
+        if (!import.ok)
+            return FileError("cannot import the calibration", *options.calibration, import.error);
+        pairs = std::move(import.pairs);
+        fit = FormatC("calibration: %d points, worst misfit %.2f pixels, %.1f m\n",
+                      import.sourcePoints, import.maxErrorPixels, import.maxErrorMetres);
+        if (NeedsConfirmation(import))
+            std::fprintf(stderr,
+                         "veloran-cli: warning: the calibration misses a point of '%s' "
+                         "by more than 2 pixels\n",
+                         options.calibration->c_str());
+    }
+    CDatabase database;
+    if (const int status = database.Open(options); status != kExitOk)
+        return status;
+
+    CMapInfo map;
+    std::error_code ignored;
+    map.m_file = std::filesystem::absolute(image, ignored).lexically_normal().string();
+    map.m_name = options.name ? *options.name : MapNameOfFile(map.m_file);
+    map.m_width = size.width();
+    map.m_height = size.height();
+    map.m_pairs = std::move(pairs);
+    map.Calibrate();
+    database.m_maps.push_back(map);
+    if (const int status = database.Save(); status != kExitOk)
+        return status;
+    std::printf("map %zu added: %s, %dx%d, %s\n", database.m_maps.size() - 1,
+                OneLine(map.m_name).c_str(), map.m_width, map.m_height,
+                map.IsCalibrated() ? "calibrated" : "uncalibrated");
+    std::fputs(fit.c_str(), stdout);
+    return kExitOk;
+}
+
+int Locate(const COptions &options)
+{
+    double lat = 0.0, lon = 0.0;
+    if (!ParseNumberArgument(options.arguments[0], lat)
+        || !ParseNumberArgument(options.arguments[1], lon))
+        return UsageError("maps locate: LAT and LON must be numbers");
+    CDatabase database;
+    if (const int status = database.Open(options); status != kExitOk)
+        return status;
+    const CGeoPosition position(lat, lon, 0.0);
+    std::string out;
+    for (std::size_t i = 0; i < database.m_maps.size(); ++i) {
+        const CMapInfo &map = database.m_maps[i];
+        CMapPoint pixel;
+        const bool calibrated = map.PositionToPixel(position, pixel);
+        const bool contains = map.ContainsPosition(position);
+        const std::string x = calibrated ? std::to_string(pixel.x) : "null";
+        const std::string y = calibrated ? std::to_string(pixel.y) : "null";
+        if (options.json)
+            out += "{\"index\":" + std::to_string(i) + ",\"x\":" + x + ",\"y\":" + y
+                   + ",\"contains\":" + (contains ? "true" : "false") + "}\n";
+        else
+            out += std::to_string(i) + '\t' + OneLine(map.m_name) + '\t'
+                   + (calibrated ? x + ' ' + y + (contains ? "\tcontains" : "\toutside")
+                                 : "uncalibrated")
+                   + '\n';
+    }
+    const int chosen = SelectMapForPosition(database.m_maps, position);
+    if (options.json)
+        out += "{\"chosen\":" + (chosen < 0 ? "null" : std::to_string(chosen)) + "}\n";
+    else
+        out += "chosen: " + (chosen < 0 ? "none" : std::to_string(chosen)) + '\n';
+    std::fwrite(out.data(), 1, out.size(), stdout);
+    return kExitOk;
+}
+
+int Track(const COptions &options)
+{
+    CDatabase database;
+    if (const int status = database.Open(options); status != kExitOk)
+        return status;
+    if (static_cast<std::size_t>(options.mapIndex) >= database.m_maps.size())
+        return UsageError("maps track: no map " + std::to_string(options.mapIndex) + " (there are "
+                          + std::to_string(database.m_maps.size()) + ")");
+    const std::string &log = options.arguments.front();
+    std::vector<CTrackPoint> points;
+    if (const int error = LoadTrackFile(log, database.m_maps[options.mapIndex], options.reception,
+                                        kMarkerColour, points);
+        error != 0)
+        return FileError(kTrackFileFailedMessage, log, std::strerror(error));
+    std::string out;
+    for (const CTrackPoint &p : points) {
+        const std::string colour = FormatC("#%02x%02x%02x", p.colour.r, p.colour.g, p.colour.b);
+        if (options.json)
+            out += "{\"x\":" + std::to_string(p.point.x) + ",\"y\":" + std::to_string(p.point.y)
+                   + ",\"colour\":\"" + colour + "\"}\n";
+        else
+            out +=
+                std::to_string(p.point.x) + ' ' + std::to_string(p.point.y) + ' ' + colour + '\n';
+    }
+    std::fwrite(out.data(), 1, out.size(), stdout);
+    return kExitOk;
+}
+
+} // namespace
+
+int RunMaps(const std::vector<std::string_view> &args)
+{
+    for (const std::string_view a : args)
+        if (IsHelp(a)) {
+            std::fputs(kMapsHelp, stdout);
+            return kExitOk;
+        }
+    COptions options;
+    if (const int status = ParseOptions(args, options); status != kExitOk)
+        return status;
+    if (options.command == "list")
+        return List(options);
+    if (options.command == "add")
+        return Add(options);
+    if (options.command == "locate")
+        return Locate(options);
+    return Track(options);
+}

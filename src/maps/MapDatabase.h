@@ -1,0 +1,54 @@
+#pragma once
+
+#include "maps/MapInfo.h"
+#include "waypoints/DatabaseFile.h"
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+
+struct CWriteFault;
+
+inline constexpr const char *kMapFileName = "MapInfo.gdb";
+inline constexpr const char *kWorldmapFileName = "Worldmap.gdb";
+/// Far beyond any real database; a larger file is refused.
+inline constexpr std::size_t kMaxMapFileBytes = 256u << 20;
+/// Shown (caption "ERROR") when no database opens, one is damaged, or a save fails.
+inline constexpr const char *kMapDatabaseMessage = "Unable to open\nMap-Database.";
+
+/// The database bytes of a list: the count, then per map its pairs (longitude, latitude, x, y,
+/// name), file, width, height and name.
+std::string EncodeMaps(const CMapList &maps);
+
+/// Reads a list from database bytes into `out` (appended), calibrating every map read. Bytes
+/// after the counted maps are ignored. Returns false when the bytes break inside the list; the
+/// maps complete before that point are kept.
+bool DecodeMaps(std::string_view bytes, CMapList &out);
+
+struct CMapLoad : CDatabaseRead {
+    CMapList maps;
+};
+
+/// Reads "MapInfo.gdb" in `directory`, else "Worldmap.gdb".
+CMapLoad LoadMapDatabase(const std::string &directory);
+/// Reads the database file at `path` (no fallback).
+CMapLoad LoadMapFile(const std::string &path);
+
+/// Writes the list to "MapInfo.gdb" in `directory` crash-safely, keeping an older, longer file's
+/// tail as an in-place overwrite would. Never touches "Worldmap.gdb". 0 or the errno.
+int SaveMapDatabase(const std::string &directory, const CMapList &maps,
+                    const CWriteFault *fault = nullptr);
+int SaveMapFile(const std::string &path, const CMapList &maps, const CWriteFault *fault = nullptr);
+
+/// The calibrated map containing `position` with the largest |x scale| (the most detailed);
+/// the earlier map wins a tie. -1 when none contains it.
+int SelectMapForPosition(const CMapList &maps, const CGeoPosition &position);
+
+/// The factory world map: the whole earth on an equirectangular image of the given size,
+/// calibrated by its corners.
+CMapInfo MakeWorldMap(const std::string &imageFile, std::int32_t width, std::int32_t height);
+
+/// Puts "Worldmap.gdb" naming `imageFile` into `directory` when neither database is there.
+/// Returns 0 when written or not needed, else the errno.
+int InstallWorldMapDatabase(const std::string &directory, const std::string &imageFile,
+                            std::int32_t width, std::int32_t height);

@@ -1,0 +1,23 @@
+#include "maps/ReferenceFields.h"
+
+#include "nmea/Numbers.h"
+
+CReferenceFields FieldsOfPair(const CPositionPair &pair, CoordinateFormat format)
+{
+    return {pair.m_name, CoordinateFieldsOf(pair.m_position, format), FormatC("%d", pair.m_point.x),
+            FormatC("%d", pair.m_point.y)};
+}
+
+void ApplyPairFields(const CReferenceFields &fields, CoordinateFormat format, CPositionPair &pair)
+{
+    pair.m_name = fields.m_name;
+    ReadCoordinateFields(fields.m_coordinates, format, pair.m_position);
+    ScanInt(fields.m_x, pair.m_point.x);
+    ScanInt(fields.m_y, pair.m_point.y);
+}
+
+std::string PairText(const CPositionPair &pair, CoordinateFormat format)
+{
+    return FormatC("(%s) -> (%d, %d)", FormatPosition(pair.m_position, ", ", format).c_str(),
+                   pair.m_point.x, pair.m_point.y);
+}

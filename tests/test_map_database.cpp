@@ -1,0 +1,293 @@
+#include "FileTestUtils.h"
+#include "maps/MapDatabase.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <filesystem>
+#include <gtest/gtest.h>
+#include <limits>
+#include <string>
+#include <vector>
+
+namespace
+{
+
+constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
+constexpr std::int32_t kNowhere = std::numeric_limits<std::int32_t>::min();
+
+CPositionPair Pair(std::string name, std::int32_t x, std::int32_t y, double lat, double lon)
+{
+    CPositionPair pair;
+    pair.m_name = std::move(name);
+    pair.m_point = {x, y};
+    pair.m_position = CGeoPosition(lat, lon, 0.0);
+    return pair;
+}
+
+CMapInfo Map(std::string name, std::vector<CPositionPair> pairs, std::int32_t width = 1000,
+             std::int32_t height = 800, std::string file = "m.png")
+{
+    CMapInfo map;
+    map.m_name = std::move(name);
+    map.m_file = std::move(file);
+    map.m_width = width;
+    map.m_height = height;
+    map.m_pairs = std::move(pairs);
+    map.Calibrate();
+    return map;
+}
+
+// 11°-12° E, 48°-47° N on 1000 × 800 pixels, north up.
+CMapInfo Example()
+{
+    return Map("M", {Pair("A", 0, 0, 48.0, 11.0), Pair("B", 1000, 800, 47.0, 12.0)});
+}
+
+// Maps of every shape a file holds: calibrated, many pairs with a long name, one pair.
+CMapList MakeList()
+{
+    std::vector<CPositionPair> five = {Pair("A", 0, 0, 48.0, 11.0), Pair("", 10, 20, 47.9, 11.1),
+                                       Pair(std::string(300, 'L'), 30, 5, 47.1, 11.7),
+                                       Pair("Zürich 東京", 1, 2, 47.5, 11.2),
+                                       Pair("B", 1000, 800, 47.0, 12.0)};
+    return {Example(), Map("Alpen – Süd", five, 4000, 3000, "/maps/alpen süd.png"),
+            Map("", {Pair("only", 5, 5, 1.0, 2.0)}, 0, 0, "")};
+}
+
+} // namespace
+
+TEST(MapDatabase, FileBytesAndRoundTrip)
+{
+    const CMapInfo example = Example();
+    std::vector<CPositionPair> many(70000, Pair("p", 1, 2, 3.0, 4.0));
+    many.back() = Pair("q", 1001, 802, 2.0, 5.0);
+    const struct {
+        CMapList list;
+        const char *bytes, *legend;
+    } cases[] = {
+        {{}, "00 00", "empty list"},
+        {{example},
+         "01 00 02 00 "
+         "00 00 00 00 00 00 26 40 00 00 00 00 00 00 48 40 00 00 00 00 00 00 00 00 FF FE FF 01 41 "
+         "00 "
+         "00 00 00 00 00 00 28 40 00 00 00 00 00 80 47 40 E8 03 00 00 20 03 00 00 FF FE FF 01 42 "
+         "00 "
+         "FF FE FF 05 6D 00 2E 00 70 00 6E 00 67 00 E8 03 00 00 20 03 00 00 FF FE FF 01 4D 00",
+         "pairs: longitude, latitude, x, y, name; then file, width, height, name"},
+        {{Map(std::string(300, 'n'), {}, 0, 0, "")},
+         "01 00 00 00 FF FE FF 00 00 00 00 00 00 00 00 00 FF FE FF FF 2C 01 6E 00 ...",
+         "a 300-character name: FF and a 16-bit length"},
+        {{Map("big", many)},
+         "01 00 FF FF 70 11 01 00 00 00 00 00 00 00 10 40 ...",
+         "70,000 pairs: FFFF and a 32-bit count"},
+        {MakeList(), "03 00 02 00 ...", "the test list"},
+    };
+    for (const auto &c : cases) {
+        SCOPED_TRACE(c.legend);
+        const std::string bytes = EncodeMaps(c.list), start = FromHex(c.bytes);
+        const bool whole = !std::string_view(c.bytes).ends_with("...");
+        EXPECT_EQ(whole ? bytes : bytes.substr(0, start.size()), start);
+        CMapList back;
+        EXPECT_TRUE(DecodeMaps(bytes, back));
+        EXPECT_TRUE(back == c.list);
+    }
+}
+
+TEST(MapDatabaseFile, CutAtEveryByteKeepsTheCompleteMaps)
+{
+    CTempDir dir;
+    const CMapList list = MakeList();
+    const std::string bytes = EncodeMaps(list);
+    std::vector<std::size_t> ends; // where each map's bytes end
+    for (std::size_t k = 1; k <= list.size(); ++k)
+        ends.push_back(EncodeMaps(CMapList(list.begin(), list.begin() + k)).size());
+    for (std::size_t cut = 0; cut <= bytes.size(); ++cut) {
+        // A new file per cut: truncating one file a thousand times is slow on ext4.
+        const std::string path = dir / std::to_string(cut);
+        WriteFile(path, bytes.substr(0, cut));
+        const CMapLoad load = LoadMapFile(path);
+        const auto complete = std::upper_bound(ends.begin(), ends.end(), cut) - ends.begin();
+        ASSERT_TRUE(load.opened) << cut;
+        ASSERT_EQ(load.damaged, cut < bytes.size()) << cut;
+        ASSERT_TRUE(load.maps == CMapList(list.begin(), list.begin() + complete)) << cut;
+        if (load.damaged) {
+            ASSERT_NE(load.detail.find("damaged after " + std::to_string(complete) + " maps"),
+                      std::string::npos)
+                << load.detail;
+        }
+    }
+}
+
+TEST(MapDatabaseFile, ShorterSaveKeepsTheOldTail)
+{
+    CTempDir dir;
+    const CMapList three = MakeList(), one = {Example()};
+    ASSERT_EQ(SaveMapDatabase(dir.m_path, three), 0);
+    const std::string old = ReadFile(dir / kMapFileName);
+    ASSERT_EQ(SaveMapDatabase(dir.m_path, one), 0);
+    const std::string shortBytes = EncodeMaps(one);
+    EXPECT_EQ(ReadFile(dir / kMapFileName), shortBytes + old.substr(shortBytes.size()));
+    const CMapLoad load = LoadMapDatabase(dir.m_path);
+    EXPECT_TRUE(!load.damaged && load.maps == one);
+    EXPECT_FALSE(std::filesystem::exists(dir / kWorldmapFileName));
+}
+
+TEST(MapDatabaseFile, WorldmapStandsInUntilTheFirstSave)
+{
+    CTempDir dir;
+    const std::string primary = dir / kMapFileName, world = dir / kWorldmapFileName;
+    const std::string worldBytes = EncodeMaps({MakeWorldMap("/usr/share/world.png", 2048, 1024)});
+    WriteFile(world, worldBytes);
+    CMapLoad load = LoadMapDatabase(dir.m_path);
+    ASSERT_EQ(load.path, world);
+    ASSERT_EQ(load.maps.size(), 1u);
+
+    load.maps.push_back(Example());
+    ASSERT_EQ(SaveMapDatabase(dir.m_path, load.maps), 0);
+    EXPECT_EQ(ReadFile(primary), EncodeMaps(load.maps));
+    EXPECT_EQ(ReadFile(world), worldBytes);
+    EXPECT_EQ(LoadMapDatabase(dir.m_path).path, primary);
+}
+
+TEST(MapDatabaseFile, WorldMapInstalledOnlyWhereNoDatabaseIs)
+{
+    const std::string image = "/usr/share/veloran/world.png";
+    const std::string worldBytes = EncodeMaps({MakeWorldMap(image, 2048, 1024)});
+    const struct {
+        const char *existing, *legend;
+    } cases[] = {
+        {nullptr, "neither: Worldmap.gdb written"},
+        {kMapFileName, "MapInfo.gdb there: nothing written"},
+        {kWorldmapFileName, "Worldmap.gdb there: kept as it is"},
+    };
+    for (const auto &c : cases) {
+        SCOPED_TRACE(c.legend);
+        CTempDir dir;
+        if (c.existing)
+            WriteFile(dir / c.existing, "old");
+        ASSERT_EQ(InstallWorldMapDatabase(dir.m_path, image, 2048, 1024), 0);
+        const std::string world = ReadFile(dir / kWorldmapFileName);
+        EXPECT_EQ(world, c.existing == kWorldmapFileName ? "old" : c.existing ? "" : worldBytes);
+        EXPECT_EQ(std::filesystem::exists(dir / kMapFileName), c.existing == kMapFileName);
+    }
+    const CMapInfo world = MakeWorldMap(image, 2048, 1024);
+    for (const CGeoPosition &p : {CGeoPosition(47.5, 11.5, 0.0), CGeoPosition(-89.0, 179.0, 0.0)})
+        EXPECT_TRUE(world.ContainsPosition(p));
+}
+
+TEST(MapCalibration, FirstAndLastPairDecide)
+{
+    const CPositionPair a = Pair("A", 0, 0, 48.0, 11.0), b = Pair("B", 1000, 800, 47.0, 12.0);
+    const CPositionPair p = Pair("p", 3, 900, 10.0, -5.0), q = Pair("q", 77, 1, 60.0, 30.0),
+                        r = Pair("r", 500, 5, 47.2, 11.9);
+    const struct {
+        std::vector<CPositionPair> pairs;
+        bool calibrated;
+        double xScale, originLon, yScale, originLat;
+        const char *legend;
+    } cases[] = {
+        {{a}, false, 0.0, 0.0, 0.0, 0.0, "one pair: nothing computed"},
+        {{a, b}, true, 1000.0, 11.0, -800.0, 48.0, "two pairs"},
+        {{a, p, q, r, b}, true, 1000.0, 11.0, -800.0, 48.0, "five pairs"},
+        {{a, r, p, q, b}, true, 1000.0, 11.0, -800.0, 48.0, "the middle three reordered"},
+    };
+    for (const auto &c : cases) {
+        SCOPED_TRACE(c.legend);
+        CMapInfo map;
+        map.m_pairs = c.pairs;
+        EXPECT_EQ(map.Calibrate(), c.calibrated);
+        EXPECT_EQ(map.IsCalibrated(), c.calibrated);
+        EXPECT_EQ(map.m_xScale, c.xScale);
+        EXPECT_EQ(map.m_originLongitude, c.originLon);
+        EXPECT_EQ(map.m_yScale, c.yScale);
+        EXPECT_EQ(map.m_originLatitude, c.originLat);
+        CMapPoint pixel{7, 7};
+        CGeoPosition position(1.0, 2.0, 3.0);
+        EXPECT_EQ(map.PositionToPixel(CGeoPosition(47.5, 11.5, 0.0), pixel), c.calibrated);
+        EXPECT_EQ(map.PixelToPosition({500, 400}, position), c.calibrated);
+        if (!c.calibrated) {
+            EXPECT_TRUE(pixel == (CMapPoint{7, 7}) && position == CGeoPosition(1.0, 2.0, 3.0));
+        }
+    }
+}
+
+TEST(MapCalibration, PositionsAndPixels)
+{
+    const CMapInfo map = Example();
+    const struct {
+        double lat, lon;
+        std::int32_t x, y;
+        bool contains;
+        const char *legend;
+    } cases[] = {
+        {47.5, 11.5, 500, 400, true, "middle"},
+        {47.0, 12.0, 1000, 800, true, "far corner: bounds inclusive"},
+        {48.0, 11.0 - 0.0004, 0, 0, true, "x = -0.4 truncates toward zero"},
+        {48.0, 11.0 - 0.0011, -1, 0, false, "x = -1.1"},
+        {47.0 - 0.002, 11.5, 500, 801, false, "a row below"},
+        {kNaN, 11.5, 500, kNowhere, false, "NaN latitude"},
+        {47.5, 1e300, kNowhere, 400, false, "beyond 32 bits"},
+    };
+    for (const auto &c : cases) {
+        SCOPED_TRACE(c.legend);
+        CMapPoint pixel;
+        EXPECT_TRUE(map.PositionToPixel(CGeoPosition(c.lat, c.lon, 0.0), pixel));
+        EXPECT_EQ(pixel, (CMapPoint{c.x, c.y}));
+        EXPECT_EQ(map.ContainsPosition(CGeoPosition(c.lat, c.lon, 0.0)), c.contains);
+    }
+    CGeoPosition back(0.0, 0.0, 99.0);
+    ASSERT_TRUE(map.PixelToPosition({500, 400}, back));
+    EXPECT_EQ(back, CGeoPosition(47.5, 11.5, 99.0)) << "exactly; the height untouched";
+}
+
+TEST(MapCalibration, DegeneratePairsContainNothing)
+{
+    const struct {
+        CPositionPair a, b;
+        const char *legend;
+    } cases[] = {
+        {Pair("A", 0, 0, 48.0, 11.0), Pair("B", 1000, 800, 47.0, 11.0), "equal longitudes"},
+        {Pair("A", 0, 0, 48.0, 11.0), Pair("B", 0, 0, 48.0, 11.0), "the same pair twice"},
+        {Pair("A", 0, 0, kNaN, 11.0), Pair("B", 1000, 800, 47.0, 12.0), "a NaN latitude"},
+        {Pair("A", kNowhere, kNowhere, 48.0, 11.0), Pair("B", 2147483647, 2147483647, 48.0, 11.0),
+         "pixels 2^32 apart, equal positions (a fuzzer's find)"},
+    };
+    for (const auto &c : cases) {
+        SCOPED_TRACE(c.legend);
+        const CMapInfo map = Map("d", {c.a, c.b});
+        EXPECT_TRUE(map.IsCalibrated());
+        EXPECT_FALSE(std::isfinite(map.m_xScale) && std::isfinite(map.m_yScale));
+        for (const CGeoPosition &p : {CGeoPosition(48.0, 11.0, 0.0), CGeoPosition(47.5, 11.5, 0.0)})
+            EXPECT_FALSE(map.ContainsPosition(p));
+    }
+}
+
+TEST(MapSelection, MostDetailedContainingMap)
+{
+    const CMapInfo coarse =
+        Map("coarse", {Pair("A", 0, 0, 50.0, 0.0), Pair("B", 1000, 500, 40.0, 20.0)});
+    const CMapInfo fine = Example();
+    const CMapInfo mirrored =
+        Map("mirrored", {Pair("A", 0, 0, 48.0, 12.0), Pair("B", 2000, 800, 47.0, 11.0)}, 2000);
+    CMapInfo stale = Map("stale", {Pair("A", 0, 0, 47.6, 11.4), Pair("B", 100, 100, 47.4, 11.6)});
+    stale.m_pairs.pop_back(); // the transform stays, the map is no longer calibrated
+    const CGeoPosition inside(47.5, 11.5, 0.0);
+    const struct {
+        CMapList maps;
+        CGeoPosition position;
+        int chosen;
+        const char *legend;
+    } cases[] = {
+        {{coarse, fine}, inside, 1, "the larger x scale"},
+        {{fine, Map("twin", fine.m_pairs)}, inside, 0, "a tie: the earlier map"},
+        {{fine, mirrored}, inside, 1, "the scale's size: a mirrored map counts"},
+        {{stale, coarse}, inside, 1, "one pair is never chosen, whatever scale it holds"},
+        {{fine}, CGeoPosition(50.0, 5.0, 0.0), -1, "none contains it"},
+        {{}, inside, -1, "no maps"},
+    };
+    for (const auto &c : cases) {
+        SCOPED_TRACE(c.legend);
+        EXPECT_EQ(SelectMapForPosition(c.maps, c.position), c.chosen);
+    }
+}

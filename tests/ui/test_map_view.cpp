@@ -1,0 +1,138 @@
+#include "UiTestUtils.h"
+#include "maps/MapDatabase.h"
+#include "maps/MapView.h"
+#include "waypoints/WaypointBook.h"
+
+#include <QImage>
+
+namespace
+{
+
+// A white 1000 × 800 sheet from (48 N, 11 E) to (47 N, 12 E): (47.5 N, 11.5 E) is (500, 400).
+class MapViewTest : public CUiTest
+{
+protected:
+    void SetUp() override
+    {
+        CUiTest::SetUp();
+        QImage sheet(1000, 800, QImage::Format_RGB32);
+        sheet.fill(Qt::white);
+        ASSERT_TRUE(sheet.save(Data("city.png")));
+        CMapInfo map;
+        map.m_name = "City";
+        map.m_file = Data("city.png").toStdString();
+        map.m_width = 1000;
+        map.m_height = 800;
+        map.m_pairs.resize(2);
+        map.m_pairs[0].m_position = CGeoPosition(48.0, 11.0, 0.0);
+        map.m_pairs[1].m_point = {1000, 800};
+        map.m_pairs[1].m_position = CGeoPosition(47.0, 12.0, 0.0);
+        map.Calibrate();
+        ASSERT_EQ(SaveMapDatabase(m_data.path().toStdString(), {map}), 0);
+    }
+
+    QString Data(const char *name) const { return m_data.filePath(QString::fromLatin1(name)); }
+
+    // 400 × 300 at zoom 1 centred on (500, 400): map pixel (x, y) shows at (x - 300, y - 250).
+    std::unique_ptr<CMapView> View(CWaypointBook *waypoints = nullptr)
+    {
+        auto view = std::make_unique<CMapView>();
+        view->resize(400, 300);
+        view->Start(m_data.path(), false, waypoints);
+        EXPECT_TRUE(view->WaitForBitmap(5000));
+        return view;
+    }
+
+    static QRgb At(const QImage &image, int mapX, int mapY)
+    {
+        return image.pixel(mapX - 300, mapY - 250) & 0xFFFFFFu;
+    }
+};
+
+constexpr QRgb kWhite = 0xFFFFFF, kYellow = 0xFFFF00;
+
+} // namespace
+
+TEST_F(MapViewTest, MarkerAndTrackAtTheFixPixels)
+{
+    auto view = View();
+    EXPECT_TRUE(view->IsMapLoaded());
+    EXPECT_TRUE(m_messages.empty());
+    view->SetFix(true);
+    view->SetPosition(CGeoPosition(47.5, 11.5, 0.0));    // (500, 400), the view centre
+    view->SetPosition(CGeoPosition(47.5, 11.6, 0.0));    // (600, 400)
+    view->SetPosition(CGeoPosition(47.4375, 11.6, 0.0)); // (600, 450)
+    const QImage image = view->Render();
+    EXPECT_EQ(At(image, 500, 400), kYellow) << "the marker";
+    EXPECT_EQ(At(image, 550, 400), kYellow) << "the first segment";
+    EXPECT_EQ(At(image, 600, 430), kYellow) << "the second segment";
+    EXPECT_EQ(At(image, 550, 420), kWhite) << "beside the track";
+
+    // Following the fix: the view moves so the marker sits on it.
+    view->ToggleTrackPosition();
+    view->GetModel().m_settings.colourReception = true;
+    view->SetReception(0.6);
+    view->SetPosition(CGeoPosition(47.375, 11.75, 0.0)); // (750, 500)
+    EXPECT_EQ(view->GetModel().Viewport().GetCentre(), (CMapPoint{750, 500}));
+    const QImage following = view->Render();
+    EXPECT_EQ(following.pixel(200, 150) & 0xFFFFFFu, qRgb(193, 255, 0) & 0xFFFFFFu);
+}
+
+TEST_F(MapViewTest, BearingLineToAWaypointDueNorth)
+{
+    const std::string gpx = R"(<gpx version="1.0"><wpt lat="47.6" lon="11.5"><name>Tower</name>
+        </wpt></gpx>)";
+    QFile file(Data("in.gpx"));
+    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+    file.write(gpx.data(), static_cast<qint64>(gpx.size()));
+    file.close();
+    CWaypointBook book(nullptr);
+    book.Load(m_data.path(), false);
+    ASSERT_EQ(book.ImportFile(Data("in.gpx"), WaypointFileType::GPX), 1);
+    ASSERT_TRUE(book.SetGotoTarget(0));
+    m_messages.clear();
+
+    auto view = View(&book);
+    view->GetModel().m_settings.showBearing = true;
+    view->GetModel().m_settings.outline = false;
+    const CBearingOverlay bearing = view->GetModel().Bearing(&book.GetWaypoints()[0], -1.0);
+    EXPECT_EQ(bearing.text.rfind("180.0\xC2\xB0 180.0\xC2\xB0 11.1", 0), 0u) << bearing.text;
+    const QImage image = view->Render();
+    // The line runs straight up from the marker, drawn inverted over the white sheet.
+    EXPECT_EQ(At(image, 500, 360), 0u);
+    EXPECT_EQ(At(image, 505, 360), kWhite);
+}
+
+TEST_F(MapViewTest, TrackLoadAndDistance)
+{
+    auto view = View();
+    QFile log(Data("drive.nmea"));
+    ASSERT_TRUE(log.open(QIODevice::WriteOnly));
+    log.write("$GPGGA,093000.00,4730.0000,N,01130.0000,E,1,05,1.9,520.2,M,47.0,M,,*6E\r\n"
+              "$GPGGA,093001.00,4730.0000,N,01136.0000,E,1,05,1.9,520.2,M,47.0,M,,*69\r\n");
+    log.close();
+    view->LoadTrackFile(Data("drive.nmea"));
+    ASSERT_EQ(view->GetModel().GetTrack().size(), 1u);
+    EXPECT_EQ(At(view->Render(), 550, 400), kYellow);
+
+    view->LoadTrackFile(Data("missing.nmea"));
+    ASSERT_EQ(m_messages.size(), 1u);
+    EXPECT_EQ(m_messages[0].text, QStringLiteral("failed to open file."));
+
+    // A straight drag of 100 pixels east on the 47.5th parallel: 0.1° of longitude, 7.5 km.
+    const std::vector<CMapPoint> path = {{200, 150}, {250, 150}, {300, 150}};
+    const QStringList lines = view->Measure(path, {300, 150}).split(QLatin1Char('\n'));
+    ASSERT_EQ(lines.size(), 2);
+    EXPECT_TRUE(lines[0].startsWith(QStringLiteral("air-line:  75"))) << lines[0].toStdString();
+    EXPECT_EQ(lines[1], QStringLiteral("ground: ") + lines[0].mid(11));
+}
+
+TEST_F(MapViewTest, MissingBitmapIsReported)
+{
+    ASSERT_TRUE(QFile::remove(Data("city.png")));
+    auto view = View();
+    EXPECT_FALSE(view->IsMapLoaded());
+    ASSERT_EQ(m_messages.size(), 1u);
+    EXPECT_EQ(m_messages[0].text, QString::fromLatin1(CMapView::kLoadFailedMessage));
+    EXPECT_FALSE(view->Render().isNull()); // no map, no crash
+}
