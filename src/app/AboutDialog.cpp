@@ -74,6 +74,10 @@ CAboutDialog::CAboutDialog(QWidget *parent)
     version->setAlignment(Qt::AlignCenter);
     version->setTextInteractionFlags(Qt::TextSelectableByMouse);
 
+    auto *credit = new QLabel(tr("World map: Blue Marble, NASA Earth Observatory"), this);
+    credit->setObjectName(QStringLiteral("aboutCredit"));
+    credit->setAlignment(Qt::AlignCenter);
+
     auto *webPage = new QPushButton(tr("Web page"), this);
     webPage->setObjectName(QStringLiteral("webPageButton"));
     webPage->setAutoDefault(false);
@@ -90,6 +94,7 @@ CAboutDialog::CAboutDialog(QWidget *parent)
     layout->addWidget(picture);
     layout->addWidget(title);
     layout->addWidget(version);
+    layout->addWidget(credit);
     layout->addWidget(webPage, 0, Qt::AlignHCenter);
     layout->addSpacing(6);
     layout->addWidget(buttons);
