@@ -1,5 +1,6 @@
 // The window's share of each received line: the data-line handler with the Dashboard, List and
 // Data pages live (painting excluded); painting the List page and one gauge.
+#include "QtBenchMain.h"
 #include "app/GPSSheet.h"
 #include "app/MainFrame.h"
 #include "app/MessageBox.h"
@@ -111,14 +112,5 @@ BENCHMARK(BM_PaintGauge)
 
 int main(int argc, char **argv)
 {
-    if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
-        qputenv("QT_QPA_PLATFORM", "offscreen");
-    QApplication app(argc, argv);
-    QTemporaryDir config;
-    CSettingsKey::SetConfigDirectory(config.path().toStdString());
-    SetMessageSink([](const CMessage &) {});
-    benchmark::Initialize(&argc, argv);
-    benchmark::RunSpecifiedBenchmarks();
-    benchmark::Shutdown();
-    return 0;
+    return RunQtBenchmarks(argc, argv);
 }

@@ -12,6 +12,7 @@ namespace
 struct SMessages {
     MessageSink sink;
     bool unattended = false;
+    bool answer = false;
     int errors = 0;
 };
 
@@ -95,6 +96,22 @@ bool IsUnattended()
 int GetErrorCount()
 {
     return Messages().errors;
+}
+
+bool AskQuestion(QWidget *parent, const QString &caption, const QString &text)
+{
+    if (Messages().sink) {
+        Messages().sink({caption, text, QMessageBox::Question, {}});
+        return Messages().answer;
+    }
+    if (Messages().unattended)
+        return false;
+    return QMessageBox::question(parent, caption, text) == QMessageBox::Yes;
+}
+
+void SetQuestionAnswer(bool yes)
+{
+    Messages().answer = yes;
 }
 
 void SetMessageSink(MessageSink sink)

@@ -25,6 +25,11 @@ void ShowError(QWidget *parent, const QString &text, const QString &details = {}
 /// event loop runs again (its own event loop must not run while the reader waits).
 void ShowErrorLater(QWidget *parent, const QString &text, const QString &details = {});
 
+/// A yes/no question (icon Question); true for Yes. With a sink installed the sink gets it and
+/// the answer is the one set by SetQuestionAnswer; an unattended run answers No.
+bool AskQuestion(QWidget *parent, const QString &caption, const QString &text);
+void SetQuestionAnswer(bool yes);
+
 /// A run without anyone to click (--quit-after-replay, --screenshot): no box is shown, the
 /// errors are only written to standard error.
 void SetUnattended(bool unattended);

@@ -5,6 +5,42 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstring>
+
+namespace
+{
+
+// Rows of an 8-bit image converted at a time; even, so each band halves as the whole would.
+constexpr int kBandRows = 512;
+
+// Half size, smooth. An 8-bit image goes through RGB32 a band at a time: converted whole, a
+// 10,000 × 10,000 sheet would need another 400 MB for a moment beside its 100 MB.
+QImage Halved(const QImage &image)
+{
+    const int width = std::max(1, image.width() / 2);
+    const int height = std::max(1, image.height() / 2);
+    if (image.depth() > 8)
+        return image.scaled(width, height, Qt::IgnoreAspectRatio, Qt::SmoothTransformation);
+    if (image.height() % 2 != 0 || image.height() <= kBandRows)
+        return image.convertToFormat(QImage::Format_RGB32)
+            .scaled(width, height, Qt::IgnoreAspectRatio, Qt::SmoothTransformation);
+    QImage half(width, height, QImage::Format_RGB32);
+    for (int y = 0; y < image.height() && !half.isNull(); y += kBandRows) {
+        const int rows = std::min(kBandRows, image.height() - y);
+        const QImage band =
+            image.copy(0, y, image.width(), rows)
+                .convertToFormat(QImage::Format_RGB32)
+                .scaled(width, rows / 2, Qt::IgnoreAspectRatio, Qt::SmoothTransformation);
+        if (band.isNull())
+            return {};
+        for (int row = 0; row < band.height(); ++row)
+            std::memcpy(half.scanLine(y / 2 + row), band.constScanLine(row),
+                        static_cast<std::size_t>(band.bytesPerLine()));
+    }
+    return half;
+}
+
+} // namespace
 
 CMapBitmap CMapBitmap::Decode(const QString &path, QString *error)
 {
@@ -37,13 +73,8 @@ CMapBitmap CMapBitmap::FromImage(QImage image)
 
 void CMapBitmap::BuildLevels()
 {
-    while (std::max(m_levels.back().width(), m_levels.back().height()) > kSmallestLevelSide) {
-        const QImage &last = m_levels.back();
-        const QImage &source = last.depth() > 8 ? last : last.convertToFormat(QImage::Format_RGB32);
-        m_levels.push_back(source.scaled(std::max(1, last.width() / 2),
-                                         std::max(1, last.height() / 2), Qt::IgnoreAspectRatio,
-                                         Qt::SmoothTransformation));
-    }
+    while (std::max(m_levels.back().width(), m_levels.back().height()) > kSmallestLevelSide)
+        m_levels.push_back(Halved(m_levels.back()));
 }
 
 QSize CMapBitmap::GetSize() const

@@ -134,7 +134,7 @@ void CMapPageModel::SetReceiving(bool receiving)
 {
     m_receiving = receiving;
     if (!receiving)
-        m_trackEnd.reset();
+        DiscardTrackEnd();
 }
 
 void CMapPageModel::SetReception(double ratio)
@@ -150,12 +150,12 @@ void CMapPageModel::AddTrackPoint(const CMapPoint &point, CRgb colour)
     m_trackEnd = point;
 }
 
-unsigned CMapPageModel::AppendTrack(const std::vector<std::pair<CMapPoint, CRgb>> &points)
+unsigned CMapPageModel::AppendTrack(const std::vector<CTrackPoint> &points)
 {
-    m_trackEnd.reset();
+    DiscardTrackEnd();
     m_track.reserve(m_track.size() + points.size());
-    for (const auto &[point, colour] : points)
-        AddTrackPoint(point, colour);
+    for (const CTrackPoint &p : points)
+        AddTrackPoint(p.point, p.colour);
     return kMapViewMoved | kMapRedraw;
 }
 

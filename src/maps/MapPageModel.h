@@ -5,6 +5,7 @@
 #include "maps/MapInfo.h"
 #include "maps/MapViewport.h"
 #include "maps/Rgb.h"
+#include "maps/TrackLoader.h"
 #include "waypoints/Waypoint.h"
 
 #include <array>
@@ -83,8 +84,10 @@ public:
     /// Satellites used / in view; colours the marker while colour-coded reception is on.
     void SetReception(double ratio);
 
+    /// The next point starts a new piece of track instead of joining the last one.
+    void DiscardTrackEnd() { m_trackEnd.reset(); }
     /// Replaces the track's open end by `points` (a loaded log).
-    unsigned AppendTrack(const std::vector<std::pair<CMapPoint, CRgb>> &points);
+    unsigned AppendTrack(const std::vector<CTrackPoint> &points);
     [[nodiscard]] const std::vector<CTrackSegment> &GetTrack() const { return m_track; }
 
     unsigned ToggleTrackPosition();

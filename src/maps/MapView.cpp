@@ -195,8 +195,7 @@ void CMapView::SetFix(bool fix)
 void CMapView::ClearPointList()
 {
     ++m_feed.pointListClears;
-    m_model.SetReceiving(m_model.IsReceiving());
-    m_model.AppendTrack({});
+    m_model.DiscardTrackEnd();
 }
 
 bool CMapView::ShowsReceptionIndicator() const
@@ -394,13 +393,14 @@ void CMapView::Compose()
     const QSize size(vp.GetClientWidth(), vp.GetClientHeight());
     if (m_frame.size() != size)
         m_frame = QImage(size.expandedTo(QSize(1, 1)), QImage::Format_RGB32);
-    m_frame.fill(kBackground);
-    QPainter painter(&m_frame);
     const double zoom = vp.GetZoom();
-    m_bitmap.Draw(
-        painter, QRectF(0, 0, size.width(), size.height()),
-        QRectF(vp.GetOrigin().x, vp.GetOrigin().y, size.width() * zoom, size.height() * zoom),
-        zoom);
+    const QRectF source(vp.GetOrigin().x, vp.GetOrigin().y, size.width() * zoom,
+                        size.height() * zoom);
+    // The background shows only where the view reaches beyond the sheet.
+    if (!QRectF(QPointF(0, 0), QSizeF(m_bitmap.GetSize())).contains(source))
+        m_frame.fill(kBackground);
+    QPainter painter(&m_frame);
+    m_bitmap.Draw(painter, QRectF(0, 0, size.width(), size.height()), source, zoom);
     if (m_model.m_settings.showTrack)
         DrawTrack(painter, 0);
     m_composedSegments = m_model.GetTrack().size();
@@ -425,15 +425,23 @@ void CMapView::DrawTrack(QPainter &painter, std::size_t from) const
     const double right = vp.GetOrigin().x + vp.GetClientWidth() * zoom + margin;
     const double bottom = vp.GetOrigin().y + vp.GetClientHeight() * zoom + margin;
 
-    painter.setRenderHint(QPainter::Antialiasing);
-    QPen pen(Qt::black, width, Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin);
+    // Smoothing a line two device pixels wide costs more than it shows.
+    painter.setRenderHint(QPainter::Antialiasing, width > 2.0);
+    // Separate square-capped lines go to the painter's line rasterizer; a round-joined polyline
+    // goes through its path stroker, four times slower with thousands of segments in view. The
+    // square ends fill the joins.
+    QPen pen(Qt::black, width, Qt::SolidLine, Qt::SquareCap);
     QPolygonF line;
+    QList<QLineF> lines;
     CRgb colour{};
     const auto flush = [&] {
         if (line.size() > 1) {
+            lines.clear();
+            for (qsizetype k = 1; k < line.size(); ++k)
+                lines.append(QLineF(line[k - 1], line[k]));
             pen.setColor(ToQColor(colour));
             painter.setPen(pen);
-            painter.drawPolyline(line);
+            painter.drawLines(lines);
         }
         line.clear();
     };
@@ -859,11 +867,7 @@ void CMapView::LoadTrackFile(const QString &path)
                   QString::fromStdString(DescribeFileError(path.toStdString(), error)));
         return;
     }
-    std::vector<std::pair<CMapPoint, CRgb>> track;
-    track.reserve(points.size());
-    for (const CTrackPoint &p : points)
-        track.emplace_back(p.point, p.colour);
-    Apply(m_model.AppendTrack(track));
+    Apply(m_model.AppendTrack(points));
 }
 
 void CMapView::EditReferences()
@@ -909,23 +913,18 @@ void CMapView::AddMapFile(const QString &path)
 
 void CMapView::OfferCalibration(const QString &imagePath)
 {
-    if (IsUnattended())
-        return;
     const QSize size = m_bitmap.GetSize();
     const std::vector<std::string> found = FindCalibrationFiles(imagePath.toStdString());
     QString file;
     if (!found.empty()) {
         file = QString::fromStdString(found.front());
-        if (QMessageBox::question(
-                this, tr("Calibration"),
-                tr("Import the calibration in %1?").arg(QFileInfo(file).fileName()))
-            != QMessageBox::Yes)
+        if (!AskQuestion(this, tr("Calibration"),
+                         tr("Import the calibration in %1?").arg(QFileInfo(file).fileName())))
             return;
     } else {
-        if (QMessageBox::question(this, tr("Calibration"),
-                                  tr("No calibration file lies beside this map.\nImport one "
-                                     "(.map, world file or KML)?"))
-            != QMessageBox::Yes)
+        if (!AskQuestion(this, tr("Calibration"),
+                         tr("No calibration file lies beside this map.\nImport one (.map, world "
+                            "file or KML)?")))
             return;
         file = ChooseOpenFile(this, m_advancedFileSelector, tr("Select calibration file..."),
                               tr("Calibrations (*.map *.jgw *.pgw *.tfw *.gfw *.wld *.kml)"),
@@ -941,13 +940,12 @@ void CMapView::OfferCalibration(const QString &imagePath)
         return;
     }
     if (NeedsConfirmation(import)
-        && QMessageBox::question(
-               this, tr("Calibration"),
-               tr("This map is not a plain latitude/longitude grid: positions on it may be off "
-                  "by up to %1 m (%2 pixels).\nUse the calibration anyway?")
-                   .arg(import.maxErrorMetres, 0, 'f', 0)
-                   .arg(import.maxErrorPixels, 0, 'f', 1))
-               != QMessageBox::Yes)
+        && !AskQuestion(
+            this, tr("Calibration"),
+            tr("This map is not a plain latitude/longitude grid: positions on it may be off "
+               "by up to %1 m (%2 pixels).\nUse the calibration anyway?")
+                .arg(import.maxErrorMetres, 0, 'f', 0)
+                .arg(import.maxErrorPixels, 0, 'f', 1)))
         return;
     m_model.SetCurrentPairs(import.pairs);
     const int error = SaveMapDatabase(m_directory.toStdString(), m_model.GetMaps());

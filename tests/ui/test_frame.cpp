@@ -1,6 +1,7 @@
 #include "NMEATestUtils.h"
 #include "PtyPair.h"
 #include "app/CommandTable.h"
+#include "app/GPSSheet.h"
 #include "app/MainFrame.h"
 #include "dashboard/Altimeter.h"
 #include "dashboard/Clock.h"
@@ -420,3 +421,39 @@ TEST_F(FrameTest, ReplayAndRecordingNeverShareAFile)
 }
 
 } // namespace
+
+TEST_F(FrameTest, MapPageCommandsAndTheFactoryWorldMap)
+{
+    // A new data folder gets the world map, calibrated by its corners.
+    m_frame.reset();
+    QFile ini(m_config.filePath(QStringLiteral("veloran.ini")));
+    ASSERT_TRUE(ini.open(QIODevice::WriteOnly));
+    ini.write("[Software]\nVeloran\\SerialPort\\Chipset=1\n");
+    ini.close();
+    m_frame = std::make_unique<CMainFrame>();
+    CMapView *map = m_frame->GetMapView();
+    ASSERT_TRUE(map->WaitForBitmap(10000));
+    EXPECT_TRUE(QFile::exists(m_data.filePath(QStringLiteral("Worldmap.gdb"))));
+    EXPECT_FALSE(QFile::exists(m_data.filePath(QStringLiteral("MapInfo.gdb"))));
+    ASSERT_TRUE(map->IsMapLoaded());
+    CGeoPosition cursor;
+    ASSERT_TRUE(map->GetCursorPosition(cursor));
+    EXPECT_NEAR(cursor.m_latitude, 0.0, 1e-9);
+
+    m_frame->GetSheet()->setCurrentIndex(kPageMap);
+    m_frame->UpdateCommands();
+    EXPECT_TRUE(m_frame->GetAction(kCmdStepOn)->isEnabled());
+    EXPECT_TRUE(m_frame->GetAction(kCmdHotConnect)->isEnabled()) << "SIRF and a calibrated map";
+    EXPECT_FALSE(m_frame->GetAction(kCmdProgramChipset)->isEnabled()) << "no port open";
+    m_frame->RunCommand(kCmdStepOn);
+    EXPECT_NEAR(map->GetModel().Viewport().GetZoom(), std::sqrt(0.5), 1e-12);
+    m_frame->RunCommand(kCmdDisplayMode);
+    EXPECT_TRUE(map->GetModel().m_settings.trackPosition);
+
+    // A fix moves the followed view; the waypoint dialog is then offered the map's cursor.
+    Feed({Sentence("GPGGA,093000.00,4808.9498,N,01136.5546,E,1,08,1.0,520.0,M,47.0,M,,")});
+    ASSERT_TRUE(map->GetCursorPosition(cursor));
+    EXPECT_NEAR(cursor.m_latitude, 48.149, 0.1);
+    EXPECT_NEAR(cursor.m_longitude, 11.609, 0.1);
+    EXPECT_TRUE(m_messages.empty());
+}

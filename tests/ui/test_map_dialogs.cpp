@@ -128,7 +128,7 @@ TEST_F(MapDialogTest, ReferencesInUtm)
     f.Type("latitude", "4833438");
     f.Type("zone", "17T");
     f.Click("addButton");
-    const CGeoPosition &read = dialog.GetPairs().at(0).m_position;
+    const CGeoPosition read = dialog.GetPairs().at(0).m_position;
     EXPECT_NEAR(read.m_latitude, 43.0 + 38.0 / 60 + 33.24 / 3600, 2e-5);
     EXPECT_NEAR(read.m_longitude, -(79.0 + 23.0 / 60 + 13.7 / 3600), 2e-5);
     f.Select(0);

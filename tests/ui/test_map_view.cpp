@@ -136,3 +136,45 @@ TEST_F(MapViewTest, MissingBitmapIsReported)
     EXPECT_EQ(m_messages[0].text, QString::fromLatin1(CMapView::kLoadFailedMessage));
     EXPECT_FALSE(view->Render().isNull()); // no map, no crash
 }
+
+TEST_F(MapViewTest, AddedMapTakesTheCalibrationBesideIt)
+{
+    auto view = View();
+    QImage sheet(200, 100, QImage::Format_Indexed8);
+    sheet.setColorTable({qRgb(0, 0, 255), qRgb(255, 255, 255)});
+    sheet.fill(1);
+    ASSERT_TRUE(sheet.save(Data("harbour.png")));
+    // 0.001° per pixel east and south of 54.5 N 10.1 E; the first pixel's centre is named.
+    QFile world(Data("harbour.pgw"));
+    ASSERT_TRUE(world.open(QIODevice::WriteOnly));
+    world.write("0.001\n0\n0\n-0.001\n10.1005\n54.4995\n");
+    world.close();
+    SetQuestionAnswer(true);
+    view->AddMapFile(Data("harbour.png"));
+    ASSERT_TRUE(view->WaitForBitmap(5000));
+    SetQuestionAnswer(false);
+    ASSERT_EQ(m_messages.size(), 1u);
+    EXPECT_EQ(m_messages[0].icon, QMessageBox::Question);
+    EXPECT_TRUE(view->GetBitmap().GetLevels().front().depth() == 8) << "paletted stays 8-bit";
+
+    // The new map is current, calibrated, and saved with the one before it.
+    const CMapLoad load = LoadMapDatabase(m_data.path().toStdString());
+    ASSERT_EQ(load.maps.size(), 2u);
+    EXPECT_EQ(view->GetModel().GetCurrentIndex(), 1);
+    const CMapInfo &added = load.maps[1];
+    EXPECT_EQ(added.m_name, "harbour.png");
+    EXPECT_EQ(added.m_width, 200);
+    CMapPoint pixel;
+    ASSERT_TRUE(added.PositionToPixel(CGeoPosition(54.4495, 10.1505, 0.0), pixel));
+    EXPECT_EQ(pixel, (CMapPoint{50, 50}));
+
+    // A file that is no image adds nothing and brings the shown map back.
+    m_messages.clear();
+    view->AddMapFile(Data("harbour.pgw"));
+    ASSERT_TRUE(view->WaitForBitmap(5000));
+    ASSERT_EQ(m_messages.size(), 1u);
+    EXPECT_EQ(m_messages[0].text, QString::fromLatin1(CMapView::kLoadFailedMessage));
+    EXPECT_EQ(view->GetModel().GetMaps().size(), 2u);
+    EXPECT_TRUE(view->WaitForBitmap(5000));
+    EXPECT_TRUE(view->IsMapLoaded());
+}
