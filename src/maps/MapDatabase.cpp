@@ -149,14 +149,19 @@ CMapInfo MakeWorldMap(const std::string &imageFile, std::int32_t width, std::int
 }
 
 int InstallWorldMapDatabase(const std::string &directory, const std::string &imageFile,
-                            std::int32_t width, std::int32_t height)
+                            std::int32_t width, std::int32_t height, bool *written)
 {
+    if (written != nullptr)
+        *written = false;
     struct stat info {
     };
     for (const char *name : {kMapFileName, kWorldmapFileName}) {
         if (::lstat(JoinDatabasePath(directory, name).c_str(), &info) == 0)
             return 0;
     }
-    return ReplaceFileAtomically(JoinDatabasePath(directory, kWorldmapFileName),
-                                 EncodeMaps({MakeWorldMap(imageFile, width, height)}));
+    const int error = ReplaceFileAtomically(JoinDatabasePath(directory, kWorldmapFileName),
+                                            EncodeMaps({MakeWorldMap(imageFile, width, height)}));
+    if (written != nullptr)
+        *written = error == 0;
+    return error;
 }

@@ -49,6 +49,6 @@ int SelectMapForPosition(const CMapList &maps, const CGeoPosition &position);
 CMapInfo MakeWorldMap(const std::string &imageFile, std::int32_t width, std::int32_t height);
 
 /// Puts "Worldmap.gdb" naming `imageFile` into `directory` when neither database is there.
-/// Returns 0 when written or not needed, else the errno.
+/// Returns 0 when written or not needed (`written` tells which), else the errno.
 int InstallWorldMapDatabase(const std::string &directory, const std::string &imageFile,
-                            std::int32_t width, std::int32_t height);
+                            std::int32_t width, std::int32_t height, bool *written = nullptr);

@@ -149,12 +149,18 @@ void CMapView::Start(const QString &directory, bool quiet, CWaypointBook *waypoi
 {
     m_directory = directory;
     m_waypoints = waypoints;
-    // The factory world map, put in place once: a new user sees their position at once.
+    // The factory world map, put in place once. With it, a new user's view follows the fix
+    // (on a whole-earth sheet a pixel is 20 km: a track alone would show nothing for long).
     const QString world = WorldMapImagePath();
     const QSize worldSize = QImageReader(world).size();
+    bool installed = false;
     if (worldSize.isValid())
         InstallWorldMapDatabase(directory.toStdString(), world.toStdString(), worldSize.width(),
-                                worldSize.height());
+                                worldSize.height(), &installed);
+    std::int32_t stored = 0;
+    CSettingsKey key;
+    if (installed && !(key.Open(kSettingsKey, false) && key.ReadNumber("TrackPosition", stored)))
+        m_model.m_settings.trackPosition = true;
     CMapLoad load = LoadMapDatabase(directory.toStdString());
     if (load.damaged || (!load.opened && !quiet))
         ShowError(this, QString::fromLatin1(kMapDatabaseMessage),

@@ -426,6 +426,7 @@ TEST_F(FrameTest, MapPageCommandsAndTheFactoryWorldMap)
 {
     // A new data folder gets the world map, calibrated by its corners.
     m_frame.reset();
+    QFile::remove(m_data.filePath(QStringLiteral("Worldmap.gdb")));
     QFile ini(m_config.filePath(QStringLiteral("veloran.ini")));
     ASSERT_TRUE(ini.open(QIODevice::WriteOnly));
     ini.write("[Software]\nVeloran\\SerialPort\\Chipset=1\n");
@@ -447,8 +448,10 @@ TEST_F(FrameTest, MapPageCommandsAndTheFactoryWorldMap)
     EXPECT_FALSE(m_frame->GetAction(kCmdProgramChipset)->isEnabled()) << "no port open";
     m_frame->RunCommand(kCmdStepOn);
     EXPECT_NEAR(map->GetModel().Viewport().GetZoom(), std::sqrt(0.5), 1e-12);
+    EXPECT_TRUE(map->GetModel().m_settings.trackPosition) << "new with the world map";
     m_frame->RunCommand(kCmdDisplayMode);
-    EXPECT_TRUE(map->GetModel().m_settings.trackPosition);
+    EXPECT_FALSE(map->GetModel().m_settings.trackPosition);
+    m_frame->RunCommand(kCmdDisplayMode);
 
     // A fix moves the followed view; the waypoint dialog is then offered the map's cursor.
     Feed({Sentence("GPGGA,093000.00,4808.9498,N,01136.5546,E,1,08,1.0,520.0,M,47.0,M,,")});
