@@ -1,4 +1,5 @@
 #include "Cli.h"
+#include "CliDatabase.h"
 #include "JsonDump.h"
 #include "app/DataDirectory.h"
 #include "maps/CalibrationImport.h"
@@ -182,87 +183,21 @@ int ParseOptions(const std::vector<std::string_view> &args, COptions &options)
     return kExitOk;
 }
 
-bool IsMissing(const std::string &path)
-{
-    struct stat st {
-    };
-    return ::stat(path.c_str(), &st) != 0 && errno == ENOENT;
-}
+const CDatabaseKind<CMapLoad, CMapList> kMapDatabase = {
+    "map",           kMapFileName, kWorldmapFileName, LoadMapFile,
+    LoadMapDatabase, SaveMapFile,  SaveMapDatabase,   &CMapLoad::maps};
 
-int FileError(const char *what, const std::string &path, const std::string &reason)
-{
-    std::fprintf(stderr, "veloran-cli: %s '%s': %s\n", what, path.c_str(), reason.c_str());
-    return kExitFile;
-}
-
-int DatabaseError(const CMapLoad &load)
-{
-    std::fprintf(stderr, "veloran-cli: cannot read the map database: %s\n", load.detail.c_str());
-    return kExitFile;
-}
-
-// The database the command works on and where an added map is saved.
-class CDatabase
-{
-public:
-    CMapList m_maps;
-
-    /// Reads it; for an add an empty one starts where no file is yet, and Worldmap.gdb stands
-    /// in for a missing MapInfo.gdb. A damaged file is reported; a listing shows what was read,
-    /// the rest stop, so that no partial list is written over it or passes for the whole.
+// The map database of the command line; for an add an empty one starts where no file is yet.
+struct CDatabase : CCliDatabase<CMapLoad, CMapList> {
+    CDatabase()
+        : CCliDatabase(kMapDatabase)
+    {
+    }
     int Open(const COptions &options)
     {
-        const bool adding = options.command == "add";
-        CMapLoad load;
-        if (options.db) {
-            m_path = *options.db;
-            load = LoadMapFile(m_path);
-            if (!load.opened && adding && IsMissing(m_path))
-                return kExitOk;
-            if (!load.opened)
-                return DatabaseError(load);
-        } else {
-            SetDataDirectory(options.dataDir ? QFile::decodeName(options.dataDir->c_str())
-                                             : QString());
-            m_directory = QFile::encodeName(GetDataDirectory()).toStdString();
-            m_path = JoinDatabasePath(m_directory, kMapFileName);
-            const std::string fallback = JoinDatabasePath(m_directory, kWorldmapFileName);
-            load = LoadMapDatabase(m_directory);
-            const bool primaryMissing = IsMissing(m_path);
-            if (!load.opened && adding && primaryMissing && IsMissing(fallback))
-                return kExitOk;
-            // A MapInfo.gdb that exists but does not read is never replaced by the world map.
-            const bool fellBack = load.opened && load.path != m_path;
-            if (!load.opened || (adding && fellBack && !primaryMissing)) {
-                const std::string &failed =
-                    primaryMissing && !IsMissing(fallback) ? fallback : m_path;
-                return DatabaseError(LoadMapFile(failed));
-            }
-        }
-        m_maps = std::move(load.maps);
-        m_damaged = load.damaged;
-        if (m_damaged) {
-            DatabaseError(load);
-            if (options.command != "list")
-                return kExitFile;
-        }
-        return kExitOk;
+        return CCliDatabase::Open(options.db, options.dataDir, options.command == "add",
+                                  options.command == "list");
     }
-
-    [[nodiscard]] bool IsDamaged() const { return m_damaged; }
-
-    /// 0 or the exit status after reporting the failure.
-    int Save() const
-    {
-        const int error = m_directory.empty() ? SaveMapFile(m_path, m_maps)
-                                              : SaveMapDatabase(m_directory, m_maps);
-        return error == 0 ? kExitOk : FileError("cannot write", m_path, std::strerror(error));
-    }
-
-private:
-    std::string m_path;
-    std::string m_directory; ///< set when it is the data directory's
-    bool m_damaged = false;
 };
 
 // One line whatever a name holds.
@@ -288,8 +223,8 @@ int List(const COptions &options)
     if (const int status = database.Open(options); status != kExitOk)
         return status;
     std::string out;
-    for (std::size_t i = 0; i < database.m_maps.size(); ++i) {
-        const CMapInfo &map = database.m_maps[i];
+    for (std::size_t i = 0; i < database.m_items.size(); ++i) {
+        const CMapInfo &map = database.m_items[i];
         if (!options.json) {
             out += std::to_string(i) + '\t' + OneLine(map.m_name) + '\t' + OneLine(map.m_file)
                    + '\t' + std::to_string(map.m_width) + 'x' + std::to_string(map.m_height)
@@ -355,10 +290,10 @@ int Add(const COptions &options)
     map.m_height = size.height();
     map.m_pairs = std::move(pairs);
     map.Calibrate();
-    database.m_maps.push_back(map);
+    database.m_items.push_back(map);
     if (const int status = database.Save(); status != kExitOk)
         return status;
-    std::printf("map %zu added: %s, %dx%d, %s\n", database.m_maps.size() - 1,
+    std::printf("map %zu added: %s, %dx%d, %s\n", database.m_items.size() - 1,
                 OneLine(map.m_name).c_str(), map.m_width, map.m_height,
                 map.IsCalibrated() ? "calibrated" : "uncalibrated");
     std::fputs(fit.c_str(), stdout);
@@ -376,8 +311,8 @@ int Locate(const COptions &options)
         return status;
     const CGeoPosition position(lat, lon, 0.0);
     std::string out;
-    for (std::size_t i = 0; i < database.m_maps.size(); ++i) {
-        const CMapInfo &map = database.m_maps[i];
+    for (std::size_t i = 0; i < database.m_items.size(); ++i) {
+        const CMapInfo &map = database.m_items[i];
         CMapPoint pixel;
         const bool calibrated = map.PositionToPixel(position, pixel);
         const bool contains = map.ContainsPosition(position);
@@ -392,7 +327,7 @@ int Locate(const COptions &options)
                                  : "uncalibrated")
                    + '\n';
     }
-    const int chosen = SelectMapForPosition(database.m_maps, position);
+    const int chosen = SelectMapForPosition(database.m_items, position);
     if (options.json)
         out += "{\"chosen\":" + (chosen < 0 ? "null" : std::to_string(chosen)) + "}\n";
     else
@@ -406,12 +341,12 @@ int Track(const COptions &options)
     CDatabase database;
     if (const int status = database.Open(options); status != kExitOk)
         return status;
-    if (static_cast<std::size_t>(options.mapIndex) >= database.m_maps.size())
+    if (static_cast<std::size_t>(options.mapIndex) >= database.m_items.size())
         return UsageError("maps track: no map " + std::to_string(options.mapIndex) + " (there are "
-                          + std::to_string(database.m_maps.size()) + ")");
+                          + std::to_string(database.m_items.size()) + ")");
     const std::string &log = options.arguments.front();
     std::vector<CTrackPoint> points;
-    if (const int error = LoadTrackFile(log, database.m_maps[options.mapIndex], options.reception,
+    if (const int error = LoadTrackFile(log, database.m_items[options.mapIndex], options.reception,
                                         kMarkerColour, points);
         error != 0)
         return FileError(kTrackFileFailedMessage, log, std::strerror(error));

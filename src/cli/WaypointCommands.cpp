@@ -1,4 +1,5 @@
 #include "Cli.h"
+#include "CliDatabase.h"
 #include "JsonDump.h"
 #include "app/DataDirectory.h"
 #include "geo/CoordinateFormat.h"
@@ -140,91 +141,23 @@ int ParseOptions(const std::vector<std::string_view> &args, COptions &options)
     return kExitOk;
 }
 
-bool IsMissing(const std::string &path)
-{
-    struct stat st {
-    };
-    return ::stat(path.c_str(), &st) != 0 && errno == ENOENT;
-}
-
-int FileError(const char *what, const std::string &path, const std::string &reason)
-{
-    std::fprintf(stderr, "veloran-cli: %s '%s': %s\n", what, path.c_str(), reason.c_str());
-    return kExitFile;
-}
-
-// A database load's failure; its detail names the file already.
-int DatabaseError(const CWaypointLoad &load)
-{
-    std::fprintf(stderr, "veloran-cli: cannot read the waypoint database: %s\n",
-                 load.detail.c_str());
-    return kExitFile;
-}
-
 enum class Use { List, Import, Export };
 
-// The database the command works on and where it is saved.
-class CDatabase
-{
-public:
-    CWaypointList m_waypoints;
+const CDatabaseKind<CWaypointLoad, CWaypointList> kWaypointDatabase = {
+    "waypoint",           kWaypointFileName, kWorldpointFileName,  LoadWaypointFile,
+    LoadWaypointDatabase, SaveWaypointFile,  SaveWaypointDatabase, &CWaypointLoad::waypoints};
 
-    /// Reads it. For an import an empty one starts where no file is yet. A damaged file is
-    /// reported; listing shows what was read of it, the others stop, so that no partial list
-    /// is ever written over it or passes for the whole. Returns 0 or the exit status.
+// The waypoint database of the command line; for an import an empty one starts where no file is.
+struct CDatabase : CCliDatabase<CWaypointLoad, CWaypointList> {
+    CDatabase()
+        : CCliDatabase(kWaypointDatabase)
+    {
+    }
     int Open(const COptions &options, Use use)
     {
-        CWaypointLoad load;
-        if (options.db) {
-            m_path = *options.db;
-            load = LoadWaypointFile(m_path);
-            if (!load.opened && use == Use::Import && IsMissing(m_path))
-                return kExitOk;
-            if (!load.opened)
-                return DatabaseError(load);
-        } else {
-            SetDataDirectory(options.dataDir ? QFile::decodeName(options.dataDir->c_str())
-                                             : QString());
-            m_directory = QFile::encodeName(GetDataDirectory()).toStdString();
-            m_path = m_directory + '/' + kWaypointFileName;
-            const std::string fallback = m_directory + '/' + kWorldpointFileName;
-            load = LoadWaypointDatabase(m_directory);
-            const bool primaryMissing = IsMissing(m_path);
-            if (!load.opened && use == Use::Import && primaryMissing && IsMissing(fallback))
-                return kExitOk;
-            // A primary file that exists but does not read must not be saved over with the
-            // fallback's waypoints.
-            const bool fellBack = load.opened && load.path != m_path;
-            if (!load.opened || (use == Use::Import && fellBack && !primaryMissing)) {
-                const std::string &failed =
-                    primaryMissing && !IsMissing(fallback) ? fallback : m_path;
-                return DatabaseError(LoadWaypointFile(failed));
-            }
-        }
-        m_waypoints = std::move(load.waypoints);
-        m_damaged = load.damaged;
-        if (m_damaged) {
-            DatabaseError(load);
-            if (use != Use::List)
-                return kExitFile;
-        }
-        return kExitOk;
+        return CCliDatabase::Open(options.db, options.dataDir, use == Use::Import,
+                                  use == Use::List);
     }
-
-    [[nodiscard]] bool IsDamaged() const { return m_damaged; }
-
-    /// 0 or the exit status after reporting the failure.
-    int Save() const
-    {
-        const int error = m_directory.empty() ? SaveWaypointFile(m_path, m_waypoints)
-                                              : SaveWaypointDatabase(m_directory, m_waypoints);
-        return error == 0 ? kExitOk : FileError("cannot write", m_path, std::strerror(error));
-    }
-
-private:
-    std::string m_path;
-    std::string m_directory; ///< set when it is the data directory's
-    bool m_damaged = false;
 };
 
 void AppendCoordinate(std::string &out, double degrees)
@@ -241,7 +174,7 @@ int List(const COptions &options)
     if (const int status = database.Open(options, Use::List); status != kExitOk)
         return status;
     std::string out;
-    for (const CWaypoint &w : database.m_waypoints) {
+    for (const CWaypoint &w : database.m_items) {
         if (options.json) {
             out += "{\"name\":";
             AppendJsonText(out, w.m_name);
@@ -297,7 +230,7 @@ int Import(const COptions &options)
     if (failed)
         return kExitFile;
     if (!imported.empty()) {
-        database.m_waypoints.insert(database.m_waypoints.end(), imported.begin(), imported.end());
+        database.m_items.insert(database.m_items.end(), imported.begin(), imported.end());
         if (const int status = database.Save(); status != kExitOk)
             return status;
     }
@@ -312,9 +245,9 @@ int Export(const COptions &options)
     if (const int status = database.Open(options, Use::Export); status != kExitOk)
         return status;
     const std::string &out = options.files.front();
-    if (const int error = ExportGPXFile(out, database.m_waypoints); error != 0)
+    if (const int error = ExportGPXFile(out, database.m_items); error != 0)
         return FileError("cannot write", out, std::strerror(error));
-    std::printf("%s\n", ExportedMessage(static_cast<int>(database.m_waypoints.size())).c_str());
+    std::printf("%s\n", ExportedMessage(static_cast<int>(database.m_items.size())).c_str());
     return kExitOk;
 }
 

@@ -3,6 +3,7 @@
 #include "app/LineRouter.h"
 #include "maps/ReceptionColour.h"
 #include "nmea/NMEAParser.h"
+#include "waypoints/FileDescriptor.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -20,22 +21,6 @@ namespace
 constexpr std::size_t kKindIndex = 4;
 // Large reads for speed; the line rule does not depend on them.
 constexpr std::size_t kReadBytes = 1u << 20;
-
-// Closes the descriptor on every way out.
-struct CFileDescriptor {
-    explicit CFileDescriptor(int fd)
-        : m_fd(fd)
-    {
-    }
-    ~CFileDescriptor()
-    {
-        if (m_fd >= 0)
-            ::close(m_fd);
-    }
-    CFileDescriptor(const CFileDescriptor &) = delete;
-    CFileDescriptor &operator=(const CFileDescriptor &) = delete;
-    int m_fd;
-};
 
 } // namespace
 
@@ -117,11 +102,11 @@ int LoadTrackFile(const std::string &path, const CMapInfo &map, bool colourRecep
 {
     // Non-blocking, so that a FIFO cannot hang the open; it is refused right after.
     const CFileDescriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
-    if (file.m_fd < 0)
+    if (file.Get() < 0)
         return errno;
     struct stat info {
     };
-    if (::fstat(file.m_fd, &info) != 0)
+    if (::fstat(file.Get(), &info) != 0)
         return errno;
     if (!S_ISREG(info.st_mode))
         return S_ISDIR(info.st_mode) ? EISDIR : EINVAL;
@@ -129,7 +114,7 @@ int LoadTrackFile(const std::string &path, const CMapInfo &map, bool colourRecep
     CTrackReader reader(map, colourReception, markerColour);
     std::string buffer(kReadBytes, '\0');
     for (;;) {
-        const ssize_t n = ::read(file.m_fd, buffer.data(), buffer.size());
+        const ssize_t n = ::read(file.Get(), buffer.data(), buffer.size());
         if (n < 0 && errno == EINTR)
             continue;
         if (n < 0)

@@ -1,5 +1,7 @@
 #include "waypoints/AtomicFile.h"
 
+#include "waypoints/FileDescriptor.h"
+
 #include <algorithm>
 #include <cerrno>
 #include <climits>
@@ -18,34 +20,6 @@ constexpr int kMaxSymlinkHops = 40;
 constexpr mode_t kFallbackUmask = 022;
 // Growth of the read buffer when a file turns out longer than it said (it grew, or /proc).
 constexpr std::size_t kReadChunk = 64 * 1024;
-
-class CFileDescriptor
-{
-public:
-    explicit CFileDescriptor(int fd)
-        : m_fd(fd)
-    {
-    }
-    ~CFileDescriptor()
-    {
-        if (m_fd >= 0)
-            ::close(m_fd);
-    }
-    CFileDescriptor(const CFileDescriptor &) = delete;
-    CFileDescriptor &operator=(const CFileDescriptor &) = delete;
-
-    [[nodiscard]] int Get() const { return m_fd; }
-    /// Closes now, so that an error of close (delayed write-back) is seen; 0 or the errno.
-    int Close()
-    {
-        const int fd = m_fd;
-        m_fd = -1;
-        return (::close(fd) == 0 || errno == EINTR) ? 0 : errno;
-    }
-
-private:
-    int m_fd;
-};
 
 std::string DirName(const std::string &path)
 {

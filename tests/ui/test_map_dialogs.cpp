@@ -1,4 +1,5 @@
 #include "maps/MapDialogs.h"
+#include "ui/DialogForm.h"
 #include "ui/UiTestUtils.h"
 
 #include <QComboBox>
@@ -16,38 +17,7 @@ namespace
 
 using MapDialogTest = CUiTest;
 
-// A dialog's children by their object names.
-struct CForm {
-    QWidget &d;
-
-    template <class T = QLineEdit> T &Get(const char *name) const
-    {
-        if (T *child = d.findChild<T *>(name))
-            return *child;
-        throw std::runtime_error(std::string("no child ") + name);
-    }
-    QString Text(const char *name) const { return Get(name).text(); }
-    void Type(const char *name, const QString &text) const { Get(name).setText(text); }
-    void Click(const char *name) const { Get<QPushButton>(name).click(); }
-    bool Enabled(const char *name) const { return Get<QPushButton>(name).isEnabled(); }
-    QTreeWidget &List() const { return *d.findChild<QTreeWidget *>(); }
-    QStringList Column(int column) const
-    {
-        QStringList texts;
-        for (int row = 0; row < List().topLevelItemCount(); ++row)
-            texts << List().topLevelItem(row)->text(column);
-        return texts;
-    }
-    void Select(int row) const { List().setCurrentItem(List().topLevelItem(row)); }
-    QStringList VisibleLabels() const
-    {
-        QStringList texts;
-        for (const QLabel *label : d.findChildren<QLabel *>())
-            if (label->isVisibleTo(&d))
-                texts << label->text();
-        return texts;
-    }
-};
+using CForm = CDialogForm;
 
 CPositionPair Pair(const char *name, double latitude, double longitude, int x, int y)
 {

@@ -1,0 +1,107 @@
+#pragma once
+
+#include "Cli.h"
+
+#include <cstdio>
+#include <cstring>
+#include <optional>
+#include <string>
+
+struct CWriteFault;
+
+/// True when nothing is at `path` (as opposed to something that does not read).
+bool IsMissing(const std::string &path);
+/// "veloran-cli: WHAT 'PATH': REASON" on standard error; returns kExitFile.
+int FileError(const char *what, const std::string &path, const std::string &reason);
+/// The data directory of --data-dir, VELORAN_DATA_DIR or the default, as a local path.
+std::string CliDataDirectory(const std::optional<std::string> &dataDir);
+
+/// What tells the waypoint and the map database apart for the commands that open one.
+template <class Load, class List> struct CDatabaseKind {
+    const char *noun; ///< "waypoint", "map"
+    const char *fileName;
+    const char *fallbackName; ///< read while fileName is missing, never written
+    Load (*loadFile)(const std::string &);
+    Load (*loadDatabase)(const std::string &);
+    int (*saveFile)(const std::string &, const List &, const CWriteFault *);
+    int (*saveDatabase)(const std::string &, const List &, const CWriteFault *);
+    List Load::*items;
+};
+
+/// The database a command works on (`--db FILE`, else the data directory's with its fallback)
+/// and where it is saved.
+template <class Load, class List> class CCliDatabase
+{
+public:
+    explicit CCliDatabase(const CDatabaseKind<Load, List> &kind)
+        : m_kind(kind)
+    {
+    }
+
+    List m_items;
+
+    /// Reads it. When `creating`, an empty one starts where no file is yet. A damaged file is
+    /// reported; a `listing` shows what was read of it, the others stop, so that no partial list
+    /// is ever written over it or passes for the whole. Returns 0 or the exit status.
+    int Open(const std::optional<std::string> &db, const std::optional<std::string> &dataDir,
+             bool creating, bool listing)
+    {
+        Load load;
+        if (db) {
+            m_path = *db;
+            load = m_kind.loadFile(m_path);
+            if (!load.opened && creating && IsMissing(m_path))
+                return kExitOk;
+            if (!load.opened)
+                return Error(load);
+        } else {
+            m_directory = CliDataDirectory(dataDir);
+            m_path = m_directory + '/' + m_kind.fileName;
+            const std::string fallback = m_directory + '/' + m_kind.fallbackName;
+            load = m_kind.loadDatabase(m_directory);
+            const bool primaryMissing = IsMissing(m_path);
+            if (!load.opened && creating && primaryMissing && IsMissing(fallback))
+                return kExitOk;
+            // A primary file that exists but does not read must not be saved over with the
+            // fallback's records.
+            const bool fellBack = load.opened && load.path != m_path;
+            if (!load.opened || (creating && fellBack && !primaryMissing)) {
+                const std::string &failed =
+                    primaryMissing && !IsMissing(fallback) ? fallback : m_path;
+                return Error(m_kind.loadFile(failed));
+            }
+        }
+        m_items = std::move(load.*m_kind.items);
+        m_damaged = load.damaged;
+        if (m_damaged) {
+            Error(load);
+            if (!listing)
+                return kExitFile;
+        }
+        return kExitOk;
+    }
+
+    [[nodiscard]] bool IsDamaged() const { return m_damaged; }
+
+    /// 0 or the exit status after reporting the failure.
+    int Save() const
+    {
+        const int error = m_directory.empty() ? m_kind.saveFile(m_path, m_items, nullptr)
+                                              : m_kind.saveDatabase(m_directory, m_items, nullptr);
+        return error == 0 ? kExitOk : FileError("cannot write", m_path, std::strerror(error));
+    }
+
+private:
+    // A load's failure; its detail names the file already.
+    int Error(const Load &load) const
+    {
+        std::fprintf(stderr, "veloran-cli: cannot read the %s database: %s\n", m_kind.noun,
+                     load.detail.c_str());
+        return kExitFile;
+    }
+
+    const CDatabaseKind<Load, List> &m_kind;
+    std::string m_path;
+    std::string m_directory; ///< set when it is the data directory's
+    bool m_damaged = false;
+};
