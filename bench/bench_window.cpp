@@ -79,9 +79,9 @@ void BM_PaintGauge(benchmark::State &state)
     speedometer.SetDigital(false);
     speedometer.SetValue(57.3);
     CSatelliteView satellites;
-    CSkyView view{9, 12, {}};
+    CSkyView view{9, 12, {}, {}};
     for (int i = 0; i < 12; ++i)
-        view.satellites.push_back({i + 1, 10 + 7 * i, 30 * i, 20 + 2 * i, i < 9});
+        view.satellites.push_back({i + 1, 10 + 7 * i, 30 * i, 20 + 2 * i, i < 9, GnssSystem::GPS});
     satellites.SetSatellites(view);
     CGauge &gauge = sky ? static_cast<CGauge &>(satellites) : speedometer;
     gauge.resize(width, width);

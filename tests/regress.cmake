@@ -1,15 +1,20 @@
-# Runs `veloran-cli parse --json --all LOG` and compares with LOG.chk; with REBUILD=ON rewrites
-# the .chk instead. Invoked by ctest (one test per log) and by the regress-rebuild target.
-foreach(var CLI LOG)
+# Runs `veloran-cli parse --json --all --gnss GNSS LOG` and compares with LOG.chk (GPS only) or
+# LOG.all.chk (all systems); with REBUILD=ON rewrites the .chk instead. Invoked by ctest (one
+# test per log and mode) and by the regress-rebuild target.
+foreach(var CLI LOG GNSS)
     if(NOT DEFINED ${var})
         message(FATAL_ERROR "regress.cmake: ${var} not set")
     endif()
 endforeach()
 
 set(ENV{TZ} "UTC0")
-set(chk "${LOG}.chk")
+if(GNSS STREQUAL "gps")
+    set(chk "${LOG}.chk")
+else()
+    set(chk "${LOG}.${GNSS}.chk")
+endif()
 execute_process(
-    COMMAND "${CLI}" parse --json --all "${LOG}"
+    COMMAND "${CLI}" parse --json --all --gnss ${GNSS} "${LOG}"
     OUTPUT_VARIABLE actual
     ERROR_VARIABLE errors
     RESULT_VARIABLE status)

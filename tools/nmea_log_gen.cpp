@@ -1,5 +1,6 @@
 // veloran-nmea-gen: writes a simulated car drive as NMEA 0183 ($GPGGA, $GPGSA, $GPGSV, $GPRMC,
-// $GPVTG at 1 Hz), the demo log and large test logs.
+// $GPVTG at 1 Hz), the demo log and large test logs. With --gnss all the same drive comes from a
+// multi-system NMEA 4.11 receiver: GN fix sentences, a GSA per system, GSV per system and signal.
 //
 // The same arguments give the same bytes on every machine: the simulation is integer arithmetic
 // only (no libm result or floating-point contraction can change a digit), the random numbers come
@@ -11,6 +12,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
+#include <span>
 #include <string>
 #include <string_view>
 #include <system_error>
@@ -24,7 +26,8 @@ using u64 = std::uint64_t;
 
 constexpr const char *kProgram = "veloran-nmea-gen";
 constexpr const char *kUsage = "usage: veloran-nmea-gen [--epochs N] [--seed S] "
-                               "[--start YYYY-MM-DDTHH:MM:SS] [--output FILE] [--header]";
+                               "[--start YYYY-MM-DDTHH:MM:SS] [--output FILE] [--header] "
+                               "[--gnss all|gps]";
 
 constexpr i64 kDefaultEpochs = 300;
 constexpr i64 kMaxEpochs = 100'000'000;
@@ -220,11 +223,13 @@ constexpr i64 DaysInMonth(i64 y, i64 m)
 }
 
 // ---------------------------------------------------------------------------------------------
-// Schedules of the loss of fix (a tunnel) and of DGPS fixes, by run time in seconds.
+// Schedules of the loss of fix (a tunnel), of DGPS fixes and of GLONASS outages, by run time in
+// seconds.
 
 constexpr i64 kTunnelPeriod = 300;
 constexpr i64 kTunnelWarning = 60; // the car cruises straight into a tunnel
 constexpr i64 kDgpsPeriod = 90;
+constexpr i64 kGlonassOutagePeriod = 300;
 
 enum : u64 {
     kStreamTunnelStart = 1,
@@ -241,6 +246,11 @@ enum : u64 {
     kStreamPassDirection,
     kStreamPassSnr,
     kStreamBlocked,
+    kStreamGlonassOutageStart,
+    kStreamGlonassOutageLength,
+    kStreamSecondSignal,
+    // Each system's sky draws from the streams above shifted by its own base.
+    kStreamSystemBase = 100,
 };
 
 struct CWindow {
@@ -292,37 +302,81 @@ public:
             m_hash.Uniform(kStreamDgpsStation, m_hash.Uniform(kStreamDgpsPick, k, 0, 2), 1, 1023);
     }
 
+    /// A stretch in which the receiver stops reporting GLONASS while the fix goes on; it lies
+    /// before the tunnel of its period.
+    [[nodiscard]] CWindow GlonassOutage(i64 k) const
+    {
+        return {k * kGlonassOutagePeriod + m_hash.Uniform(kStreamGlonassOutageStart, k, 40, 80),
+                m_hash.Uniform(kStreamGlonassOutageLength, k, 8, 15)};
+    }
+    [[nodiscard]] bool GlonassOut(i64 t) const
+    {
+        return GlonassOutage(t / kGlonassOutagePeriod).Contains(t);
+    }
+
 private:
     const CHash &m_hash;
 };
 
 // ---------------------------------------------------------------------------------------------
-// Sky: ten lanes of passes. In each lane a satellite rises every 900 s and stays up for 900 s
-// plus or minus the lane's deviation, so the lane holds two satellites for a while (overlap) or
-// none (gap). The windows are placed so 8 to 12 satellites are in view, with 8 (two GSV
-// messages) at least once in every 300 s. The sky runs about 30 times faster than the real one,
-// so a short log still shows satellites rising and setting.
+// Sky: lanes of passes. In each lane a satellite rises every 900 s and stays up for 900 s plus or
+// minus the lane's deviation, so the lane holds two satellites for a while (overlap) or none
+// (gap). GPS has ten lanes placed so 8 to 12 satellites are in view, with 8 (two GSV messages) at
+// least once in every 300 s; the other systems' overlaps and gaps never coincide, so they keep
+// within one of their lane count. The sky runs about 30 times faster than the real one, so a
+// short log still shows satellites rising and setting.
 
 constexpr i64 kPassPeriod = 900;
-constexpr int kLanes = 10;
+constexpr int kMaxLanes = 10;
+constexpr int kMaxNumbers = 64;
 constexpr int kMaxInView = 12;
 
 struct CLane {
     i64 phase, deviation;
 };
-constexpr std::array<CLane, kLanes> kLaneTable{{{60, -70},
-                                                {100, -80},
-                                                {360, -60},
-                                                {390, -75},
-                                                {660, -65},
-                                                {700, -90},
-                                                {160, 90},
-                                                {200, 80},
-                                                {470, 100},
-                                                {780, 70}}};
+constexpr std::array<CLane, 10> kGpsLanes{{{60, -70},
+                                           {100, -80},
+                                           {360, -60},
+                                           {390, -75},
+                                           {660, -65},
+                                           {700, -90},
+                                           {160, 90},
+                                           {200, 80},
+                                           {470, 100},
+                                           {780, 70}}};
+constexpr std::array<CLane, 7> kGlonassLanes{
+    {{40, 80}, {200, -70}, {290, 90}, {460, -80}, {520, 70}, {700, -90}, {780, 60}}};
+constexpr std::array<CLane, 8> kGalileoLanes{
+    {{20, -60}, {110, 80}, {270, -70}, {300, 90}, {480, -80}, {560, 70}, {720, -60}, {760, 100}}};
+constexpr std::array<CLane, 9> kBeidouLanes{{{70, 70},
+                                             {220, -60},
+                                             {240, 80},
+                                             {400, -70},
+                                             {420, 60},
+                                             {560, -70},
+                                             {600, 90},
+                                             {770, -70},
+                                             {800, 50}}};
+
+/// A satellite system's sky: its lanes, the NMEA numbers the seed picks two a lane from, and
+/// hash streams of its own so the systems do not move in step.
+struct CSystem {
+    std::span<const CLane> lanes;
+    int firstNumber;
+    int numbers;
+    u64 shuffleSalt;
+    u64 streamBase;
+    i64 snrBias; // dB
+};
+
+constexpr CSystem kGps{kGpsLanes, 1, 32, 0x5A7E111EULL, 0, 0};
+// GLONASS slots 1-24 are NMEA 65-88; BeiDou numbers stay below 47 (BDS-2 and BDS-3).
+constexpr CSystem kGlonass{kGlonassLanes, 65, 24, 0x6C0A5500ULL, kStreamSystemBase, -2};
+constexpr CSystem kGalileo{kGalileoLanes, 1, 36, 0x6A111E00ULL, 2 * kStreamSystemBase, 0};
+constexpr CSystem kBeidou{kBeidouLanes, 1, 46, 0xBE1D0000ULL, 3 * kStreamSystemBase, -1};
 
 struct CSatellite {
-    int prn;
+    int prn;       // NMEA number
     int elevation; // degrees
     int azimuth;   // degrees
     int snr;       // dB-Hz, -1 when not tracked
@@ -340,29 +394,31 @@ struct CSky {
 class CConstellation
 {
 public:
-    CConstellation(u64 seed, const CHash &hash)
-        : m_hash(hash)
+    CConstellation(const CSystem &system, u64 seed, const CHash &hash)
+        : m_system(system)
+        , m_hash(hash)
     {
-        // 20 of the 32 PRNs, chosen by the seed.
-        std::array<int, 32> prns{};
-        for (int i = 0; i < 32; ++i)
-            prns[static_cast<std::size_t>(i)] = i + 1;
-        CRandom shuffle(seed ^ 0x5A7E111EULL);
-        for (int i = 31; i > 0; --i) {
+        std::array<int, kMaxNumbers> numbers{};
+        for (int i = 0; i < system.numbers; ++i)
+            numbers[static_cast<std::size_t>(i)] = system.firstNumber + i;
+        CRandom shuffle(seed ^ system.shuffleSalt);
+        for (int i = system.numbers - 1; i > 0; --i) {
             const auto j = static_cast<std::size_t>(shuffle.Uniform(0, i));
-            std::swap(prns[static_cast<std::size_t>(i)], prns[j]);
+            std::swap(numbers[static_cast<std::size_t>(i)], numbers[j]);
         }
-        for (std::size_t i = 0; i < m_prns.size(); ++i)
-            m_prns[i] = prns[i];
-        m_offset = 2 * kPassPeriod + hash.Uniform(kStreamSkyOffset, 0, 0, 2 * kPassPeriod - 1);
+        for (std::size_t i = 0; i < 2 * system.lanes.size(); ++i)
+            m_numbers[i] = numbers[i];
+        m_offset =
+            2 * kPassPeriod + hash.Uniform(Stream(kStreamSkyOffset), 0, 0, 2 * kPassPeriod - 1);
     }
 
     void At(i64 t, CSky &sky) const
     {
         sky.inView = 0;
         const i64 tau = t + m_offset;
-        for (int l = 0; l < kLanes; ++l) {
-            const CLane &lane = kLaneTable[static_cast<std::size_t>(l)];
+        const int lanes = static_cast<int>(m_system.lanes.size());
+        for (int l = 0; l < lanes; ++l) {
+            const CLane &lane = m_system.lanes[static_cast<std::size_t>(l)];
             const i64 duration = kPassPeriod + lane.deviation;
             const i64 k0 = FloorDiv(tau - lane.phase, kPassPeriod);
             for (i64 k = k0 - 1; k <= k0; ++k) {
@@ -389,29 +445,35 @@ public:
     {
         // Buildings and trees hide a satellite now and then, for 40 s at a time.
         const i64 slot = (t + prn * 7) / 40;
-        return m_hash.Uniform(kStreamBlocked, slot * 64 + prn, 0, 99) < 12;
+        return m_hash.Uniform(Stream(kStreamBlocked), slot * 64 + prn, 0, 99) < 12;
     }
 
+    [[nodiscard]] i64 SnrBias() const { return m_system.snrBias; }
+
 private:
+    [[nodiscard]] u64 Stream(u64 stream) const { return m_system.streamBase + stream; }
+
     void Pass(int lane, i64 k, i64 elapsed, i64 duration, CSatellite &s) const
     {
         const i64 id = k * 16 + lane;
-        const i64 peak = m_hash.Uniform(kStreamPassPeak, id, 2500, 8500);
-        const i64 rise = m_hash.Uniform(kStreamPassAzimuth, id, 0, 35999);
-        const i64 sweep = m_hash.Uniform(kStreamPassSweep, id, 10000, 20000);
-        const i64 direction = m_hash.Uniform(kStreamPassDirection, id, 0, 1) != 0 ? 1 : -1;
-        s.prn = m_prns[static_cast<std::size_t>(lane + kLanes * FloorMod(k, 2))];
+        const i64 peak = m_hash.Uniform(Stream(kStreamPassPeak), id, 2500, 8500);
+        const i64 rise = m_hash.Uniform(Stream(kStreamPassAzimuth), id, 0, 35999);
+        const i64 sweep = m_hash.Uniform(Stream(kStreamPassSweep), id, 10000, 20000);
+        const i64 direction = m_hash.Uniform(Stream(kStreamPassDirection), id, 0, 1) != 0 ? 1 : -1;
+        const auto lanes = static_cast<i64>(m_system.lanes.size());
+        s.prn = m_numbers[static_cast<std::size_t>(lane + lanes * FloorMod(k, 2))];
         s.elevationCd = MulQ30(peak, Sin(elapsed * 18000 / duration));
         s.elevation = static_cast<int>(s.elevationCd / 100);
         s.azimuth =
             static_cast<int>(FloorMod(rise + direction * sweep * elapsed / duration, 36000) / 100);
-        s.snrOffset = m_hash.Uniform(kStreamPassSnr, id, -3, 3);
+        s.snrOffset = m_hash.Uniform(Stream(kStreamPassSnr), id, -3, 3);
         s.snr = -1;
         s.used = false;
     }
 
+    CSystem m_system;
     const CHash &m_hash;
-    std::array<int, 2 * kLanes> m_prns{};
+    std::array<int, 2 * kMaxLanes> m_numbers{};
     i64 m_offset = 0;
 };
 
@@ -596,13 +658,15 @@ private:
 class CWriter
 {
 public:
-    explicit CWriter(std::FILE *file)
+    /// `lineEnd` is "\r\n", or "\n" as modern receivers on USB send it.
+    CWriter(std::FILE *file, std::string_view lineEnd)
         : m_file(file)
+        , m_lineEnd(lineEnd)
     {
         m_buffer.reserve(kFlushBytes + 256);
     }
 
-    /// `length` bytes of `line`, from '$' up to the checksum; adds "*HH\r\n".
+    /// `length` bytes of `line`, from '$' up to the checksum; adds "*HH" and the line end.
     void Sentence(const char *line, int length)
     {
         static constexpr char kHex[] = "0123456789ABCDEF";
@@ -610,8 +674,9 @@ public:
         for (int i = 1; i < length; ++i)
             sum ^= static_cast<unsigned char>(line[i]);
         m_buffer.append(line, static_cast<std::size_t>(length));
-        const char tail[] = {'*', kHex[sum >> 4], kHex[sum & 15], '\r', '\n'};
+        const char tail[] = {'*', kHex[sum >> 4], kHex[sum & 15]};
         m_buffer.append(tail, sizeof tail);
+        m_buffer.append(m_lineEnd);
         if (m_buffer.size() >= kFlushBytes)
             Flush();
     }
@@ -620,7 +685,7 @@ public:
     {
         m_buffer.append("# ");
         m_buffer.append(text);
-        m_buffer.append("\r\n");
+        m_buffer.append(m_lineEnd);
     }
 
     bool Flush()
@@ -635,6 +700,7 @@ public:
 private:
     static constexpr std::size_t kFlushBytes = 1 << 20;
     std::FILE *m_file;
+    std::string_view m_lineEnd;
     std::string m_buffer;
     bool m_failed = false;
 };
@@ -666,6 +732,7 @@ struct COptions {
     i64 startSeconds = 0;
     std::string output;
     bool header = false;
+    bool allSystems = false;
     bool epochsGiven = false;
     bool seedGiven = false;
     bool startGiven = false;
@@ -683,9 +750,13 @@ public:
         , m_writer(writer)
         , m_hash(options.seed)
         , m_schedule(m_hash)
-        , m_sky(options.seed, m_hash)
+        , m_sky(kGps, options.seed, m_hash)
+        , m_glonass(kGlonass, options.seed, m_hash)
+        , m_galileo(kGalileo, options.seed, m_hash)
+        , m_beidou(kBeidou, options.seed, m_hash)
         , m_car(options.seed)
         , m_rng(options.seed ^ 0xD0D0D0D0ULL)
+        , m_gnssRng(options.seed ^ 0x6E556E55ULL)
     {
     }
 
@@ -693,6 +764,8 @@ public:
     {
         const i64 n = m_options.epochs;
         std::string command = "build/dev/tools/veloran-nmea-gen --header";
+        if (m_options.allSystems)
+            command += " --gnss all";
         if (m_options.epochsGiven)
             command += " --epochs " + std::to_string(n);
         if (m_options.seedGiven)
@@ -727,38 +800,31 @@ public:
                       static_cast<long long>(s.day), static_cast<long long>(s.hour),
                       static_cast<long long>(s.minute), static_cast<long long>(s.second));
         m_writer.Comment(line);
-        m_writer.Comment(
-            "Each second: GGA, GSA, 2-3 GSV, RMC, VTG. Stops, turns, up to ~100 km/h.");
-        m_writer.Comment("20 satellites rise and set (8-12 in view, some untracked); a DGPS fix");
-        m_writer.Comment("(quality 2) about every 90 s.");
-
-        int listed = 0;
-        i64 total = 0;
-        for (i64 k = 0; k * kTunnelPeriod < n; ++k) {
-            const CWindow w = m_schedule.Tunnel(k);
-            if (w.start >= n)
-                break;
-            ++total;
-            if (listed == 3)
-                continue;
-            ++listed;
-            const i64 end = w.start + w.length < n ? w.start + w.length : n;
-            std::snprintf(line, sizeof line,
-                          "Loss of fix (tunnel): %s-%s into the drive (%lld s, minute %lld).",
-                          Elapsed(w.start, false).c_str(), Elapsed(end, false).c_str(),
-                          static_cast<long long>(end - w.start),
-                          static_cast<long long>(w.start / 60 + 1));
-            m_writer.Comment(line);
+        if (m_options.allSystems) {
+            m_writer.Comment(
+                "A multi-system NMEA 4.11 receiver, LF line ends. Each second: GNGGA,");
+            m_writer.Comment("a GNGSA per system, GSV per system and signal, GNRMC, GNVTG.");
+            m_writer.Comment(
+                "Stops, turns, up to ~100 km/h. GPS (L1, L5, two SBAS), GLONASS, Galileo");
+            m_writer.Comment(
+                "(E1, E5a) and BeiDou rise and set, 25-40 in view and more than 12 used");
+            m_writer.Comment("(GGA shows 12); a DGPS fix (quality 2) about every 90 s.");
+        } else {
+            m_writer.Comment(
+                "Each second: GGA, GSA, 2-3 GSV, RMC, VTG. Stops, turns, up to ~100 km/h.");
+            m_writer.Comment(
+                "20 satellites rise and set (8-12 in view, some untracked); a DGPS fix");
+            m_writer.Comment("(quality 2) about every 90 s.");
         }
-        if (total > listed) {
-            std::snprintf(line, sizeof line, "...and so on about every 5 minutes, %lld in all.",
-                          static_cast<long long>(total));
-            m_writer.Comment(line);
-        }
+        ListWindows("Loss of fix (tunnel)", kTunnelPeriod, &CSchedule::Tunnel);
+        if (m_options.allSystems)
+            ListWindows("GLONASS not reported", kGlonassOutagePeriod, &CSchedule::GlonassOutage);
     }
 
     void Epoch(i64 t)
     {
+        const bool all = m_options.allSystems;
+        const char *talker = all ? "GN" : "GP";
         const bool fix = !m_schedule.InTunnel(t);
         const CDateTime now = FromUnixSeconds(m_options.startSeconds + t);
         char time[64];
@@ -767,7 +833,22 @@ public:
 
         CSky sky;
         m_sky.At(t, sky);
-        Track(t, fix, sky);
+        Track(t, fix, m_sky, m_rng, sky);
+        int used = sky.used;
+        // GLONASS, Galileo, BeiDou; their noise comes from a generator of their own, so the GPS
+        // satellites and the fixes are the same as in a GPS-only log of the same seed.
+        std::array<CSky, 3> others{};
+        if (all) {
+            const std::array<const CConstellation *, 3> constellations{&m_glonass, &m_galileo,
+                                                                       &m_beidou};
+            for (std::size_t i = 0; i < others.size(); ++i) {
+                constellations[i]->At(t, others[i]);
+                if (i == 0 && m_schedule.GlonassOut(t))
+                    others[i].inView = 0;
+                Track(t, fix, *constellations[i], m_gnssRng, others[i]);
+                used += others[i].used;
+            }
+        }
 
         char line[128];
         int n = 0;
@@ -779,7 +860,6 @@ public:
         // DOPs wander slowly and shrink with more satellites in use.
         m_dopNoise = Clamp(m_dopNoise * 15 / 16 + m_rng.Uniform(-4, 4), -20, 20);
         m_vdopNoise = Clamp(m_vdopNoise * 15 / 16 + m_rng.Uniform(-4, 4), -25, 25);
-        const i64 used = sky.used;
         const i64 hdop = 70 + 360 / (used > 2 ? used - 2 : 1) + m_dopNoise; // hundredths
         const i64 vdop = hdop * 16 / 10 + m_vdopNoise;
         // PDOP from the rounded HDOP and VDOP, so the three printed values agree.
@@ -787,18 +867,18 @@ public:
         const i64 vdopTenths = DivRound(vdop, 10);
         const i64 pdopTenths =
             DivRound(ISqrt(100 * (hdopTenths * hdopTenths + vdopTenths * vdopTenths)), 10);
-        char hdopText[64];
-        char vdopText[64];
-        char pdopText[64];
-        FormatTenths(hdopText, sizeof hdopText, hdopTenths, 1);
-        FormatTenths(vdopText, sizeof vdopText, vdopTenths, 1);
-        FormatTenths(pdopText, sizeof pdopText, pdopTenths, 1);
+        CDops dops;
+        FormatTenths(dops.hdop, sizeof dops.hdop, hdopTenths, 1);
+        FormatTenths(dops.vdop, sizeof dops.vdop, vdopTenths, 1);
+        FormatTenths(dops.pdop, sizeof dops.pdop, pdopTenths, 1);
 
-        // GGA
-        if (fix) {
-            i64 age = -1;
-            i64 station = 0;
+        i64 age = -1;
+        i64 station = 0;
+        if (fix)
             m_schedule.DgpsAt(t, age, station);
+
+        // GGA; receivers with more channels than NMEA 0183 foresaw still print at most 12.
+        if (fix) {
             char altitude[64];
             FormatTenths(altitude, sizeof altitude,
                          DivRound(m_car.AltitudeMm(), 100) + m_rng.Uniform(-2, 2), 1);
@@ -807,54 +887,31 @@ public:
                 std::snprintf(dgps, sizeof dgps, "%lld.%lld,%04lld",
                               static_cast<long long>(age / 10), static_cast<long long>(age % 10),
                               static_cast<long long>(station));
-            n = std::snprintf(line, sizeof line, "$GPGGA,%s,%s,%s,%d,%02d,%s,%s,M,%s,M,%s", time,
-                              latitude, longitude, age >= 0 ? 2 : 1, sky.used, hdopText, altitude,
-                              kGeoidSeparation, dgps);
+            n = std::snprintf(line, sizeof line, "$%sGGA,%s,%s,%s,%d,%02d,%s,%s,M,%s,M,%s", talker,
+                              time, latitude, longitude, age >= 0 ? 2 : 1, used > 12 ? 12 : used,
+                              dops.hdop, altitude, kGeoidSeparation, dgps);
         } else {
-            n = std::snprintf(line, sizeof line, "$GPGGA,%s,,,,,0,00,,,M,%s,M,,", time,
+            n = std::snprintf(line, sizeof line, "$%sGGA,%s,,,,,0,00,,,M,%s,M,,", talker, time,
                               kGeoidSeparation);
         }
         m_writer.Sentence(line, n);
 
-        // GSA: used PRNs first, then empty slots.
-        if (fix) {
-            n = std::snprintf(line, sizeof line, "$GPGSA,A,3");
-            int slots = 0;
-            for (int i = 0; i < sky.inView; ++i) {
-                const CSatellite &s = sky.satellites[static_cast<std::size_t>(i)];
-                if (s.used) {
-                    n += std::snprintf(line + n, sizeof line - static_cast<std::size_t>(n), ",%02d",
-                                       s.prn);
-                    ++slots;
-                }
-            }
-            for (; slots < 12; ++slots)
-                line[n++] = ',';
-            n += std::snprintf(line + n, sizeof line - static_cast<std::size_t>(n), ",%s,%s,%s",
-                               pdopText, hdopText, vdopText);
+        if (all) {
+            SatellitesOfAllSystems(t, fix, sky, others, dops);
         } else {
-            n = std::snprintf(line, sizeof line, "$GPGSA,A,1,,,,,,,,,,,,,,,");
-        }
-        m_writer.Sentence(line, n);
-
-        // GSV, four satellites a message.
-        const int messages = (sky.inView + 3) / 4;
-        for (int m = 0; m < messages; ++m) {
-            n = std::snprintf(line, sizeof line, "$GPGSV,%d,%d,%02d", messages, m + 1, sky.inView);
-            for (int i = m * 4; i < sky.inView && i < m * 4 + 4; ++i) {
-                const CSatellite &s = sky.satellites[static_cast<std::size_t>(i)];
-                const auto room = sizeof line - static_cast<std::size_t>(n);
-                if (s.snr >= 0)
-                    n += std::snprintf(line + n, room, ",%02d,%02d,%03d,%02d", s.prn, s.elevation,
-                                       s.azimuth, s.snr);
-                else
-                    n += std::snprintf(line + n, room, ",%02d,%02d,%03d,", s.prn, s.elevation,
-                                       s.azimuth);
-            }
-            m_writer.Sentence(line, n);
+            Gsa("GP", sky, fix, dops, 0);
+            Gsv("GP", {sky.satellites.data(), static_cast<std::size_t>(sky.inView)}, 0);
         }
 
-        // RMC and VTG
+        // RMC and VTG; NMEA 4.1 added the mode indicator, 4.11 RMC's navigational status, which
+        // receivers that do not assess it send as V.
+        char rmcTail[8] = "";
+        char vtgTail[8] = "";
+        if (all) {
+            const char mode = !fix ? 'N' : (age >= 0 ? 'D' : 'A');
+            std::snprintf(rmcTail, sizeof rmcTail, ",%c,V", mode);
+            std::snprintf(vtgTail, sizeof vtgTail, ",%c", mode);
+        }
         char date[64];
         std::snprintf(date, sizeof date, "%02lld%02lld%02lld", static_cast<long long>(now.day),
                       static_cast<long long>(now.month), static_cast<long long>(now.year % 100));
@@ -879,16 +936,17 @@ public:
             FormatTenths(trueText, sizeof trueText, course, 3);
             FormatTenths(magneticText, sizeof magneticText,
                          FloorMod(course + kVariationTenths, 3600), 3);
-            n = std::snprintf(line, sizeof line, "$GPRMC,%s,A,%s,%s,%s,%s,%s,%s", time, latitude,
-                              longitude, knotsText, trueText, date, kVariation);
+            n = std::snprintf(line, sizeof line, "$%sRMC,%s,A,%s,%s,%s,%s,%s,%s%s", talker, time,
+                              latitude, longitude, knotsText, trueText, date, kVariation, rmcTail);
             m_writer.Sentence(line, n);
-            n = std::snprintf(line, sizeof line, "$GPVTG,%s,T,%s,M,%s,N,%s,K", trueText,
-                              magneticText, knotsText, kmhText);
+            n = std::snprintf(line, sizeof line, "$%sVTG,%s,T,%s,M,%s,N,%s,K%s", talker, trueText,
+                              magneticText, knotsText, kmhText, vtgTail);
             m_writer.Sentence(line, n);
         } else {
-            n = std::snprintf(line, sizeof line, "$GPRMC,%s,V,,,,,,,%s,%s", time, date, kVariation);
+            n = std::snprintf(line, sizeof line, "$%sRMC,%s,V,,,,,,,%s,%s%s", talker, time, date,
+                              kVariation, rmcTail);
             m_writer.Sentence(line, n);
-            n = std::snprintf(line, sizeof line, "$GPVTG,,T,,M,,N,,K");
+            n = std::snprintf(line, sizeof line, "$%sVTG,,T,,M,,N,,K%s", talker, vtgTail);
             m_writer.Sentence(line, n);
         }
 
@@ -896,8 +954,40 @@ public:
     }
 
 private:
+    struct CDops {
+        char pdop[32], hdop[32], vdop[32];
+    };
+
+    void ListWindows(const char *what, i64 period, CWindow (CSchedule::*window)(i64) const)
+    {
+        const i64 n = m_options.epochs;
+        char line[160];
+        int listed = 0;
+        i64 total = 0;
+        for (i64 k = 0; k * period < n; ++k) {
+            const CWindow w = (m_schedule.*window)(k);
+            if (w.start >= n)
+                break;
+            ++total;
+            if (listed == 3)
+                continue;
+            ++listed;
+            const i64 end = w.start + w.length < n ? w.start + w.length : n;
+            std::snprintf(line, sizeof line, "%s: %s-%s into the drive (%lld s, minute %lld).",
+                          what, Elapsed(w.start, false).c_str(), Elapsed(end, false).c_str(),
+                          static_cast<long long>(end - w.start),
+                          static_cast<long long>(w.start / 60 + 1));
+            m_writer.Comment(line);
+        }
+        if (total > listed) {
+            std::snprintf(line, sizeof line, "...and so on about every %lld minutes, %lld in all.",
+                          static_cast<long long>(period / 60), static_cast<long long>(total));
+            m_writer.Comment(line);
+        }
+    }
+
     /// SNR and use of each satellite in view; none is tracked in a tunnel.
-    void Track(i64 t, bool fix, CSky &sky)
+    static void Track(i64 t, bool fix, const CConstellation &constellation, CRandom &rng, CSky &sky)
     {
         sky.used = 0;
         if (!fix)
@@ -914,16 +1004,137 @@ private:
             if (s.elevationCd < kTrackedCd)
                 continue;
             // Never hide so many that fewer than kMinUsed remain for the fix.
-            if (m_sky.Blocked(s.prn, t)
+            if (constellation.Blocked(s.prn, t)
                 && !(s.elevationCd > kUsedCd && usable - blockedUsable <= kMinUsed)) {
                 blockedUsable += s.elevationCd > kUsedCd ? 1 : 0;
                 continue;
             }
-            s.snr = static_cast<int>(
-                Clamp(20 + s.elevation * 28 / 90 + s.snrOffset + m_rng.Uniform(-1, 1), 12, 54));
+            s.snr = static_cast<int>(Clamp(20 + s.elevation * 28 / 90 + s.snrOffset
+                                               + constellation.SnrBias() + rng.Uniform(-1, 1),
+                                           12, 54));
             s.used = s.elevationCd > kUsedCd;
             sky.used += s.used ? 1 : 0;
         }
+    }
+
+    /// A GSA of the used satellites in the 12 slots; `systemId` 0 leaves out the NMEA 4.11
+    /// field.
+    void Gsa(const char *talker, const CSky &sky, bool fix, const CDops &dops, int systemId)
+    {
+        char line[128];
+        int n = 0;
+        if (fix) {
+            n = std::snprintf(line, sizeof line, "$%sGSA,A,3", talker);
+            int slots = 0;
+            for (int i = 0; i < sky.inView && slots < 12; ++i) {
+                const CSatellite &s = sky.satellites[static_cast<std::size_t>(i)];
+                if (s.used) {
+                    n += std::snprintf(line + n, sizeof line - static_cast<std::size_t>(n), ",%02d",
+                                       s.prn);
+                    ++slots;
+                }
+            }
+            for (; slots < 12; ++slots)
+                line[n++] = ',';
+            n += std::snprintf(line + n, sizeof line - static_cast<std::size_t>(n), ",%s,%s,%s",
+                               dops.pdop, dops.hdop, dops.vdop);
+        } else {
+            n = std::snprintf(line, sizeof line, "$%sGSA,A,1,,,,,,,,,,,,,,,", talker);
+        }
+        if (systemId > 0)
+            n +=
+                std::snprintf(line + n, sizeof line - static_cast<std::size_t>(n), ",%d", systemId);
+        m_writer.Sentence(line, n);
+    }
+
+    /// GSV, four satellites a message; `signalId` 0 leaves out the NMEA 4.11 field, which
+    /// follows the last satellite. An empty group is one message saying 0 in view.
+    void Gsv(const char *talker, std::span<const CSatellite> satellites, int signalId)
+    {
+        const int count = static_cast<int>(satellites.size());
+        const int messages = count == 0 ? 1 : (count + 3) / 4;
+        char line[128];
+        for (int m = 0; m < messages; ++m) {
+            int n = std::snprintf(line, sizeof line, "$%sGSV,%d,%d,%02d", talker, messages, m + 1,
+                                  count);
+            for (int i = m * 4; i < count && i < m * 4 + 4; ++i) {
+                const CSatellite &s = satellites[static_cast<std::size_t>(i)];
+                const auto room = sizeof line - static_cast<std::size_t>(n);
+                if (s.snr >= 0)
+                    n += std::snprintf(line + n, room, ",%02d,%02d,%03d,%02d", s.prn, s.elevation,
+                                       s.azimuth, s.snr);
+                else
+                    n += std::snprintf(line + n, room, ",%02d,%02d,%03d,", s.prn, s.elevation,
+                                       s.azimuth);
+            }
+            if (signalId > 0)
+                n += std::snprintf(line + n, sizeof line - static_cast<std::size_t>(n), ",%X",
+                                   signalId);
+            m_writer.Sentence(line, n);
+        }
+    }
+
+    /// GSA in the order of the NMEA system IDs, then GSV by system and signal, as u-blox
+    /// receivers send them.
+    void SatellitesOfAllSystems(i64 t, bool fix, const CSky &gps, const std::array<CSky, 3> &others,
+                                const CDops &dops)
+    {
+        Gsa("GN", gps, fix, dops, 1);
+        for (std::size_t i = 0; i < others.size(); ++i)
+            Gsa("GN", others[i], fix, dops, static_cast<int>(i) + 2);
+
+        // GPS L1 C/A with the SBAS satellites, which share its talker and are never used.
+        std::array<CSatellite, kMaxInView + 2> l1{};
+        std::size_t count = 0;
+        for (int i = 0; i < gps.inView; ++i)
+            l1[count++] = gps.satellites[static_cast<std::size_t>(i)];
+        count += Sbas(t, fix, std::span(l1).subspan(count));
+        Gsv("GP", std::span(l1).first(count), 1);
+
+        std::array<CSatellite, kMaxInView> second{};
+        Gsv("GP", SecondSignal(kGps, gps, 50, 3, second), 8); // L5 Q, on the newer satellites
+        const auto all = [](const CSky &sky) {
+            return std::span(sky.satellites).first(static_cast<std::size_t>(sky.inView));
+        };
+        Gsv("GL", all(others[0]), 1);                                   // L1 OF
+        Gsv("GA", all(others[1]), 7);                                   // E1
+        Gsv("GA", SecondSignal(kGalileo, others[1], 35, 2, second), 1); // E5a
+        Gsv("GB", all(others[2]), 1);                                   // B1I
+    }
+
+    /// The satellites of `sky` that the seed gives a second signal (`percent` of the system's
+    /// numbers), a few dB weaker than the first.
+    std::span<const CSatellite> SecondSignal(const CSystem &system, const CSky &sky, i64 percent,
+                                             i64 lossDb, std::array<CSatellite, kMaxInView> &out)
+    {
+        std::size_t count = 0;
+        for (int i = 0; i < sky.inView; ++i) {
+            CSatellite s = sky.satellites[static_cast<std::size_t>(i)];
+            if (m_hash.Uniform(system.streamBase + kStreamSecondSignal, s.prn, 0, 99) >= percent)
+                continue;
+            if (s.snr >= 0)
+                s.snr = static_cast<int>(Clamp(s.snr - lossDb + m_gnssRng.Uniform(-1, 1), 10, 54));
+            out[count++] = s;
+        }
+        return std::span(out).first(count);
+    }
+
+    /// Two geostationary EGNOS satellites (NMEA 33-64 are SBAS PRNs 120-151), standing still
+    /// in the southern sky; returns how many it wrote.
+    std::size_t Sbas(i64 t, bool fix, std::span<CSatellite> out)
+    {
+        struct CGeo {
+            int number, elevation, azimuth, snr;
+        };
+        constexpr std::array<CGeo, 2> kGeos{{{44, 34, 189, 40}, {46, 31, 152, 37}}};
+        for (std::size_t i = 0; i < kGeos.size(); ++i) {
+            const CGeo &g = kGeos[i];
+            CSatellite &s = out[i];
+            s = {g.number, g.elevation, g.azimuth, -1, false, g.elevation * 100, 0};
+            if (fix && !m_sky.Blocked(g.number, t))
+                s.snr = static_cast<int>(g.snr + m_gnssRng.Uniform(-1, 1));
+        }
+        return kGeos.size();
     }
 
     /// "2:21" / "1:02:21", or in words ("5 min", "55 h 33 min 20 s").
@@ -956,8 +1167,12 @@ private:
     CHash m_hash;
     CSchedule m_schedule;
     CConstellation m_sky;
+    CConstellation m_glonass;
+    CConstellation m_galileo;
+    CConstellation m_beidou;
     CCar m_car;
     CRandom m_rng;
+    CRandom m_gnssRng;
     i64 m_dopNoise = 0;
     i64 m_vdopNoise = 0;
 };
@@ -1017,7 +1232,8 @@ int main(int argc, char **argv)
             options.header = true;
             continue;
         }
-        if (arg != "--epochs" && arg != "--seed" && arg != "--start" && arg != "--output")
+        if (arg != "--epochs" && arg != "--seed" && arg != "--start" && arg != "--output"
+            && arg != "--gnss")
             return BadArguments("unknown argument '" + std::string(arg) + "'");
         if (i + 1 >= argc)
             return BadArguments(std::string(arg) + " needs a value");
@@ -1036,6 +1252,11 @@ int main(int argc, char **argv)
         } else if (arg == "--start") {
             options.start = value;
             options.startGiven = true;
+        } else if (arg == "--gnss") {
+            if (value != "all" && value != "gps")
+                return BadArguments("--gnss wants 'all' or 'gps', not '" + std::string(value)
+                                    + "'");
+            options.allSystems = value == "all";
         } else {
             if (value.empty())
                 return BadArguments("--output wants a file name");
@@ -1057,7 +1278,7 @@ int main(int argc, char **argv)
         }
     }
 
-    CWriter writer(file);
+    CWriter writer(file, options.allSystems ? "\n" : "\r\n");
     CGenerator generator(options, writer);
     if (options.header)
         generator.Header();

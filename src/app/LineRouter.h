@@ -14,7 +14,7 @@ struct CLineRoute {
     std::optional<double> altitude;  ///< GGA: metres, the altitude less the geoid separation
     std::optional<double> timeOfDay; ///< GGA with a time text of 6+ characters: UTC seconds
     std::optional<CGeoPosition> fix; ///< GGA with a fix: map position and proximity check
-    bool satellites = false;         ///< the last GSV message of a group: the satellite view
+    bool satellites = false;         ///< a GSV group (all systems: run) is complete: the sky view
     std::optional<double> reception; ///< with it: satellites used / in view (none: empty)
     bool fixEvents = false;          ///< RMC
     /// GGA and RMC: whether the receiver says it has no fix (quality 0 or status V).

@@ -179,6 +179,101 @@ void AppendGSV(Object &o, const CGSVSentence &s)
     o.out += ']';
 }
 
+// With all systems a satellite is its number within its system and the system's name.
+void AppendSatelliteId(std::string &out, const CSatelliteId &id)
+{
+    AppendInt(out, id.number);
+    out += ",\"";
+    out += GnssSystemName(id.system);
+    out += '"';
+}
+
+void AppendUsedSet(Object &o, const CGnssSky &sky)
+{
+    o.Key("used");
+    o.out += '[';
+    for (const CSatelliteId &id : sky.GetUsed()) {
+        o.out += o.out.back() == '[' ? "[" : ",[";
+        AppendSatelliteId(o.out, id);
+        o.out += ']';
+    }
+    o.out += ']';
+}
+
+void AppendAllSystemsGSA(Object &o, const CNMEAParser &parser)
+{
+    const CGSASentence &s = parser.m_gsa;
+    o.Text("mode", s.m_mode);
+    o.Int_("fix_mode", s.m_fixMode);
+    o.Key("prn");
+    o.out += '[';
+    for (const std::int32_t number : parser.GetGsaNumbers()) {
+        if (o.out.back() != '[')
+            o.out += ',';
+        AppendInt(o.out, number);
+    }
+    o.out += ']';
+    o.Real("pdop", s.m_pdop);
+    o.Real("hdop", s.m_hdop);
+    o.Real("vdop", s.m_vdop);
+    o.Average("avg_pdop", s.m_pdopHistory);
+    o.Average("avg_hdop", s.m_hdopHistory);
+    o.Average("avg_vdop", s.m_vdopHistory);
+    AppendUsedSet(o, parser.m_sky);
+}
+
+void AppendAllSystemsGSV(Object &o, const CNMEAParser &parser)
+{
+    const CGSVSentence &s = parser.m_gsv;
+    const CGnssSky::Message &message = parser.m_sky.GetLastMessage();
+    o.Int_("count", s.m_messageCount);
+    o.Int_("number", s.m_messageNumber);
+    o.Key("more");
+    o.out += s.m_moreToCome ? "true" : "false";
+    o.Int_("in_view", s.m_inView);
+    if (message.signal >= 0)
+        o.Int_("signal", message.signal);
+    o.Key("sats");
+    o.out += '[';
+    for (const CSkyEntry &e : message.entries) {
+        o.out += o.out.back() == '[' ? "[" : ",[";
+        AppendInt(o.out, e.id.number);
+        o.out += ',';
+        AppendInt(o.out, e.elevation);
+        o.out += ',';
+        AppendInt(o.out, e.azimuth);
+        o.out += ',';
+        AppendInt(o.out, e.snr);
+        o.out += ",\"";
+        o.out += GnssSystemName(e.id.system);
+        o.out += "\"]";
+    }
+    o.out += ']';
+}
+
+// The sky as the pages now show it, on the line that completed it.
+void AppendSky(Object &o, const CNMEAParser &parser)
+{
+    o.Key("sky");
+    o.out += "{\"in_use\":";
+    AppendInt(o.out, parser.GetSatellitesInUse());
+    o.out += ",\"in_view\":";
+    AppendInt(o.out, parser.GetSatellitesInView());
+    o.out += ",\"systems\":{";
+    for (const CSystemCount &c : parser.m_sky.GetSystemCounts()) {
+        if (o.out.back() != '{')
+            o.out += ',';
+        o.out += '"';
+        o.out += GnssSystemName(c.system);
+        o.out += "\":[";
+        AppendInt(o.out, c.inUse);
+        o.out += ',';
+        AppendInt(o.out, c.inView);
+        o.out += ']';
+    }
+    o.out += "}}";
+}
+
 } // namespace
 
 void AppendJsonLine(std::string &out, long long n, int type, const CNMEAParser &parser)
@@ -186,14 +281,33 @@ void AppendJsonLine(std::string &out, long long n, int type, const CNMEAParser &
     out += "{\"n\":";
     AppendInt(out, n);
     const char *name = SentenceTypeName(type);
+    const bool allSystems = parser.GetMode() == GnssMode::AllSystems;
+    Object o{out};
     if (name == nullptr) {
-        out += ",\"type\":null}";
+        out += ",\"type\":null";
+        if (allSystems && parser.SkyChanged())
+            AppendSky(o, parser);
+        out += '}';
         return;
     }
     out += ",\"type\":\"";
     out += name;
     out += '"';
-    Object o{out};
+    if (allSystems) {
+        o.Text("talker", parser.GetTalker());
+        if (!parser.WasUsed())
+            o.out += ",\"taken\":false"; // another talker's fix is followed
+        if (parser.SkyChanged())
+            AppendSky(o, parser);
+        if (type == kSentenceGSA || type == kSentenceGSV) {
+            if (type == kSentenceGSA)
+                AppendAllSystemsGSA(o, parser);
+            else
+                AppendAllSystemsGSV(o, parser);
+            out += '}';
+            return;
+        }
+    }
     switch (type) {
     case kSentenceGGA:
         AppendGGA(o, parser.m_gga);
@@ -236,6 +350,11 @@ void AppendTextLine(std::string &out, long long n, int type, const CNMEAParser &
         const CGSASentence &s = parser.m_gsa;
         out += FormatC("GSA %s fix mode %d pdop %.1f hdop %.1f vdop %.1f used", s.m_mode.c_str(),
                        s.m_fixMode, s.m_pdop, s.m_hdop, s.m_vdop);
+        if (parser.GetMode() == GnssMode::AllSystems) {
+            for (const CSatelliteId &id : parser.m_sky.GetUsed())
+                out += FormatC(" %s%d", GnssSystemShortName(id.system), id.number);
+            break;
+        }
         for (int i = 0; i < s.m_used.GetSize(); ++i)
             out += FormatC(" %d", s.m_used.GetAt(i));
         break;
@@ -252,6 +371,12 @@ void AppendTextLine(std::string &out, long long n, int type, const CNMEAParser &
     default:
         out += "refused";
         break;
+    }
+    if (parser.GetMode() == GnssMode::AllSystems && parser.SkyChanged()) {
+        out += FormatC(" | sky: %d of %d sats in use", parser.GetSatellitesInUse(),
+                       parser.GetSatellitesInView());
+        for (const CSystemCount &c : parser.m_sky.GetSystemCounts())
+            out += FormatC(", %s %d/%d", GnssSystemShortName(c.system), c.inUse, c.inView);
     }
 }
 

@@ -10,6 +10,7 @@
 #include <cstring>
 #include <fcntl.h>
 #include <memory>
+#include <optional>
 #include <string>
 #include <unistd.h>
 
@@ -17,12 +18,17 @@ namespace
 {
 
 constexpr const char *kParseHelp =
-    "usage: veloran-cli parse FILE|- [--json] [--all] [--summary]\n"
+    "usage: veloran-cli parse FILE|- [--json] [--all] [--summary] [--gnss all|gps]\n"
     "\n"
-    "Cuts FILE (or standard input) into lines as the receiver connection does (a line ends\n"
-    "after its line feed or after 82 bytes; an unfinished last line is dropped) and decodes\n"
-    "each with one NMEA parser.\n"
+    "Cuts FILE (or standard input) into lines as the receiver connection does and decodes\n"
+    "each with one NMEA parser. An unfinished last line is dropped.\n"
     "\n"
+    "  --gnss all every satellite system (the default): any talker; a line ends after its\n"
+    "             line feed or before a '$'; lines over 255 bytes are dropped. The JSON adds\n"
+    "             \"talker\", each satellite's system, \"taken\":false for another talker's\n"
+    "             copy of the followed fix, and \"sky\" on the line that completed a sky\n"
+    "  --gnss gps GPS only, exactly: the five $GP sentences; a line ends after its line feed\n"
+    "             or after 82 bytes\n"
     "  --json     one JSON object per accepted line: \"n\" (line number), \"type\" and the\n"
     "             sentence's values after the line; reals with 17 significant digits\n"
     "             (non-finite ones as NaN, Infinity, -Infinity)\n"
@@ -35,6 +41,7 @@ struct Options {
     bool json = false;
     bool all = false;
     bool summary = false;
+    GnssMode mode = GnssMode::AllSystems;
 };
 
 class Output
@@ -77,12 +84,19 @@ int RunParse(const std::vector<std::string_view> &args)
 {
     Options opt;
     bool haveFile = false;
-    for (std::string_view a : args) {
+    for (std::size_t i = 0; i < args.size(); ++i) {
+        const std::string_view a = args[i];
         if (IsHelp(a)) {
             std::fputs(kParseHelp, stdout);
             return kExitOk;
         }
-        if (a == "--json")
+        if (a == "--gnss") {
+            const std::optional<GnssMode> mode =
+                i + 1 < args.size() ? GnssModeFromName(args[++i]) : std::nullopt;
+            if (!mode)
+                return UsageError("parse: --gnss needs all or gps");
+            opt.mode = *mode;
+        } else if (a == "--json")
             opt.json = true;
         else if (a == "--all")
             opt.all = true;
@@ -112,8 +126,8 @@ int RunParse(const std::vector<std::string_view> &args)
     }
 
     const auto started = std::chrono::steady_clock::now();
-    CNMEAParser parser;
-    CLineAssembler assembler;
+    CNMEAParser parser(opt.mode);
+    CLineAssembler assembler(opt.mode);
     Output output;
     const bool perLine = opt.json || !opt.summary;
     long long lineNumber = 0;

@@ -14,6 +14,7 @@
 #include <cstdio>
 #include <cstring>
 #include <fcntl.h>
+#include <optional>
 #include <poll.h>
 #include <string>
 #include <unistd.h>
@@ -24,12 +25,16 @@ namespace
 constexpr const char *kReplayHelp =
     "usage: veloran-cli replay FILE [--delay MS] [--record OUT] [--profile full|moderate|low]\n"
     "                          [--summary] [--waypoints DB --goto NAME [--json]]\n"
+    "                          [--gnss all|gps]\n"
     "\n"
     "Replays an NMEA log through the receiver engine: the reader thread cuts it into lines and\n"
     "hands them over to the parser and the recorder, as the window does with a receiver.\n"
     "\n"
-    "  --delay MS   pause before each line with 'G' at index 4 (the GGA of every epoch);\n"
+    "  --delay MS   pause before each line with 'G' at index 4 (the GGA of every epoch; with\n"
+    "               all systems the first GGA of every epoch, whatever its talker);\n"
     "               1000 is real time, 0 (the default) as fast as possible\n"
+    "  --gnss M     all: every satellite system, any talker, LF line ends (the default);\n"
+    "               gps: the five $GP sentences, 82-byte lines, exactly as designed\n"
     "  --record OUT write the lines the recording rules keep to OUT, opened once FILE is;\n"
     "               an existing OUT is replaced (said on stderr), one in use by another\n"
     "               recording or FILE itself is refused; the rules are every sentence and\n"
@@ -111,6 +116,7 @@ int RunReplay(const std::vector<std::string_view> &args)
     std::string gotoName;
     bool haveGoto = false;
     bool json = false;
+    GnssMode mode = GnssMode::AllSystems;
     for (std::size_t i = 0; i < args.size(); ++i) {
         const std::string_view a = args[i];
         const bool hasValue = i + 1 < args.size();
@@ -118,7 +124,12 @@ int RunReplay(const std::vector<std::string_view> &args)
             std::fputs(kReplayHelp, stdout);
             return kExitOk;
         }
-        if (a == "--delay") {
+        if (a == "--gnss") {
+            const std::optional<GnssMode> m = hasValue ? GnssModeFromName(args[++i]) : std::nullopt;
+            if (!m)
+                return UsageError("replay: --gnss needs all or gps");
+            mode = *m;
+        } else if (a == "--delay") {
             if (!hasValue || !ParseUnsigned(args[++i], delay))
                 return UsageError("replay: --delay needs a number of milliseconds");
         } else if (a == "--record") {
@@ -184,6 +195,7 @@ int RunReplay(const std::vector<std::string_view> &args)
 
     CSignalPipe signals;
     CLineConsumer consumer;
+    consumer.SetGnssMode(mode);
     if (profile >= 0)
         consumer.m_rules.ApplyProfile(static_cast<RecordingProfile>(profile));
     std::string writeError;
@@ -197,6 +209,7 @@ int RunReplay(const std::vector<std::string_view> &args)
                        });
     source.SetBatchHandler([&] { consumer.EndOfBatch(); });
     source.SetReplayDelay(delay);
+    source.SetGnssMode(mode);
     std::string alerts;
     if (haveGoto)
         consumer.SetSentenceHook([&](int type, std::string_view) {

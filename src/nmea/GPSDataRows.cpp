@@ -57,11 +57,16 @@ CDataRows BuildReceptionRows(const CNMEAParser &parser)
     std::string quality = FixQualityText(parser.m_gga.m_quality);
     if (const char *mode = FixModeText(parser.m_gsa.m_fixMode))
         quality.append(" / ").append(mode);
-    return {
+    CDataRows rows = {
         {"Satellites in use:",
-         FormatC("%d of %d sats", parser.m_gga.m_satellites, parser.m_gsv.m_inView)},
+         FormatC("%d of %d sats", parser.GetSatellitesInUse(), parser.GetSatellitesInView())},
         {"Quality of fix:", std::move(quality)},
     };
+    if (parser.GetMode() == GnssMode::AllSystems)
+        for (const CSystemCount &c : parser.m_sky.GetSystemCounts())
+            rows.push_back({std::string(GnssSystemName(c.system)) + ':',
+                            FormatC("%d of %d sats", c.inUse, c.inView)});
+    return rows;
 }
 
 CDataRows BuildDilutionRows(const CNMEAParser &parser)

@@ -21,7 +21,8 @@ using CDataRows = std::vector<CDataRow>;
 inline constexpr std::array<std::string_view, 4> kDataSectionCaptions = {"Reception", "Dilution",
                                                                          "Position", "Heading"};
 
-/// Satellites in use of those in view, and the fix quality with the GSA fix mode.
+/// Satellites in use of those in view, and the fix quality with the GSA fix mode; with all
+/// systems, then a row per system.
 CDataRows BuildReceptionRows(const CNMEAParser &parser);
 
 /// PDOP, HDOP and VDOP, each with its average over the GSA history.

@@ -1,8 +1,12 @@
 #pragma once
 
+#include "GnssSystem.h"
+#include "NMEAFields.h"
+
 #include <array>
 #include <cstddef>
 #include <cstring>
+#include <string>
 #include <string_view>
 
 /// Cuts a byte stream into receiver lines, byte for byte as the reader thread always has.
@@ -12,15 +16,37 @@
 /// full 82-byte piece the terminator goes one byte further than the data, to index 83, leaving
 /// index 82 as it was: only ever a terminator of an earlier line, so the piece reads as its 82
 /// bytes. A last piece without a line feed at the end of the input is not a line.
+///
+/// With all satellite systems a piece ends after its line feed or before a "$", which starts
+/// the next sentence; a piece longer than CNMEAFields::kMaxSentenceBytes (line end not counted)
+/// is dropped whole, never cut. Pieces are handed on with their length, NUL bytes included.
 class CLineAssembler
 {
 public:
     static constexpr std::size_t kMaxLineBytes = 82;
     static constexpr std::size_t kBufferBytes = 124;
 
+    explicit CLineAssembler(GnssMode mode = GnssMode::GpsOnly)
+        : m_mode(mode)
+    {
+    }
+
+    /// A new mode drops the unfinished line.
+    void SetMode(GnssMode mode)
+    {
+        if (mode != m_mode)
+            DropPending();
+        m_mode = mode;
+    }
+    [[nodiscard]] GnssMode GetMode() const { return m_mode; }
+
     /// Calls `sink(std::string_view line)` for every line completed by `bytes`.
     template <class Sink> void Feed(std::string_view bytes, Sink &&sink)
     {
+        if (m_mode == GnssMode::AllSystems) {
+            FeedSentences(bytes, sink);
+            return;
+        }
         while (!bytes.empty()) {
             const std::size_t room = kMaxLineBytes - m_count;
             const std::size_t scan = bytes.size() < room ? bytes.size() : room;
@@ -47,13 +73,86 @@ public:
     }
 
     /// Bytes of the unfinished line.
-    [[nodiscard]] std::size_t GetPending() const { return m_count; }
+    [[nodiscard]] std::size_t GetPending() const
+    {
+        return m_mode == GnssMode::AllSystems ? m_sentence.size() + m_overflow : m_count;
+    }
     /// Drops the unfinished line (end of input, source closed).
-    void DropPending() { m_count = 0; }
+    void DropPending()
+    {
+        m_count = 0;
+        m_sentence.clear();
+        m_overflow = 0;
+    }
     /// The line buffer as the last line left it; the reader's replay pacing looks at index 4.
     [[nodiscard]] const char *GetBuffer() const { return m_buffer.data(); }
 
 private:
+    // Room for the longest sentence and a few line-end bytes; beyond it the piece is dropped.
+    static constexpr std::size_t kSentenceRoom = CNMEAFields::kMaxSentenceBytes + 8;
+
+    template <class Sink> void FeedSentences(std::string_view bytes, Sink &sink)
+    {
+        while (!bytes.empty()) {
+            std::size_t end = 0;
+            while (end < bytes.size() && bytes[end] != '\n' && bytes[end] != '$')
+                ++end;
+            if (end == bytes.size()) {
+                Append(bytes);
+                return;
+            }
+            if (bytes[end] == '\n') {
+                Append(bytes.substr(0, end + 1));
+                Emit(sink);
+            } else {
+                Append(bytes.substr(0, end));
+                if (GetPending() != 0)
+                    Emit(sink);
+                Append("$");
+            }
+            bytes.remove_prefix(end + 1);
+        }
+    }
+
+    void Append(std::string_view part)
+    {
+        if (m_overflow == 0 && m_sentence.size() + part.size() <= kSentenceRoom) {
+            m_sentence.append(part);
+            return;
+        }
+        m_overflow += m_sentence.size() + part.size();
+        m_sentence.clear();
+    }
+
+    template <class Sink> void Emit(Sink &sink)
+    {
+        const std::string_view piece = m_sentence;
+        std::size_t body = piece.size();
+        while (body > 0 && (piece[body - 1] == '\n' || piece[body - 1] == '\r'))
+            --body;
+        if (m_overflow == 0 && body <= CNMEAFields::kMaxSentenceBytes)
+            sink(piece);
+        m_sentence.clear();
+        m_overflow = 0;
+    }
+
+    GnssMode m_mode;
     std::array<char, kBufferBytes> m_buffer{};
     std::size_t m_count = 0;
+    std::string m_sentence;     // all systems: the piece so far
+    std::size_t m_overflow = 0; // all systems: bytes of a piece too long to keep
 };
+
+/// All systems' replay pacing: true for the first GGA of each epoch, whatever its talker (a
+/// GNGGA and a GPGGA of the same time are one epoch). `lastTime` carries the epoch between calls.
+inline bool StartsEpoch(std::string_view line, std::string &lastTime)
+{
+    if (line.size() < 7 || line[0] != '$' || line.substr(3, 4) != "GGA,")
+        return false;
+    std::string_view time = line.substr(7);
+    time = time.substr(0, time.find_first_of(",*\r\n"));
+    if (time == lastTime)
+        return false;
+    lastTime.assign(time);
+    return true;
+}

@@ -13,6 +13,17 @@ constexpr std::array<bool, 256> kDelimiters = [] {
     return t;
 }();
 
+int HexDigit(unsigned char c)
+{
+    if (c >= '0' && c <= '9')
+        return c - '0';
+    if (c >= 'A' && c <= 'F')
+        return c - 'A' + 10;
+    if (c >= 'a' && c <= 'f')
+        return c - 'a' + 10;
+    return -1;
+}
+
 } // namespace
 
 int CNMEAFields::Split(std::string_view line)
@@ -58,6 +69,48 @@ int CNMEAFields::Split(std::string_view line)
         return m_count;
     m_checksum = computed;
     return computed == running ? m_count : 0;
+}
+
+int CNMEAFields::SplitSentence(std::string_view sentence)
+{
+    m_count = 0;
+    while (!sentence.empty() && (sentence.back() == '\n' || sentence.back() == '\r'))
+        sentence.remove_suffix(1);
+    const std::size_t n = sentence.size();
+    if (n < 2 || n > kMaxSentenceBytes || sentence[0] != '$')
+        return 0;
+    m_line.assign(sentence);
+    if (m_spans.size() < n)
+        m_spans.resize(n);
+
+    const auto *const bytes = reinterpret_cast<const unsigned char *>(m_line.data());
+    Span *const spans = m_spans.data();
+    std::uint32_t count = 0;
+    std::uint32_t running = 0;
+    std::uint32_t fieldStart = 0;
+    std::uint32_t i = 1;
+    for (; i < n; ++i) {
+        const unsigned char c = bytes[i];
+        if (c < 0x20 || c > 0x7e || c == '$')
+            return 0;
+        if (c == '*')
+            break;
+        if (c == ',') {
+            spans[count++] = {fieldStart, i - fieldStart};
+            fieldStart = i + 1;
+        }
+        running ^= c;
+    }
+    spans[count++] = {fieldStart, i - fieldStart};
+    if (i < n) {
+        const int high = n == i + 3 ? HexDigit(bytes[i + 1]) : -1;
+        const int low = n == i + 3 ? HexDigit(bytes[i + 2]) : -1;
+        m_checksum = running;
+        if (high < 0 || low < 0 || static_cast<std::uint32_t>(high * 16 + low) != running)
+            return 0;
+    }
+    m_count = static_cast<int>(count);
+    return m_count;
 }
 
 int CNMEAFields::ReadDouble(int index, double &value) const

@@ -16,6 +16,13 @@ public:
     /// Returns the field count, or 0 when the line is refused (no "$", too short, bad checksum).
     int Split(std::string_view line);
 
+    /// The strict reading of one sentence: it starts with "$", holds only printable ASCII and at
+    /// most kMaxSentenceBytes, a "*" is followed by exactly two hex digits of the right checksum
+    /// (a sentence without "*" is taken unchecked), and every field counts, the last one too.
+    /// Trailing CR and LF bytes are the line end. Returns the field count or 0.
+    int SplitSentence(std::string_view sentence);
+    static constexpr std::size_t kMaxSentenceBytes = 255;
+
     [[nodiscard]] int GetCount() const { return m_count; }
 
     /// A copy of field `index`; empty for any index outside the list.

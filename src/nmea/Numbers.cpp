@@ -325,6 +325,15 @@ int ScanHex(std::string_view text, std::uint32_t &value)
     return t.result;
 }
 
+std::optional<double> SecondsOfDay(std::string_view hhmmss)
+{
+    if (hhmmss.size() < 6)
+        return std::nullopt;
+    const double hours = ToInt(hhmmss.substr(0, 2));
+    const double minutes = ToInt(hhmmss.substr(2, 2));
+    return (hours * 60 + minutes) * 60 + ToDouble(hhmmss.substr(4));
+}
+
 std::int32_t ToInt(std::string_view text)
 {
     std::int32_t v = 0;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -29,6 +30,10 @@ int ScanHex(std::string_view text, std::uint32_t &value);
 /// atoi/atof: like the scans, but 0 when nothing converts.
 std::int32_t ToInt(std::string_view text);
 double ToDouble(std::string_view text);
+
+/// UTC seconds of the day of an NMEA "hhmmss.ss" time: whole hours and minutes, the seconds
+/// with their fraction. Nothing for a text shorter than six characters.
+std::optional<double> SecondsOfDay(std::string_view hhmmss);
 
 /// snprintf in the "C" locale, whatever the process locale is.
 std::string FormatC(const char *format, ...) __attribute__((format(printf, 1, 2)));

@@ -85,6 +85,7 @@ bool CDataSource::OpenReplay(const std::string &path, std::string &error,
 bool CDataSource::Start(std::shared_ptr<CReaderSession> session)
 {
     session->m_replayDelay = m_replayDelay;
+    session->m_gnssMode = m_gnssMode;
     session->m_stopFd = ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
     session->m_wakeFd = ::fcntl(m_wakeFd, F_DUPFD_CLOEXEC, 0);
     if (session->m_stopFd < 0 || session->m_wakeFd < 0)

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "nmea/GnssSystem.h"
 #include "receiver/FileIdentity.h"
 #include "receiver/ReplaySpeed.h"
 
@@ -80,9 +81,15 @@ public:
     [[nodiscard]] std::optional<CFileIdentity> GetReplayIdentity() const;
 
     /// Pause before every line whose fifth character is 'G' while replaying (the GGA of each
-    /// epoch); 0 replays as fast as the consumer takes the lines. Takes effect at the next GGA.
+    /// epoch; with all systems the first GGA of each epoch); 0 replays as fast as the consumer
+    /// takes the lines. Takes effect at the next GGA.
     void SetReplayDelay(unsigned milliseconds);
     [[nodiscard]] unsigned GetReplayDelay() const;
+
+    /// How the reader cuts lines (see CLineAssembler); a change applies from the next block
+    /// read, also to the open source.
+    void SetGnssMode(GnssMode mode) { m_gnssMode->store(mode); }
+    [[nodiscard]] GnssMode GetGnssMode() const { return m_gnssMode->load(); }
 
     /// Called at the end of every ProcessPending that handled lines: the moment to flush what
     /// the lines produced (the recording) before the reader goes on.
@@ -102,6 +109,8 @@ private:
     std::function<void()> m_onBatch;
     int m_wakeFd = -1;
     std::shared_ptr<std::atomic<unsigned>> m_replayDelay;
+    std::shared_ptr<std::atomic<GnssMode>> m_gnssMode =
+        std::make_shared<std::atomic<GnssMode>>(GnssMode::GpsOnly);
     std::shared_ptr<CReaderSession> m_session;
     std::thread m_thread;
     Failure m_lastFailure = Failure::None;

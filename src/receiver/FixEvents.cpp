@@ -65,6 +65,7 @@ void ForgetLiveFix(CNMEAParser &parser)
     parser.m_gsa.m_used.Clear();
     parser.m_gsv.m_inView = 0;
     parser.m_gsv.m_moreToCome = false;
+    parser.m_sky.Reset();
     parser.m_rmc.m_status.assign(1, 'V'); // not = "V": g++ 12 warns falsely (-Wrestrict)
     parser.m_rmc.m_speedKnots = 0.0;
     parser.m_rmc.m_speedKmh = 0.0;

@@ -10,9 +10,27 @@ void CLineConsumer::HandleLine(std::string_view line)
     if (!m_log.IsOpen())
         return;
     // A GSV group is recorded or skipped whole; the decision needs to know where it ends.
-    const bool groupIncomplete = type == kSentenceGSV && m_parser.m_gsv.m_moreToCome;
-    if (m_rules.ShouldRecord(type, groupIncomplete))
+    // With all systems the unit is the run of GSVs, the whole sky: counting each talker's
+    // group would keep recording the same systems and never the others.
+    const bool allSystems = m_parser.GetMode() == GnssMode::AllSystems;
+    if (allSystems && m_parser.EndedGsvRun())
+        m_rules.EndGsvGroup();
+    const bool groupIncomplete = type == kSentenceGSV && m_parser.IsSatelliteReportOpen();
+    if (!m_rules.ShouldRecord(type, groupIncomplete))
+        return;
+    // A sentence cut off by the next one's "$" goes in on a line of its own.
+    if (allSystems && !line.empty() && line.back() != '\n') {
+        m_lineWithEnd.assign(line).append("\r\n");
+        m_log.Write(m_lineWithEnd);
+    } else {
         m_log.Write(line);
+    }
+}
+
+void CLineConsumer::SetGnssMode(GnssMode mode)
+{
+    m_parser.SetMode(mode);
+    m_rules.ResetCounters();
 }
 
 std::uint64_t CLineConsumer::GetCount(int type) const

@@ -7,6 +7,7 @@
 #include <array>
 #include <cstdint>
 #include <functional>
+#include <string>
 #include <string_view>
 
 /// What happens to every received line, without a window: parse, let the owner react to the
@@ -20,6 +21,8 @@ public:
 
     void SetSentenceHook(SentenceHook hook) { m_hook = std::move(hook); }
     void HandleLine(std::string_view line);
+    /// Parser and recording pattern start afresh in `mode`.
+    void SetGnssMode(GnssMode mode);
     /// After each batch of lines: the recorded ones go to the file.
     void EndOfBatch() { m_log.Flush(); }
 
@@ -32,6 +35,7 @@ public:
 
 private:
     SentenceHook m_hook;
+    std::string m_lineWithEnd;
     std::array<std::uint64_t, kSentenceTypeCount + 1> m_counts{}; // last: refused lines
     std::uint64_t m_lines = 0;
 };

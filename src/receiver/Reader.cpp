@@ -101,6 +101,7 @@ void RunReader(std::shared_ptr<CReaderSession> session)
 {
     CReaderSession &s = *session;
     CLineAssembler assembler;
+    std::string epochTime;
     CLineBatch batch;
     std::vector<char> block(s.m_replay ? kReplayBlock : kPortBlock);
     bool endedBySource = false;
@@ -149,14 +150,19 @@ void RunReader(std::shared_ptr<CReaderSession> session)
             s.m_replay ? std::string_view(block.data(), static_cast<std::size_t>(n))
                        : DropNulBytes(block.data(), static_cast<std::size_t>(n));
         bool go = true;
+        assembler.SetMode(s.m_gnssMode->load());
+        const bool allSystems = assembler.GetMode() == GnssMode::AllSystems;
         assembler.Feed(bytes, [&](std::string_view line) {
             if (!go || s.m_stop) {
                 go = false;
                 return;
             }
             // Replay pacing: one pause before each line with 'G' at index 4, as the line buffer
-            // holds it (a short line leaves the previous line's byte there).
-            if (s.m_replay && assembler.GetBuffer()[4] == 'G') {
+            // holds it (a short line leaves the previous line's byte there); with all systems
+            // before each epoch's first GGA.
+            const bool paced =
+                allSystems ? StartsEpoch(line, epochTime) : assembler.GetBuffer()[4] == 'G';
+            if (s.m_replay && paced) {
                 const unsigned delay = s.m_replayDelay->load();
                 if (delay > 0 && (!HandOver(s, batch) || !Pause(s, delay))) {
                     go = false;

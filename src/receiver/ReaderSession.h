@@ -1,5 +1,6 @@
 #pragma once
 
+#include "nmea/GnssSystem.h"
 #include "receiver/FileIdentity.h"
 #include "receiver/SerialPort.h"
 
@@ -61,6 +62,7 @@ struct CReaderSession {
     int m_stopFd = -1;          // eventfd: wakes the reader's poll on Close
     int m_wakeFd = -1;          // duplicate of the consumer's wake eventfd
     std::shared_ptr<std::atomic<unsigned>> m_replayDelay;
+    std::shared_ptr<std::atomic<GnssMode>> m_gnssMode;
 
     std::atomic<bool> m_stop{false};
     std::atomic<bool> m_open{true};

@@ -22,6 +22,11 @@ bool CRecordingRules::ShouldRecord(int sentenceType, bool gsvGroupIncomplete)
     return IsDue(sentenceType);
 }
 
+void CRecordingRules::EndGsvGroup()
+{
+    ++m_counters[kSentenceGSV];
+}
+
 void CRecordingRules::ResetCounters()
 {
     m_counters.fill(0);

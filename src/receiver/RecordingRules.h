@@ -63,6 +63,8 @@ public:
     /// rate-th group, all its messages alike; `gsvGroupIncomplete` is the parser's flag that
     /// more messages of the group follow, and is ignored for other types.
     [[nodiscard]] bool ShouldRecord(int sentenceType, bool gsvGroupIncomplete);
+    /// Closes the GSV group that is open (all systems: the run of GSVs has ended).
+    void EndGsvGroup();
     /// Starts every type's pattern over, as after "Create New...".
     void ResetCounters();
 

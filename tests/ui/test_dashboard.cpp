@@ -202,7 +202,7 @@ TEST_F(DashboardTest, ResetGaugesLeavesTheMileage)
     page.SetAltitude(500.0);
     page.SetTimeOfDay(3600.0);
     page.SetCompass(90.0, -1.0, -1.0);
-    page.UpdateSatellites({4, 9, {{7, 45, 90, 40, true}}});
+    page.UpdateSatellites({4, 9, {{7, 45, 90, 40, true, GnssSystem::GPS}}, {}});
     const CMileage &mileage = page.GetMileageCounter()->GetMileage();
     const double trip = mileage.GetTripMetres();
     const double total = mileage.GetTotalMetres();
