@@ -223,6 +223,37 @@ TEST(Replay, RecordsByteIdenticalOrThinnedByRates)
     }
 }
 
+// All systems: an LF-only log with sentences run together replays sentence by sentence; each
+// goes into the recording on a line of its own, and a GSV rate counts whole skies, so every
+// system's group is kept or left out together.
+TEST(Replay, AllSystemsRecordsSentencesAndWholeSkies)
+{
+    std::string log;
+    std::string expected;
+    for (int e = 1; e <= 4; ++e) {
+        const std::string n = std::to_string(e);
+        const std::string sky = "$GPGSV,1,1,00,e" + n + "\n$GLGSV,1,1,00,e" + n + "\n";
+        log += "$GNGGA," + n + "\n" + sky + "$GNRMC," + n + "$GPVTG," + n + "\n";
+        expected += "$GNGGA," + n + "\n" + (e % 2 == 1 ? sky : "") + "$GNRMC," + n + "\r\n"
+                    + "$GPVTG," + n + "\n";
+    }
+    const std::string out = TempFile("all-systems-out.nmea");
+    CConsumerLoop loop;
+    CLineConsumer consumer;
+    consumer.SetGnssMode(GnssMode::AllSystems);
+    loop.source.SetGnssMode(GnssMode::AllSystems);
+    loop.onLine = [&](std::string_view line) { consumer.HandleLine(line); };
+    consumer.m_rules.SetRate(kSentenceGSV, 2);
+    ASSERT_TRUE(consumer.m_log.Create(out));
+    std::string error;
+    ASSERT_TRUE(loop.source.OpenReplay(TempFile("all-systems.nmea", log), error)) << error;
+    ASSERT_TRUE(loop.PumpUntil([&] { return loop.closed; }, 10s));
+    consumer.m_log.Close();
+    EXPECT_EQ(loop.lines.size(), 20u);
+    EXPECT_EQ(consumer.GetCount(kSentenceGSV), 8u);
+    EXPECT_EQ(ReadFile(out), expected);
+}
+
 // A pause of the replay delay before every line with 'G' at index 4 (the GGA of each epoch); a
 // new delay applies from the next GGA.
 TEST(Replay, PacesBeforeEachGLineAndFollowsSpeedChanges)
