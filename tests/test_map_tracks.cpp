@@ -157,6 +157,27 @@ TEST(TrackLoader, PiecesAndFilesReadAlike)
     EXPECT_EQ(loaded, before) << "kept on failure";
 }
 
+// A modern receiver's LF-only log: GN fixes (GP copies ignored), satellites of two systems.
+TEST(TrackLoader, AllSystemsLog)
+{
+    const auto lf = [](std::string s) { return s.erase(s.size() - 2, 1); };
+    const auto gga = [&](const char *talker, const std::string &position, const char *time) {
+        return lf(Sentence(std::string(talker) + "GGA," + time + "," + position
+                           + ",1,12,0.8,520.2,M,47.0,M,,"));
+    };
+    const std::string log = gga("GN", kP1, "093000") + gga("GP", kCorner, "093000")
+                            + lf(Sentence("GNGSA,A,3,04,12,,,,,,,,,,,1.3,0.7,1.1,1"))
+                            + lf(Sentence("GNGSA,A,3,65,,,,,,,,,,,,1.3,0.7,1.1,2"))
+                            + lf(Sentence("GPGSV,1,1,02,04,36,326,33,12,03,126,18,1"))
+                            + lf(Sentence("GLGSV,1,1,02,65,20,100,30,66,40,200,35,1"))
+                            + gga("GN", kP2, "093001");
+    const CMapInfo map = Example();
+    EXPECT_EQ(TrackFromLog(log, map, true, kMarker, GnssMode::AllSystems),
+              (std::vector<CTrackPoint>{{kPixel1, kMarker}, {kPixel2, {102, 255, 0}}}))
+        << "3 of 4 in view used";
+    EXPECT_TRUE(TrackFromLog(log, map, false, kMarker, GnssMode::GpsOnly).empty());
+}
+
 TEST(DistanceTool, Drags)
 {
     const auto at = [](double lat, double lon) { return CGeoPosition(lat, lon, 0.0); };

@@ -31,7 +31,8 @@ constexpr const char *kMapsHelp =
     "       veloran-cli maps add IMAGE [--name TEXT] [--ref NAME:X,Y:LAT,LON]...\n"
     "                               [--calibration FILE] [DATABASE]\n"
     "       veloran-cli maps locate LAT LON [--json] [DATABASE]\n"
-    "       veloran-cli maps track LOG [--map INDEX] [--reception] [--json] [DATABASE]\n"
+    "       veloran-cli maps track LOG [--map INDEX] [--reception] [--gnss all|gps] [--json]\n"
+    "                                 [DATABASE]\n"
     "\n"
     "Works on the map database the window uses.\n"
     "\n"
@@ -46,7 +47,8 @@ constexpr const char *kMapsHelp =
     "          map the window would choose by itself\n"
     "  track   the track points (pixel and colour) of an NMEA log on map INDEX (default 0),\n"
     "          as Load Track draws them in the yellow marker colour; --reception colours by\n"
-    "          reception\n"
+    "          reception; --gnss reads the log with all satellite systems (the default) or\n"
+    "          GPS only\n"
     "\n"
     "DATABASE is one of:\n"
     "  --db FILE      this database file\n"
@@ -66,6 +68,7 @@ struct COptions {
     std::optional<std::string> calibration;
     int mapIndex = 0;
     bool reception = false;
+    GnssMode gnss = GnssMode::AllSystems;
     bool json = false;
 };
 
@@ -160,6 +163,14 @@ int ParseOptions(const std::vector<std::string_view> &args, COptions &options)
                 return UsageError("maps track: bad map index '" + *index + "'");
         } else if (a == "--reception" && command == "track") {
             options.reception = true;
+        } else if (a == "--gnss" && command == "track") {
+            const std::optional<std::string> name = value("all or gps");
+            if (!name)
+                return kExitUsage;
+            const std::optional<GnssMode> mode = GnssModeFromName(*name);
+            if (!mode)
+                return UsageError("maps track: --gnss needs all or gps");
+            options.gnss = *mode;
         } else if (command == "locate" && ParseNumberArgument(a, number)) {
             options.arguments.emplace_back(a); // a negative number is no option
         } else if (a.size() > 1 && a.front() == '-') {
@@ -347,7 +358,7 @@ int Track(const COptions &options)
     const std::string &log = options.arguments.front();
     std::vector<CTrackPoint> points;
     if (const int error = LoadTrackFile(log, database.m_items[options.mapIndex], options.reception,
-                                        kMarkerColour, points);
+                                        kMarkerColour, points, options.gnss);
         error != 0)
         return FileError(kTrackFileFailedMessage, log, std::strerror(error));
     std::string out;

@@ -866,7 +866,7 @@ void CMapView::LoadTrackFile(const QString &path)
     QApplication::setOverrideCursor(Qt::WaitCursor);
     std::vector<CTrackPoint> points;
     const int error = ::LoadTrackFile(path.toStdString(), *map, m_model.m_settings.colourReception,
-                                      m_model.GetMarkerColour(), points);
+                                      m_model.GetMarkerColour(), points, m_gnssMode);
     QApplication::restoreOverrideCursor();
     if (error != 0) {
         ShowError(this, QStringLiteral("failed to open file."),

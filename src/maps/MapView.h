@@ -5,6 +5,7 @@
 #include "maps/MapBitmap.h"
 #include "maps/MapPageModel.h"
 #include "nmea/GeoPosition.h"
+#include "nmea/GnssSystem.h"
 
 #include <QImage>
 #include <QPoint>
@@ -66,6 +67,8 @@ public:
     /// The waypoint list or the goto target changed.
     void WaypointsChanged();
     void SetNightMode(bool night);
+    /// How Load Track reads a log: as the receiver connection does.
+    void SetGnssMode(GnssMode mode) { m_gnssMode = mode; }
 
     [[nodiscard]] bool IsMapLoaded() const { return !m_bitmap.IsNull(); }
     /// The view centre's position on a calibrated map.
@@ -133,6 +136,7 @@ private:
     CoordinateFormat m_projection = CoordinateFormat::DD;
     bool m_advancedFileSelector = false;
     bool m_night = false;
+    GnssMode m_gnssMode = GnssMode::AllSystems;
     double m_heading = -1.0;
 
     // Decoding runs on its own thread; a newer request makes an older result stale.

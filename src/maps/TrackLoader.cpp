@@ -24,10 +24,13 @@ constexpr std::size_t kReadBytes = 1u << 20;
 
 } // namespace
 
-CTrackReader::CTrackReader(const CMapInfo &map, bool colourReception, CRgb markerColour)
+CTrackReader::CTrackReader(const CMapInfo &map, bool colourReception, CRgb markerColour,
+                           GnssMode mode)
     : m_map(map)
     , m_colourReception(colourReception)
     , m_colour(markerColour)
+    , m_parser(mode)
+    , m_assembler(mode)
 {
 }
 
@@ -35,6 +38,10 @@ void CTrackReader::Feed(std::string_view bytes)
 {
     if (!m_map.IsCalibrated())
         return;
+    if (m_parser.GetMode() == GnssMode::AllSystems) {
+        m_assembler.Feed(bytes, [this](std::string_view line) { UseLine(line); });
+        return;
+    }
     const char *p = bytes.data();
     const char *const end = p + bytes.size();
     while (p < end) {
@@ -70,9 +77,16 @@ void CTrackReader::UseLine(std::string_view line)
 {
     if (line.size() <= kKindIndex)
         return;
-    const char kind = line[kKindIndex];
-    if (kind != 'G' && !(m_colourReception && kind == 'S'))
-        return;
+    if (m_parser.GetMode() == GnssMode::AllSystems) {
+        // Any talker: the sentence type decides, at index 3.
+        const std::string_view type = line.substr(3, 3);
+        if (type != "GGA" && !(m_colourReception && (type == "GSA" || type == "GSV")))
+            return;
+    } else {
+        const char kind = line[kKindIndex];
+        if (kind != 'G' && !(m_colourReception && kind == 'S'))
+            return;
+    }
     const int type = m_parser.Parse(line);
     if (m_colourReception) {
         if (const std::optional<double> reception = RouteLine(type, m_parser).reception)
@@ -80,7 +94,7 @@ void CTrackReader::UseLine(std::string_view line)
     }
     // A GGA without a fix has no position (its empty fields read as 0°, 0°): a track must not
     // jump to the Gulf of Guinea and back whenever the receiver lost the sky.
-    if (type != kSentenceGGA || m_parser.m_gga.m_quality == 0)
+    if (type != kSentenceGGA || m_parser.m_gga.m_quality == 0 || !m_parser.WasUsed())
         return;
     CMapPoint pixel;
     if (!m_map.PositionToPixel(m_parser.m_gga.m_position, pixel) || pixel == m_previous)
@@ -90,15 +104,15 @@ void CTrackReader::UseLine(std::string_view line)
 }
 
 std::vector<CTrackPoint> TrackFromLog(std::string_view bytes, const CMapInfo &map,
-                                      bool colourReception, CRgb markerColour)
+                                      bool colourReception, CRgb markerColour, GnssMode mode)
 {
-    CTrackReader reader(map, colourReception, markerColour);
+    CTrackReader reader(map, colourReception, markerColour, mode);
     reader.Feed(bytes);
     return reader.TakePoints();
 }
 
 int LoadTrackFile(const std::string &path, const CMapInfo &map, bool colourReception,
-                  CRgb markerColour, std::vector<CTrackPoint> &out)
+                  CRgb markerColour, std::vector<CTrackPoint> &out, GnssMode mode)
 {
     // Non-blocking, so that a FIFO cannot hang the open; it is refused right after.
     const CFileDescriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
@@ -111,7 +125,7 @@ int LoadTrackFile(const std::string &path, const CMapInfo &map, bool colourRecep
     if (!S_ISREG(info.st_mode))
         return S_ISDIR(info.st_mode) ? EISDIR : EINVAL;
 
-    CTrackReader reader(map, colourReception, markerColour);
+    CTrackReader reader(map, colourReception, markerColour, mode);
     std::string buffer(kReadBytes, '\0');
     for (;;) {
         const ssize_t n = ::read(file.Get(), buffer.data(), buffer.size());

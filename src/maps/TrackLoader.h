@@ -2,6 +2,7 @@
 
 #include "maps/MapInfo.h"
 #include "maps/Rgb.h"
+#include "nmea/LineAssembler.h"
 #include "nmea/NMEAParser.h"
 
 #include <array>
@@ -30,13 +31,18 @@ inline constexpr const char *kTrackFileFailedMessage = "failed to open file.";
 /// fix become pixels; a pixel equal to the previous one (at first (0,0)) is dropped.
 /// With colour-coded reception, a line that gives a reception ratio (see RouteLine) sets the
 /// colour of the points after it; until then they have the marker's.
+///
+/// With all satellite systems the log is cut and read as the receiver connection does in that
+/// mode (CLineAssembler): GGAs of any talker, the followed one's only, and with colour-coded
+/// reception the GSAs and GSVs of every system.
 class CTrackReader
 {
 public:
     static constexpr std::size_t kMaxLineBytes = 80;
 
     /// `map` must outlive the reader. An uncalibrated map gives no points.
-    CTrackReader(const CMapInfo &map, bool colourReception, CRgb markerColour);
+    CTrackReader(const CMapInfo &map, bool colourReception, CRgb markerColour,
+                 GnssMode mode = GnssMode::GpsOnly);
 
     /// The next bytes of the log; where one piece ends and the next begins makes no difference.
     void Feed(std::string_view bytes);
@@ -56,13 +62,16 @@ private:
     std::size_t m_lineLength = 0;
     bool m_skipNext = false;
     CNMEAParser m_parser; // one for the whole log, new with the reader
+    CLineAssembler m_assembler;
 };
 
 /// The track of a whole log in memory.
 std::vector<CTrackPoint> TrackFromLog(std::string_view bytes, const CMapInfo &map,
-                                      bool colourReception, CRgb markerColour);
+                                      bool colourReception, CRgb markerColour,
+                                      GnssMode mode = GnssMode::GpsOnly);
 
 /// The track of the log file at `path` into `out` (replaced). Returns 0, or the errno with `out`
 /// untouched: EISDIR for a folder, EINVAL for anything else that is no regular file.
 int LoadTrackFile(const std::string &path, const CMapInfo &map, bool colourReception,
-                  CRgb markerColour, std::vector<CTrackPoint> &out);
+                  CRgb markerColour, std::vector<CTrackPoint> &out,
+                  GnssMode mode = GnssMode::GpsOnly);
