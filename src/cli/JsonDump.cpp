@@ -10,6 +10,7 @@
 #include <charconv>
 #include <cmath>
 #include <string_view>
+#include <vector>
 
 namespace
 {
@@ -122,133 +123,109 @@ void AppendRMC(Object &o, const CRMCSentence &s)
     o.Int_("datetime", static_cast<long long>(s.m_dateTime));
 }
 
-void AppendGSA(Object &o, const CGSASentence &s)
+// "name":[...] with `each(out, element)` writing one element.
+template <class Range, class Each>
+void AppendList(Object &o, const char *name, const Range &r, Each each)
+{
+    o.Key(name);
+    o.out += '[';
+    bool first = true;
+    for (const auto &element : r) {
+        if (!first)
+            o.out += ',';
+        first = false;
+        each(o.out, element);
+    }
+    o.out += ']';
+}
+
+void AppendNumber(std::string &out, std::int32_t v)
+{
+    AppendInt(out, v);
+}
+
+// A satellite as [number, elevation, azimuth, snr], with all systems followed by its system.
+void AppendSatellite(std::string &out, std::int32_t number, std::int32_t elevation,
+                     std::int32_t azimuth, std::int32_t snr, const char *system = nullptr)
+{
+    out += '[';
+    for (const std::int32_t v : {number, elevation, azimuth}) {
+        AppendInt(out, v);
+        out += ',';
+    }
+    AppendInt(out, snr);
+    if (system != nullptr) {
+        out += ",\"";
+        out += system;
+        out += '"';
+    }
+    out += ']';
+}
+
+// Fix mode, the listed numbers and the DOPs: the same keys in both modes.
+template <class Numbers> void AppendGSAValues(Object &o, const CGSASentence &s, const Numbers &prns)
 {
     o.Text("mode", s.m_mode);
     o.Int_("fix_mode", s.m_fixMode);
-    o.Key("prn");
-    o.out += '[';
-    for (std::size_t i = 0; i < s.m_prn.size(); ++i) {
-        if (i)
-            o.out += ',';
-        AppendInt(o.out, s.m_prn[i]);
-    }
-    o.out += ']';
+    AppendList(o, "prn", prns, AppendNumber);
     o.Real("pdop", s.m_pdop);
     o.Real("hdop", s.m_hdop);
     o.Real("vdop", s.m_vdop);
     o.Average("avg_pdop", s.m_pdopHistory);
     o.Average("avg_hdop", s.m_hdopHistory);
     o.Average("avg_vdop", s.m_vdopHistory);
-    std::array<std::int32_t, CUsedSatellites::kCapacity> used{};
-    const int n = s.m_used.GetSize();
-    for (int i = 0; i < n; ++i)
-        used[static_cast<std::size_t>(i)] = s.m_used.GetAt(i);
-    std::sort(used.begin(), used.begin() + n);
-    o.Key("used");
-    o.out += '[';
-    for (int i = 0; i < n; ++i) {
-        if (i)
-            o.out += ',';
-        AppendInt(o.out, used[static_cast<std::size_t>(i)]);
-    }
-    o.out += ']';
+}
+
+void AppendGSA(Object &o, const CGSASentence &s)
+{
+    AppendGSAValues(o, s, s.m_prn);
+    std::vector<std::int32_t> used;
+    for (int i = 0; i < s.m_used.GetSize(); ++i)
+        used.push_back(s.m_used.GetAt(i));
+    std::sort(used.begin(), used.end());
+    AppendList(o, "used", used, AppendNumber);
+}
+
+void AppendGSVHeader(Object &o, const CGSVSentence &s)
+{
+    o.Int_("count", s.m_messageCount);
+    o.Int_("number", s.m_messageNumber);
+    o.Key("more");
+    o.out += s.m_moreToCome ? "true" : "false";
+    o.Int_("in_view", s.m_inView);
 }
 
 void AppendGSV(Object &o, const CGSVSentence &s)
 {
-    o.Int_("count", s.m_messageCount);
-    o.Int_("number", s.m_messageNumber);
-    o.Key("more");
-    o.out += s.m_moreToCome ? "true" : "false";
-    o.Int_("in_view", s.m_inView);
-    o.Key("sats");
-    o.out += '[';
-    for (std::size_t i = 0; i < s.m_satellites.size(); ++i) {
-        const CSatelliteInfo &e = s.m_satellites[i];
-        o.out += i ? ",[" : "[";
-        AppendInt(o.out, e.m_prn);
-        o.out += ',';
-        AppendInt(o.out, e.m_elevation);
-        o.out += ',';
-        AppendInt(o.out, e.m_azimuth);
-        o.out += ',';
-        AppendInt(o.out, e.m_snr);
-        o.out += ']';
-    }
-    o.out += ']';
+    AppendGSVHeader(o, s);
+    AppendList(o, "sats", s.m_satellites, [](std::string &out, const CSatelliteInfo &e) {
+        AppendSatellite(out, e.m_prn, e.m_elevation, e.m_azimuth, e.m_snr);
+    });
 }
 
 // With all systems a satellite is its number within its system and the system's name.
-void AppendSatelliteId(std::string &out, const CSatelliteId &id)
-{
-    AppendInt(out, id.number);
-    out += ",\"";
-    out += GnssSystemName(id.system);
-    out += '"';
-}
-
-void AppendUsedSet(Object &o, const CGnssSky &sky)
-{
-    o.Key("used");
-    o.out += '[';
-    for (const CSatelliteId &id : sky.GetUsed()) {
-        o.out += o.out.back() == '[' ? "[" : ",[";
-        AppendSatelliteId(o.out, id);
-        o.out += ']';
-    }
-    o.out += ']';
-}
-
 void AppendAllSystemsGSA(Object &o, const CNMEAParser &parser)
 {
-    const CGSASentence &s = parser.m_gsa;
-    o.Text("mode", s.m_mode);
-    o.Int_("fix_mode", s.m_fixMode);
-    o.Key("prn");
-    o.out += '[';
-    for (const std::int32_t number : parser.GetGsaNumbers()) {
-        if (o.out.back() != '[')
-            o.out += ',';
-        AppendInt(o.out, number);
-    }
-    o.out += ']';
-    o.Real("pdop", s.m_pdop);
-    o.Real("hdop", s.m_hdop);
-    o.Real("vdop", s.m_vdop);
-    o.Average("avg_pdop", s.m_pdopHistory);
-    o.Average("avg_hdop", s.m_hdopHistory);
-    o.Average("avg_vdop", s.m_vdopHistory);
-    AppendUsedSet(o, parser.m_sky);
+    AppendGSAValues(o, parser.m_gsa, parser.GetGsaNumbers());
+    AppendList(o, "used", parser.m_sky.GetUsed(), [](std::string &out, const CSatelliteId &id) {
+        out += '[';
+        AppendInt(out, id.number);
+        out += ",\"";
+        out += GnssSystemName(id.system);
+        out += "\"]";
+    });
 }
 
 void AppendAllSystemsGSV(Object &o, const CNMEAParser &parser)
 {
-    const CGSVSentence &s = parser.m_gsv;
     const CGnssSky::Message &message = parser.m_sky.GetLastMessage();
-    o.Int_("count", s.m_messageCount);
-    o.Int_("number", s.m_messageNumber);
-    o.Key("more");
-    o.out += s.m_moreToCome ? "true" : "false";
-    o.Int_("in_view", s.m_inView);
+    AppendGSVHeader(o, parser.m_gsv);
     if (message.signal >= 0)
         o.Int_("signal", message.signal);
-    o.Key("sats");
-    o.out += '[';
-    for (const CSkyEntry &e : message.entries) {
-        o.out += o.out.back() == '[' ? "[" : ",[";
-        AppendInt(o.out, e.id.number);
-        o.out += ',';
-        AppendInt(o.out, e.elevation);
-        o.out += ',';
-        AppendInt(o.out, e.azimuth);
-        o.out += ',';
-        AppendInt(o.out, e.snr);
-        o.out += ",\"";
-        o.out += GnssSystemName(e.id.system);
-        o.out += "\"]";
-    }
-    o.out += ']';
+    AppendList(o, "sats", message.entries, [](std::string &out, const CSkyEntry &e) {
+        AppendSatellite(out, e.id.number, e.elevation, e.azimuth, e.snr,
+                        GnssSystemName(e.id.system));
+    });
 }
 
 // The sky as the pages now show it, on the line that completed it.
