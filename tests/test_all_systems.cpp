@@ -314,6 +314,7 @@ TEST(AllSystemsFix, ModeSwitchStartsAfresh)
     parser.SetMode(GnssMode::GpsOnly);
     EXPECT_EQ(parser.GetSatellitesInUse(), 0);
     EXPECT_EQ(parser.m_gga.m_quality, 0);
+    EXPECT_EQ(parser.m_gga.m_position.m_latitude, 0.0) << "no position of the other mode";
     EXPECT_EQ(parser.m_gsa.m_pdopHistory.GetSize(), 0);
     EXPECT_EQ(parser.Parse(Sentence("GNGSA,A,3,02,05,,,,,,,,,,,1.3,0.7,1.1,1")), kSentenceNone);
 }

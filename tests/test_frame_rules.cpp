@@ -3,6 +3,7 @@
 #include "app/LineRouter.h"
 #include "nmea/NMEAParser.h"
 
+#include <cstdint>
 #include <gtest/gtest.h>
 #include <optional>
 #include <string>
@@ -50,6 +51,10 @@ TEST(CommandRules, EnableAndCheck)
         {"no unit when the instruments disagree", kCmdUnitsMetric, {.units = std::nullopt}, true, false},
         {"standard selector default", kCmdSelectorStandard, {}, true, true},
         {"advanced selector", kCmdSelectorAdvanced, {.advancedFileSelector = true}, true, true},
+        {"all satellite systems default", kCmdGnssAll, {}, true, true},
+        {"GPS only not by default", kCmdGnssGpsOnly, {}, true, false},
+        {"GPS only chosen", kCmdGnssGpsOnly, {.gnssMode = GnssMode::GpsOnly}, true, true},
+        {"GPS only chosen while replaying", kCmdGnssGpsOnly, {.sourceOpen = true, .replaying = true, .gnssMode = GnssMode::GpsOnly}, true, true},
         {"fix sound default on", kCmdFixSound, {}, true, true},
         {"auto sync default off", kCmdAutoSync, {}, true, false},
         {"waypoints not there yet", kCmdEditWaypoints, {}, false, false},
@@ -81,15 +86,45 @@ TEST(CommandRules, CommandValues)
     EXPECT_EQ(UnitsOfCommand(kCmdUnitsNautic), UnitSystem::Nautic);
     EXPECT_EQ(FormatOfCommand(kCmdCoordDegMin), CoordinateFormat::DDMM);
     EXPECT_EQ(ReplayDelayOfCommand(kCmdReplaySpeed100), kReplayDelay100Percent);
-    int units = 0, formats = 0, delays = 0;
+    int units = 0, formats = 0, delays = 0, modes = 0;
     for (const CMenuEntry &entry : kMenuEntries) {
         units += UnitsOfCommand(entry.id).has_value();
         formats += FormatOfCommand(entry.id).has_value();
         delays += ReplayDelayOfCommand(entry.id).has_value();
+        modes += GnssModeOfCommand(entry.id).has_value();
     }
     EXPECT_EQ(units, 3);
     EXPECT_EQ(formats, 4);
     EXPECT_EQ(delays, 3);
+    EXPECT_EQ(modes, 2);
+}
+
+// Tools > Satellite Systems: what each entry stores as "AllSystems", and that the stored value
+// brings the same entry back checked at the next start.
+TEST(CommandRules, SatelliteSystemsSetting)
+{
+    struct Case {
+        const char *legend;
+        int id;
+        GnssMode mode;
+        std::int32_t stored;
+    };
+    const Case cases[] = {
+        {"all satellite systems", kCmdGnssAll, GnssMode::AllSystems, 1},
+        {"GPS only (exact)", kCmdGnssGpsOnly, GnssMode::GpsOnly, 0},
+    };
+    for (const Case &c : cases) {
+        SCOPED_TRACE(c.legend);
+        ASSERT_EQ(GnssModeOfCommand(c.id), c.mode);
+        EXPECT_EQ(AllSystemsValue(c.mode), c.stored);
+        const CFrameState next{.gnssMode = GnssModeOfAllSystemsValue(c.stored)};
+        EXPECT_TRUE(EvaluateCommand(c.id, next).checked);
+        const int other = c.id == kCmdGnssAll ? kCmdGnssGpsOnly : kCmdGnssAll;
+        EXPECT_FALSE(EvaluateCommand(other, next).checked);
+    }
+    // A hand-edited value other than 0 is still a switch that is on.
+    EXPECT_EQ(GnssModeOfAllSystemsValue(2), GnssMode::AllSystems);
+    EXPECT_EQ(GnssModeOfAllSystemsValue(-1), GnssMode::AllSystems);
 }
 
 // The steps of the data-line handler for each kind of line, with the parser's state after it.

@@ -223,9 +223,9 @@ TEST(Replay, RecordsByteIdenticalOrThinnedByRates)
     }
 }
 
-// All systems: an LF-only log with sentences run together replays sentence by sentence; each
-// goes into the recording on a line of its own, and a GSV rate counts whole skies, so every
-// system's group is kept or left out together.
+// All systems: an LF-only log with sentences run together replays sentence by sentence and is
+// recorded as it came; a GSV rate counts whole skies, so every system's group is kept or left
+// out together.
 TEST(Replay, AllSystemsRecordsSentencesAndWholeSkies)
 {
     std::string log;
@@ -234,8 +234,8 @@ TEST(Replay, AllSystemsRecordsSentencesAndWholeSkies)
         const std::string n = std::to_string(e);
         const std::string sky = "$GPGSV,1,1,00,e" + n + "\n$GLGSV,1,1,00,e" + n + "\n";
         log += "$GNGGA," + n + "\n" + sky + "$GNRMC," + n + "$GPVTG," + n + "\n";
-        expected += "$GNGGA," + n + "\n" + (e % 2 == 1 ? sky : "") + "$GNRMC," + n + "\r\n"
-                    + "$GPVTG," + n + "\n";
+        expected +=
+            "$GNGGA," + n + "\n" + (e % 2 == 1 ? sky : "") + "$GNRMC," + n + "$GPVTG," + n + "\n";
     }
     const std::string out = TempFile("all-systems-out.nmea");
     CConsumerLoop loop;

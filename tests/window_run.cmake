@@ -8,10 +8,15 @@ file(MAKE_DIRECTORY "${WORK}")
 set(common --config-dir "${WORK}/config" --data-dir "${WORK}/data")
 
 # All rates 1 and log-others on: the recording is the replayed log, byte for byte.
-# (faults.nmea is left out: its NUL bytes end their lines as received, by design.)
-foreach(log demo multi_gnss)
+# (faults.nmea is left out: its NUL bytes end their lines as received, by design.) Read both
+# ways: all systems cut lines at each "$" too, and record the pieces as they came.
+foreach(run demo:all demo:gps multi_gnss:all multi_gnss:gps multi_drive:all)
+    string(REPLACE ":" ";" run "${run}")
+    list(GET run 0 log)
+    list(GET run 1 gnss)
     execute_process(COMMAND "${APP}" --replay "${DATA}/${log}.nmea" --replay-delay 0
-                            --record "${WORK}/${log}.out" --quit-after-replay ${common}
+                            --record "${WORK}/${log}.out" --quit-after-replay --gnss ${gnss}
+                            ${common}
                     RESULT_VARIABLE status TIMEOUT 60)
     if(NOT status EQUAL 0)
         message(FATAL_ERROR "replay of ${log}.nmea ended with ${status}")
@@ -40,7 +45,7 @@ foreach(page dashboard list data digital)
 endforeach()
 
 # Command lines it refuses, and the ones it answers without a window.
-foreach(args "--page;nowhere" "--replay-delay;fast" "stray" "--demo;--connect")
+foreach(args "--page;nowhere" "--replay-delay;fast" "stray" "--demo;--connect" "--gnss;galileo")
     execute_process(COMMAND "${APP}" ${args} ${common} RESULT_VARIABLE status
                     OUTPUT_QUIET ERROR_QUIET TIMEOUT 20)
     if(NOT status EQUAL 2)
@@ -54,7 +59,7 @@ endif()
 
 # An empty value is refused, whether anyone is there to click or not, also when the option is
 # given again with a value.
-foreach(option record replay port config-dir data-dir screenshot)
+foreach(option record replay port config-dir data-dir screenshot gnss)
     foreach(unattended "" --quit-after-replay)
         execute_process(COMMAND "${APP}" ${unattended} --${option} "" ${common}
                         RESULT_VARIABLE status OUTPUT_QUIET ERROR_VARIABLE err TIMEOUT 20)

@@ -11,7 +11,7 @@ bool Has(const CFrameState &s, Feature f)
 } // namespace
 
 // clang-format off
-const std::array<CMenuEntry, 37> kMenuEntries = {{
+const std::array<CMenuEntry, 39> kMenuEntries = {{
     {kCmdConfigure, "GPS", "", "Configure...", false},
     {kCmdProgramChipset, "GPS", "", "Program CS", false},
     {kCmdAutoConnect, "GPS", "", "Auto Connect", true, true},
@@ -46,6 +46,8 @@ const std::array<CMenuEntry, 37> kMenuEntries = {{
     {kCmdCoordDegMin, "Tools", "Coordinates/WGS84", "DDMM.MMMM", true},
     {kCmdCoordDegMinSec, "Tools", "Coordinates/WGS84", "DDMMSS.SS", true},
     {kCmdCoordUTM, "Tools", "Coordinates", "UTM", true},
+    {kCmdGnssAll, "Tools", "Satellite Systems", "All satellite systems", true},
+    {kCmdGnssGpsOnly, "Tools", "Satellite Systems", "GPS only (exact)", true},
     {kCmdHelp, "Tools", "", "Help", false, true},
     {kCmdAbout, "Tools", "", "About Veloran...", false},
     {kCmdDirectConnect, "", "", "Connect", false},
@@ -106,6 +108,9 @@ CCommandState EvaluateCommand(int id, const CFrameState &s)
     case kCmdCoordDegMinSec:
     case kCmdCoordUTM:
         return {true, s.projection == FormatOfCommand(id)};
+    case kCmdGnssAll:
+    case kCmdGnssGpsOnly:
+        return {true, s.gnssMode == GnssModeOfCommand(id)};
     case kCmdStepOn:
     case kCmdStepOff: {
         if (s.visiblePage == kPageDashboard)
@@ -165,4 +170,26 @@ std::optional<unsigned> ReplayDelayOfCommand(int id)
     default:
         return std::nullopt;
     }
+}
+
+std::optional<GnssMode> GnssModeOfCommand(int id)
+{
+    switch (id) {
+    case kCmdGnssAll:
+        return GnssMode::AllSystems;
+    case kCmdGnssGpsOnly:
+        return GnssMode::GpsOnly;
+    default:
+        return std::nullopt;
+    }
+}
+
+std::int32_t AllSystemsValue(GnssMode mode)
+{
+    return mode == GnssMode::AllSystems ? 1 : 0;
+}
+
+GnssMode GnssModeOfAllSystemsValue(std::int32_t value)
+{
+    return value != 0 ? GnssMode::AllSystems : GnssMode::GpsOnly;
 }

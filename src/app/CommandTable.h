@@ -2,9 +2,11 @@
 
 #include "geo/CoordinateFormat.h"
 #include "geo/Units.h"
+#include "nmea/GnssSystem.h"
 #include "receiver/ReplaySpeed.h"
 
 #include <array>
+#include <cstdint>
 #include <optional>
 #include <string_view>
 
@@ -49,6 +51,8 @@ enum CommandId : int {
     kCmdDisplayMode = 32907,
     kCmdAlarm = 32775,
     kCmdDigitalDashboard = 32991, ///< ours: the digital dashboard, full screen
+    kCmdGnssAll = 32992,          ///< ours: Tools > Satellite Systems
+    kCmdGnssGpsOnly = 32993,      ///< ours: Tools > Satellite Systems
     kCmdAbout = 57664,
     kCmdHelp = 57670,
 };
@@ -82,6 +86,7 @@ struct CFrameState {
     /// The unit system the dashboard's instruments agree on; empty when they do not.
     std::optional<UnitSystem> units = UnitSystem::Metric;
     unsigned replayDelay = kInitialReplayDelay;
+    GnssMode gnssMode = GnssMode::AllSystems; ///< the mode in effect, the command line's included
     int visiblePage = kPageDashboard;
     bool dashboardModeOn = false;
     bool mapLoaded = false;
@@ -101,6 +106,13 @@ struct CCommandState {
 [[nodiscard]] std::optional<UnitSystem> UnitsOfCommand(int id);
 [[nodiscard]] std::optional<CoordinateFormat> FormatOfCommand(int id);
 [[nodiscard]] std::optional<unsigned> ReplayDelayOfCommand(int id);
+/// What a command of Tools > Satellite Systems chooses; empty for every other command.
+[[nodiscard]] std::optional<GnssMode> GnssModeOfCommand(int id);
+
+/// The stored "AllSystems" value: 1 all satellite systems (the default), 0 GPS only.
+[[nodiscard]] std::int32_t AllSystemsValue(GnssMode mode);
+/// Any value but 0 reads as all systems, as the other switches of the key do.
+[[nodiscard]] GnssMode GnssModeOfAllSystemsValue(std::int32_t value);
 
 /// Where a command sits: menu, optional submenu, text. Commands on no menu have an empty menu.
 struct CMenuEntry {
@@ -113,7 +125,7 @@ struct CMenuEntry {
 };
 
 /// The menu bar from left to right, top to bottom.
-extern const std::array<CMenuEntry, 37> kMenuEntries;
+extern const std::array<CMenuEntry, 39> kMenuEntries;
 inline constexpr std::array<std::string_view, 4> kMenuTitles = {"GPS", "Log", "Nav", "Tools"};
 /// Tool bar buttons in order.
 inline constexpr std::array<int, 4> kToolBarCommands = {kCmdDisplayMode, kCmdStepOn, kCmdStepOff,

@@ -69,6 +69,7 @@ constexpr FrameValue kAutoSync{"AutoSync", 0};
 constexpr FrameValue kPlaySound{"PlaySound", 1};
 constexpr FrameValue kProjection{"Projection", 1};
 constexpr FrameValue kAdvancedFileSelector{"AdvancedFileSelector", 0};
+constexpr FrameValue kAllSystems{"AllSystems", 1};
 
 std::int32_t Read(const CSettingsKey &key, const FrameValue &value)
 {
@@ -182,6 +183,8 @@ void CMainFrame::ReadSettings()
     SetAdvancedFileSelector(Read(key, kAdvancedFileSelector) != 0);
     SetProjection(
         CoordinateFormatFromNumber(Read(key, kProjection)).value_or(CoordinateFormat::DD));
+    m_storedGnssMode = GnssModeOfAllSystemsValue(Read(key, kAllSystems));
+    SetGnssMode(m_storedGnssMode);
 }
 
 void CMainFrame::WriteSettings() const
@@ -194,6 +197,7 @@ void CMainFrame::WriteSettings() const
     key.WriteNumber(kPlaySound.name, m_playSound ? 1 : 0);
     key.WriteNumber(kProjection.name, ToNumber(m_projection));
     key.WriteNumber(kAdvancedFileSelector.name, m_advancedFileSelector ? 1 : 0);
+    key.WriteNumber(kAllSystems.name, AllSystemsValue(m_storedGnssMode));
 }
 
 void CMainFrame::BuildCommands()
@@ -283,6 +287,7 @@ CFrameState CMainFrame::GetState() const
     s.playSound = m_playSound;
     s.advancedFileSelector = m_advancedFileSelector;
     s.projection = m_projection;
+    s.gnssMode = m_gnssMode;
     s.units = m_dashboard->GetUnits();
     s.replayDelay = m_source.GetReplayDelay();
     s.visiblePage = m_sheet->currentIndex();
@@ -373,6 +378,10 @@ void CMainFrame::RunCommand(int id)
     case kCmdCoordUTM:
         SetProjection(*FormatOfCommand(id));
         break;
+    case kCmdGnssAll:
+    case kCmdGnssGpsOnly:
+        ChooseGnssMode(*GnssModeOfCommand(id));
+        break;
     case kCmdDisplayMode:
         // On the Map page: follow the fix, or stop following it.
         if (m_sheet->currentIndex() == kPageMap)
@@ -438,6 +447,13 @@ void CMainFrame::RunCommand(int id)
 void CMainFrame::SetPortOverride(const QString &device)
 {
     m_portOverride = device;
+}
+
+void CMainFrame::SetGnssModeOverride(GnssMode mode)
+{
+    if (mode != m_gnssMode)
+        SetGnssMode(mode);
+    UpdateCommands();
 }
 
 std::string CMainFrame::PortDevice() const
@@ -778,6 +794,33 @@ void CMainFrame::SetAdvancedFileSelector(bool advanced)
 {
     m_advancedFileSelector = advanced;
     m_mapView->SetAdvancedFileSelector(advanced);
+}
+
+void CMainFrame::ChooseGnssMode(GnssMode mode)
+{
+    m_storedGnssMode = mode;
+    CSettingsKey key;
+    if (key.Open(kAppKey, true))
+        key.WriteNumber(kAllSystems.name, AllSystemsValue(mode));
+    if (mode == m_gnssMode)
+        return;
+    SetGnssMode(mode);
+    // Sky, speed, map fix and heading came from the other mode; none of it is current now. No
+    // sound: the receiver did not lose anything.
+    m_dashboard->UpdateSatellites(SkyViewOf(GetParser()));
+    CarryOut(m_fixEvents.OnReceiverLost(false));
+}
+
+void CMainFrame::SetGnssMode(GnssMode mode)
+{
+    m_gnssMode = mode;
+    m_consumer.SetGnssMode(mode);
+    m_source.SetGnssMode(mode);
+    m_mapView->SetGnssMode(mode);
+    // The parser starts empty, and the List page's rows differ by mode.
+    m_listPage->UpdateReception();
+    m_listPage->UpdateDilution();
+    m_listPage->UpdatePosition();
 }
 
 void CMainFrame::ToggleDisplayMode()

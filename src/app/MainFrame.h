@@ -54,6 +54,9 @@ public:
     [[nodiscard]] bool WillAutoConnect() const { return m_autoConnect && !m_suppressAutoConnect; }
     /// Uses `device` for this run instead of the configured port (not stored).
     void SetPortOverride(const QString &device);
+    /// Reads the receiver in `mode` for this run instead of the stored one (not stored); call
+    /// before a source opens.
+    void SetGnssModeOverride(GnssMode mode);
     /// Replays a log file; shows the failure.
     bool ReplayFile(const QString &path);
     /// Closes the serial port or replay; waits at most two seconds for the reader.
@@ -124,6 +127,8 @@ private:
     void SetUnits(UnitSystem units);
     void SetProjection(CoordinateFormat projection);
     void SetAdvancedFileSelector(bool advanced);
+    void ChooseGnssMode(GnssMode mode);
+    void SetGnssMode(GnssMode mode);
     void ToggleDisplayMode();
     void ToggleDigitalDashboard();
     void StartAlarm();
@@ -152,6 +157,8 @@ private:
     bool m_playSound = true;
     bool m_advancedFileSelector = false;
     CoordinateFormat m_projection = CoordinateFormat::DD;
+    GnssMode m_storedGnssMode = GnssMode::AllSystems;
+    GnssMode m_gnssMode = GnssMode::AllSystems; // in effect: the stored one or the command line's
 
     QString m_portOverride;
     CReceiverWatch m_watch;

@@ -203,17 +203,22 @@ int CVeloranApp::Run(int argc, char **argv)
     const QCommandLineOption dataDir(QStringLiteral("data-dir"),
                                      QStringLiteral("Directory of the data files."),
                                      QStringLiteral("DIR"));
+    const QCommandLineOption gnss(
+        QStringLiteral("gnss"),
+        QStringLiteral("Satellite systems for this run: all, or gps for GPS only (exact). The "
+                       "stored choice stays."),
+        QStringLiteral("all|gps"));
     QCommandLineOption startupProbe(QStringLiteral("startup-probe"),
                                     QStringLiteral("Print the time to the first paint and quit."));
     startupProbe.setFlags(QCommandLineOption::HiddenFromHelp);
     parser.addOptions({demo, replay, replayDelay, port, connect, record, page, screenshot,
-                       quitAfterReplay, configDir, dataDir, startupProbe});
+                       quitAfterReplay, configDir, dataDir, gnss, startupProbe});
     parser.process(app);
     if (!parser.positionalArguments().isEmpty())
         return Fail(QStringLiteral("unexpected argument '%1' (try --help)")
                         .arg(parser.positionalArguments().first()));
     for (const QCommandLineOption *option :
-         {&replay, &port, &record, &screenshot, &configDir, &dataDir, &page, &replayDelay}) {
+         {&replay, &port, &record, &screenshot, &configDir, &dataDir, &page, &replayDelay, &gnss}) {
         if (parser.values(*option).contains(QString()))
             return Fail(QStringLiteral("--%1 needs a value").arg(option->names().first()));
     }
@@ -238,6 +243,11 @@ int CVeloranApp::Run(int argc, char **argv)
         if (options.page < 0)
             return Fail(QStringLiteral("--page wants dashboard, map, list, data or digital"));
     }
+    if (parser.isSet(gnss)) {
+        options.gnss = GnssModeFromName(parser.value(gnss).toStdString());
+        if (!options.gnss)
+            return Fail(QStringLiteral("--gnss wants all or gps"));
+    }
     options.screenshot = parser.value(screenshot);
     options.quitAfterReplay = parser.isSet(quitAfterReplay);
     if (!options.replay.isEmpty() && options.connect)
@@ -250,6 +260,9 @@ int CVeloranApp::Run(int argc, char **argv)
     SetDataDirectory(parser.value(dataDir));
 
     auto frame = std::make_unique<CMainFrame>();
+    // Before any source opens: the demo, a replay, auto-connect when the window shows.
+    if (options.gnss)
+        frame->SetGnssModeOverride(*options.gnss);
     InstallSignalHandlers(*frame);
     if (options.page >= 0)
         frame->GetSheet()->setCurrentIndex(options.page == kDigitalDashboard ? kPageDashboard

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "nmea/GnssSystem.h"
+
 #include <QString>
 
 #include <optional>
@@ -17,6 +19,7 @@ struct CStartOptions {
     bool quitAfterReplay = false;
     QString configDir;
     QString dataDir;
+    std::optional<GnssMode> gnss; ///< for this run, instead of the stored choice
 };
 
 /// Start-up and the life of the process: the command line, the settings and data locations, the

@@ -1,7 +1,12 @@
 #include "dashboard/SatelliteView.h"
 
-#include <QPainter>
+#include "dashboard/SkyMarkers.h"
 
+#include <QFontMetricsF>
+#include <QPainter>
+#include <QPainterPath>
+
+#include <algorithm>
 #include <cmath>
 #include <numbers>
 
@@ -25,6 +30,49 @@ void DrawLabel(QPainter &painter, const QRectF &box, const QString &text)
         painter.fontMetrics().boundingRect(box.toRect(), Qt::AlignCenter, text).toRectF();
     painter.fillRect(bounds.adjusted(-1, 0, 1, 0), Qt::white);
     painter.drawText(box, Qt::AlignCenter, text);
+}
+
+QColor ColourOf(const CRgb &rgb)
+{
+    return {rgb.r, rgb.g, rgb.b};
+}
+
+// The marker's outline shrunk by `inset` pixels towards its centre.
+QPainterPath MarkerPath(const QPointF &centre, SkyMarkerShape shape, int h, double grow,
+                        double inset)
+{
+    const std::vector<CMarkerVertex> corners = SkyMarkerCorners(shape, h, grow);
+    const double reach = SkyMarkerInradius(corners, h + grow);
+    const double scale = std::max(0.0, reach - inset) / reach;
+    QPainterPath path;
+    if (corners.empty()) {
+        path.addEllipse(centre, reach * scale, reach * scale);
+        return path;
+    }
+    path.moveTo(centre + QPointF(corners.front().x, corners.front().y) * scale);
+    for (const CMarkerVertex &v : corners)
+        path.lineTo(centre + QPointF(v.x, v.y) * scale);
+    path.closeSubpath();
+    return path;
+}
+
+// A marker of a system: the black outline on its outermost pixels when used, a rim of the
+// system's colour inside it, the fill within. Nested areas rather than pens keep the rings even
+// on every shape.
+void DrawMarker(QPainter &painter, const QPointF &centre, SkyMarkerShape shape, int h,
+                const QColor &fill, const QColor &rim, double rimWidth, double outline)
+{
+    painter.setPen(Qt::NoPen);
+    double inset = 0;
+    if (outline > 0) {
+        painter.setBrush(Qt::black);
+        painter.drawPath(MarkerPath(centre, shape, h, 0.5, 0));
+        inset = outline;
+    }
+    painter.setBrush(rim);
+    painter.drawPath(MarkerPath(centre, shape, h, 0.5, inset));
+    painter.setBrush(fill);
+    painter.drawPath(MarkerPath(centre, shape, h, 0.5, inset + rimWidth));
 }
 
 } // namespace
@@ -125,26 +173,76 @@ void CSatelliteView::DrawAnalog(QPainter &painter)
     const int c = radius;
     const int h = radius / 11;
     const bool labels = SatelliteLabelPoints() >= kSmallestLabel;
+    const std::vector<GnssSystem> systems = SkyLegendSystems(*m_view);
     painter.save();
+    // Under the satellites: a legend may hide the horizon of its corner, never a satellite.
+    if (!systems.empty() && labels)
+        DrawLegend(painter, systems);
     if (labels)
         painter.setFont(GaugeFont(SatelliteLabelPoints()));
-    // Only the signal greys when the report is old: which satellites were used, and their
-    // labels, stay readable on the grey.
+    // Only the signal greys when the report is old: which satellites were used, their systems
+    // and labels stay readable on the grey.
     const QPen outline(Qt::black, 1);
+    const double rimWidth = std::max(1.5, h / 5.0);
+    const double usedWidth = std::max(1.0, h / 7.0);
     for (const CSkySatellite &s : m_view->satellites) {
         const CPoint at = SkyOffset(s.elevation, s.azimuth, radius);
         const CRgb colour = SignalColour(s.snr * 0.02);
-        painter.setBrush(PartColour(QColor(colour.r, colour.g, colour.b)));
-        painter.setPen(s.used ? outline : Qt::NoPen);
-        // The pen runs along the disc's outermost pixels; without it the fill reaches them.
-        const double r = s.used ? h : h + 0.5;
-        painter.drawEllipse(Pixel(c + at.x, c + at.y), r, r);
+        const QColor fill = PartColour(QColor(colour.r, colour.g, colour.b));
+        if (systems.empty()) {
+            painter.setBrush(fill);
+            painter.setPen(s.used ? outline : Qt::NoPen);
+            // The pen runs along the disc's outermost pixels; without it the fill reaches them.
+            const double r = s.used ? h : h + 0.5;
+            painter.drawEllipse(Pixel(c + at.x, c + at.y), r, r);
+        } else {
+            const CSkyMarkerStyle style = SkyMarkerStyleOf(s.system);
+            DrawMarker(painter, Pixel(c + at.x, c + at.y), style.shape, h, fill,
+                       ColourOf(style.colour), rimWidth, s.used ? usedWidth : 0);
+        }
         if (labels) {
             painter.setPen(Qt::black);
             painter.drawText(QRectF(c + at.x - h, c + at.y - h, 2 * h + 2, 2 * h + 1),
                              Qt::AlignCenter,
                              QString::number(GetMode() == kModeNumber ? s.prn : s.snr));
         }
+    }
+    painter.restore();
+}
+
+void CSatelliteView::DrawLegend(QPainter &painter, const std::vector<GnssSystem> &systems) const
+{
+    painter.save();
+    painter.setFont(GaugeFont(SatelliteLabelPoints()));
+    const QFontMetricsF metrics(painter.font());
+    double textWidth = 0;
+    for (const GnssSystem system : systems)
+        textWidth = std::max(
+            textWidth, metrics.horizontalAdvance(QString::fromLatin1(GnssSystemShortName(system))));
+    const double row = metrics.height();
+    const int h = std::max(2, RoundHalfUp(row / 3));
+    const double glyph = 3.0 * h + 1; // the star reaches furthest: 1.5 h
+    const double gap = row / 4;
+    const double entry = glyph + gap + textWidth;
+    const double margin = std::max(1.0, GetRadius() / 40.0);
+    // The corners, where the page lies outside the sky, in reading order: at the design sizes
+    // one entry fits beside the rim, and the common skies have four systems at most.
+    const std::size_t perCorner = (systems.size() + 3) / 4;
+    for (std::size_t i = 0; i < systems.size(); ++i) {
+        const std::size_t corner = i / perCorner;
+        const auto rank = static_cast<double>(i % perCorner);
+        const auto rows =
+            static_cast<double>(std::min(perCorner, systems.size() - corner * perCorner));
+        const double x = corner % 2 == 1 ? width() - margin - entry : margin;
+        const double y =
+            corner >= 2 ? height() - margin - (rows - rank) * row : margin + rank * row;
+        const CSkyMarkerStyle style = SkyMarkerStyleOf(systems[i]);
+        DrawMarker(painter, QPointF(std::floor(x + glyph / 2) + 0.5, std::floor(y + row / 2) + 0.5),
+                   style.shape, h, Qt::white, ColourOf(style.colour), std::max(1.5, h / 2.5), 0);
+        painter.setPen(kLabel);
+        painter.drawText(QRectF(x + glyph + gap, y, textWidth, row),
+                         Qt::AlignLeft | Qt::AlignVCenter,
+                         QString::fromLatin1(GnssSystemShortName(systems[i])));
     }
     painter.restore();
 }

@@ -4,9 +4,11 @@
 #include "dashboard/SkyView.h"
 
 #include <optional>
+#include <vector>
 
-/// The sky plot ("Satellites"): north up, east right, the horizon on the rim; a disc per
-/// satellite coloured by its signal, outlined when used in the fix.
+/// The sky plot ("Satellites"): north up, east right, the horizon on the rim; a marker per
+/// satellite filled with the colour of its signal, outlined when used in the fix. With more
+/// systems than GPS, each system has its own shape and a rim of its colour, named in a legend.
 class CSatelliteView : public CGauge
 {
     Q_OBJECT
@@ -24,7 +26,8 @@ public:
     /// "No Satellites in view", or "%d of %d sats in use".
     [[nodiscard]] QString GetValueText() const override;
 
-    /// Point sizes of the grid's labels and of the satellites' labels on the design page.
+    /// Point sizes of the grid's labels and of the satellites' labels (and the systems' legend)
+    /// on the design page.
     [[nodiscard]] int GridLabelPoints() const;
     [[nodiscard]] int SatelliteLabelPoints() const;
 
@@ -33,5 +36,7 @@ protected:
     void DrawAnalog(QPainter &painter) override;
 
 private:
+    void DrawLegend(QPainter &painter, const std::vector<GnssSystem> &systems) const;
+
     std::optional<CSkyView> m_view;
 };

@@ -3,6 +3,7 @@
 #include "Numbers.h"
 
 #include <cstring>
+#include <memory>
 
 CNMEAParser::CNMEAParser(GnssMode mode)
     : m_mode(mode)
@@ -14,13 +15,27 @@ CNMEAParser::CNMEAParser(GnssMode mode)
 {
 }
 
+namespace
+{
+
+// Built anew in place: Reset keeps what the sentences' owners expect to outlive it (the
+// position), and the tag table points at these very objects.
+template <class Sentence> void Renew(Sentence &sentence)
+{
+    std::destroy_at(&sentence);
+    std::construct_at(&sentence);
+}
+
+} // namespace
+
 void CNMEAParser::SetMode(GnssMode mode)
 {
     m_mode = mode;
-    for (const Tag &t : m_tags)
-        t.sentence->Reset();
-    m_gsv.m_messageNumber = m_gsv.m_messageCount = 0;
-    m_gsv.m_moreToCome = false;
+    Renew(m_gga);
+    Renew(m_gsa);
+    Renew(m_gsv);
+    Renew(m_rmc);
+    Renew(m_vtg);
     m_sky.Reset();
     m_choices = {};
     m_talker = {};

@@ -16,15 +16,11 @@ void CLineConsumer::HandleLine(std::string_view line)
     if (allSystems && m_parser.EndedGsvRun())
         m_rules.EndGsvGroup();
     const bool groupIncomplete = type == kSentenceGSV && m_parser.IsSatelliteReportOpen();
-    if (!m_rules.ShouldRecord(type, groupIncomplete))
-        return;
-    // A sentence cut off by the next one's "$" goes in on a line of its own.
-    if (allSystems && !line.empty() && line.back() != '\n') {
-        m_lineWithEnd.assign(line).append("\r\n");
-        m_log.Write(m_lineWithEnd);
-    } else {
+    // A sentence cut off by the next one's "$" goes in as it came, without a line end: with
+    // everything recorded the log is the received stream, and the next recorded sentence's "$"
+    // cuts it again on replay.
+    if (m_rules.ShouldRecord(type, groupIncomplete))
         m_log.Write(line);
-    }
 }
 
 void CLineConsumer::SetGnssMode(GnssMode mode)

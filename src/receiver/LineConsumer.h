@@ -7,7 +7,6 @@
 #include <array>
 #include <cstdint>
 #include <functional>
-#include <string>
 #include <string_view>
 
 /// What happens to every received line, without a window: parse, let the owner react to the
@@ -35,7 +34,6 @@ public:
 
 private:
     SentenceHook m_hook;
-    std::string m_lineWithEnd;
     std::array<std::uint64_t, kSentenceTypeCount + 1> m_counts{}; // last: refused lines
     std::uint64_t m_lines = 0;
 };

@@ -110,12 +110,24 @@ TEST_F(FrameTest, GgaRoutingByFixQualityAndTime)
 
 TEST_F(FrameTest, SatellitesOnlyForCompleteGroups)
 {
-    const CSatelliteView &sky = *m_frame->GetDashboard()->GetSatelliteView();
-    Feed({Gsv(1, 3), Gsv(2, 3)});
-    EXPECT_FALSE(sky.GetSatellites().has_value());
-    Feed({Gsv(3, 3)});
-    ASSERT_TRUE(sky.GetSatellites().has_value());
-    EXPECT_EQ(sky.GetSatellites()->inView, 9);
+    // GPS only: the last message of a group; all systems: once the run of GSVs has ended.
+    for (const GnssMode mode : {GnssMode::GpsOnly, GnssMode::AllSystems}) {
+        SCOPED_TRACE(mode == GnssMode::GpsOnly ? "GPS only" : "all systems");
+        m_frame = std::make_unique<CMainFrame>();
+        m_frame->SetGnssModeOverride(mode);
+        const CSatelliteView &sky = *m_frame->GetDashboard()->GetSatelliteView();
+        Feed({Gsv(1, 3), Gsv(2, 3)});
+        EXPECT_FALSE(sky.GetSatellites().has_value());
+        Feed({Gsv(3, 3)});
+        if (mode == GnssMode::AllSystems) {
+            EXPECT_FALSE(sky.GetSatellites().has_value());
+            Feed({kGgaFix});
+        }
+        ASSERT_TRUE(sky.GetSatellites().has_value());
+        // GPS only counts what the GSV says; all systems the satellites listed (the same four
+        // in every message here).
+        EXPECT_EQ(sky.GetSatellites()->inView, mode == GnssMode::GpsOnly ? 9 : 4);
+    }
 }
 
 TEST_F(FrameTest, FixEventsFeedSpeedMapAndList)
@@ -257,6 +269,55 @@ TEST_F(FrameTest, SettingsDefaultsAndWriteBack)
     EXPECT_EQ(again.GetState().projection, CoordinateFormat::DDMMSS);
     EXPECT_FALSE(again.GetState().playSound);
     EXPECT_EQ(again.GetListPage()->GetUnits(), UnitSystem::Imperial);
+}
+
+TEST_F(FrameTest, SatelliteSystemsByMenuAndForOneRun)
+{
+    const std::string gnGga =
+        Sentence("GNGGA,123519.00,4807.038,N,01131.000,E,1,08,0.9,545.4,M,47.3,M,,");
+    const QString stored = QStringLiteral("Software/Veloran/AllSystems");
+    const CMapFeed &map = m_frame->GetMapView()->GetFeed();
+    const CGPSData &list = *m_frame->GetListPage();
+    auto quality = [this] {
+        return Row(*m_frame->GetListPage(), CGPSData::kReception, "Quality of fix:");
+    };
+    const std::string noFix = quality();
+
+    // All systems by default: a multi-system receiver's fix shows.
+    EXPECT_TRUE(m_frame->GetAction(kCmdGnssAll)->isChecked());
+    EXPECT_FALSE(m_frame->GetAction(kCmdGnssGpsOnly)->isChecked());
+    Feed({gnGga});
+    EXPECT_NE(quality(), noFix);
+    EXPECT_EQ(Row(list, CGPSData::kPosition, "Latitude:"), "48.117300 N");
+    EXPECT_EQ(map.positionUpdates, 1);
+
+    // GPS only, through the menu entry: stored at once, the old position gone, $GN refused.
+    m_frame->GetAction(kCmdGnssGpsOnly)->trigger();
+    EXPECT_TRUE(m_frame->GetAction(kCmdGnssGpsOnly)->isChecked());
+    EXPECT_FALSE(m_frame->GetAction(kCmdGnssAll)->isChecked());
+    {
+        QSettings ini(QString::fromStdString(CSettingsKey::GetSettingsFile()),
+                      QSettings::IniFormat);
+        EXPECT_EQ(ini.value(stored).toInt(), 0);
+    }
+    EXPECT_EQ(quality(), noFix);
+    Feed({gnGga});
+    EXPECT_EQ(quality(), noFix);
+    EXPECT_EQ(map.positionUpdates, 1);
+    Feed({kGgaFix});
+    EXPECT_NE(quality(), noFix);
+
+    // The command line's choice is for that run only: the stored GPS only comes back.
+    m_frame.reset();
+    m_frame = std::make_unique<CMainFrame>();
+    EXPECT_EQ(m_frame->GetState().gnssMode, GnssMode::GpsOnly);
+    m_frame->SetGnssModeOverride(GnssMode::AllSystems);
+    EXPECT_TRUE(m_frame->GetAction(kCmdGnssAll)->isChecked());
+    Feed({gnGga});
+    EXPECT_NE(quality(), noFix);
+    m_frame.reset();
+    QSettings ini(QString::fromStdString(CSettingsKey::GetSettingsFile()), QSettings::IniFormat);
+    EXPECT_EQ(ini.value(stored).toInt(), 0);
 }
 
 TEST_F(FrameTest, AutoConnectOpensThePortWhenTheWindowShows)

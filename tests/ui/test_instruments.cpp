@@ -1,6 +1,7 @@
 #include "dashboard/Altimeter.h"
 #include "dashboard/MileageCounter.h"
 #include "dashboard/SatelliteView.h"
+#include "dashboard/SkyMarkers.h"
 #include "dashboard/Speedometer.h"
 #include "geo/Distance.h"
 #include "nmea/NMEAParser.h"
@@ -50,6 +51,17 @@ bool Near(const QColor &a, const QColor &b, int tolerance)
 {
     return std::abs(a.red() - b.red()) <= tolerance && std::abs(a.green() - b.green()) <= tolerance
            && std::abs(a.blue() - b.blue()) <= tolerance;
+}
+
+CSkySatellite Satellite(int prn, int elevation, int azimuth, int snr, bool used,
+                        GnssSystem system = GnssSystem::GPS)
+{
+    return {prn, elevation, azimuth, snr, used, system};
+}
+
+CSkyView Sky(int inUse, int inView, std::vector<CSkySatellite> satellites)
+{
+    return {inUse, inView, std::move(satellites), {}};
 }
 
 QString Menu(const CGauge &gauge)
@@ -163,7 +175,7 @@ TEST_F(InstrumentsTest, SatellitesSitWhereTheSkyPutsThem)
     for (const Case &c : cases) {
         SCOPED_TRACE(c.legend);
         CSatelliteView view;
-        view.SetSatellites({1, 1, {{7, c.elevation, c.azimuth, 50, false}}});
+        view.SetSatellites(Sky(1, 1, {Satellite(7, c.elevation, c.azimuth, 50, false)}));
         const QImage image = Render(view, 160, c.ratio);
         const int r = view.GetRadius();
         const CPoint p = SkyOffset(c.elevation, c.azimuth, r);
@@ -195,7 +207,7 @@ TEST_F(InstrumentsTest, SignalColoursAndOutlines)
     for (const Case &c : cases) {
         SCOPED_TRACE(c.legend);
         CSatelliteView view;
-        view.SetSatellites({1, 1, {{7, 45, 45, c.snr, c.used}}});
+        view.SetSatellites(Sky(1, 1, {Satellite(7, 45, 45, c.snr, c.used)}));
         if (c.stale)
             view.SetFreshness(GaugeFreshness::Stale, 5, false);
         for (const int width : {80, 160}) {
@@ -242,7 +254,7 @@ TEST_F(InstrumentsTest, LabelsOnlyWhereTheyRead)
         };
         const QImage grid = Render(view, c.width); // grey: anything dark is a label
         EXPECT_EQ(anyDark(grid, grid.rect()), c.gridLabels);
-        view.SetSatellites({0, 1, {{7, 90, 0, 50, false}}});
+        view.SetSatellites(Sky(0, 1, {Satellite(7, 90, 0, 50, false)}));
         const QImage sky = Render(view, c.width);
         const int r = view.GetRadius();
         const int h = r / 11;
@@ -251,11 +263,127 @@ TEST_F(InstrumentsTest, LabelsOnlyWhereTheyRead)
     }
 }
 
+// Each system's shape, told from the disc by a probe inside it where a disc is not, and one
+// outside where a disc is inside; offsets in disc radii from the marker's centre. No labels.
+TEST_F(InstrumentsTest, EachSystemHasItsShape)
+{
+    struct Case {
+        GnssSystem system;
+        double inX, inY, outX, outY;
+        const char *legend;
+    };
+    const Case cases[] = {
+        {GnssSystem::GPS, 0, -1.0, 0.8, 0.8, "GPS: the disc, no corners"},
+        {GnssSystem::GLONASS, 0.8, 0.8, 0, -1.0, "GLONASS: a square's corner"},
+        {GnssSystem::Galileo, 1.15, 0, 0.7, 0.7, "Galileo: a diamond, sides cut"},
+        {GnssSystem::BeiDou, 0, -1.3, 0, 0.95, "BeiDou: apex up, flat base"},
+        {GnssSystem::QZSS, 0, 1.3, 0, -0.95, "QZSS: apex down"},
+        {GnssSystem::SBAS, 0.95, 0, 0, -0.97, "SBAS: a hexagon, flat on top"},
+        {GnssSystem::NavIC, 0, -1.3, 0.56, -0.77, "NavIC: a star's point and notch"},
+    };
+    for (const Case &c : cases) {
+        SCOPED_TRACE(c.legend);
+        CSatelliteView view;
+        view.SetDesignWidth(80);
+        view.SetSatellites(Sky(1, 2,
+                               {Satellite(7, 45, 15, 50, false, c.system),
+                                Satellite(9, 20, 200, 50, false, GnssSystem::Unknown)}));
+        const QImage image = Render(view, 320);
+        const int r = view.GetRadius();
+        const double h = r / 11;
+        const CPoint at = SkyOffset(45, 15, r);
+        const auto probe = [&](double dx, double dy) {
+            return image.pixelColor(r + at.x + RoundHalfUp(dx * h), r + at.y + RoundHalfUp(dy * h));
+        };
+        EXPECT_FALSE(Near(probe(c.inX, c.inY), Qt::white, 30));
+        EXPECT_EQ(probe(c.outX, c.outY), QColor(Qt::white));
+    }
+}
+
+// The square's edge, from the outside in: the used outline or the system's rim, then the rim.
+TEST_F(InstrumentsTest, SystemRimInsideTheUsedOutline)
+{
+    const CRgb rgb = SkyMarkerStyleOf(GnssSystem::GLONASS).colour;
+    const QColor rim(rgb.r, rgb.g, rgb.b);
+    struct Case {
+        bool used;
+        int rimAt; // pixels above the centre
+        const char *legend;
+    };
+    const Case cases[] = {
+        {false, 12, "unused: the rim on the outermost pixels"},
+        {true, 10, "used: two pixels of outline, the rim within"},
+    };
+    for (const Case &c : cases) {
+        SCOPED_TRACE(c.legend);
+        CSatelliteView view;
+        view.SetDesignWidth(80);
+        view.SetSatellites(Sky(1, 1, {Satellite(7, 90, 0, 50, c.used, GnssSystem::GLONASS)}));
+        const QImage image = Render(view, 320);
+        const int r = view.GetRadius(); // 159: a half side of 13.5 pixels
+        const int x = r + 3;            // off the north spoke
+        EXPECT_EQ(image.pixelColor(x, r - 14), QColor(Qt::white));
+        const QColor edge = image.pixelColor(x, r - 13);
+        EXPECT_TRUE(c.used ? Dark(edge) : Near(edge, rim, 10)) << edge.name().toStdString();
+        EXPECT_TRUE(Near(image.pixelColor(x, r - c.rimAt), rim, 10));
+        EXPECT_EQ(image.pixelColor(x, r - 7), QColor(0, 255, 0));
+    }
+}
+
+// A legend entry per system, one to a corner in reading order, where the labels read; a GPS
+// sky, read with all systems or not, draws as it always has.
+TEST_F(InstrumentsTest, LegendNamesTheSystemsInTheCorners)
+{
+    struct Case {
+        std::vector<GnssSystem> systems;
+        int width;
+        bool legend;
+        const char *text;
+    };
+    const Case cases[] = {
+        {{GnssSystem::GPS}, 160, false, "GPS alone: none"},
+        {{GnssSystem::GLONASS}, 160, true, "GLONASS alone"},
+        {{GnssSystem::GPS, GnssSystem::Galileo}, 160, true, "two systems"},
+        {{GnssSystem::GPS, GnssSystem::Galileo}, 100, false, "too small to read"},
+    };
+    for (const Case &c : cases) {
+        SCOPED_TRACE(c.text);
+        CSkyView sky = Sky(0, 0, {});
+        for (const GnssSystem system : c.systems) {
+            sky.satellites.push_back(Satellite(7, 90, 0, 50, false, system));
+            sky.systems.push_back({system, 0, 1});
+        }
+        CSatelliteView view;
+        view.SetSatellites(sky);
+        const QImage image = Render(view, c.width);
+        const int r = view.GetRadius();
+        // The top corners, outside the sky.
+        const QRect corners[] = {QRect(0, 0, r / 2, r / 6), QRect(2 * r - r / 2, 0, r / 2, r / 6)};
+        for (std::size_t i = 0; i < std::size(corners); ++i) {
+            bool text = false, glyph = false;
+            const CRgb rgb = SkyMarkerStyleOf(c.systems[std::min(i, c.systems.size() - 1)]).colour;
+            for (int y = corners[i].top(); y <= corners[i].bottom(); ++y)
+                for (int x = corners[i].left(); x <= corners[i].right(); ++x) {
+                    text = text || Dark(image.pixelColor(x, y));
+                    glyph = glyph || Near(image.pixelColor(x, y), QColor(rgb.r, rgb.g, rgb.b), 10);
+                }
+            const bool entry = c.legend && i < c.systems.size();
+            EXPECT_EQ(text, entry) << "corner " << i;
+            EXPECT_EQ(glyph, entry) << "corner " << i;
+        }
+        if (c.systems.size() == 1 && c.systems.front() == GnssSystem::GPS) {
+            CSatelliteView classic;
+            classic.SetSatellites(Sky(0, 1, {Satellite(7, 90, 0, 50, false)}));
+            EXPECT_EQ(image, Render(classic, c.width));
+        }
+    }
+}
+
 TEST_F(InstrumentsTest, SatelliteCountAndLabelModes)
 {
     CSatelliteView view;
     EXPECT_EQ(Menu(view), "Signal To Noise Ratio | Pseudo Random Noise ID | No Satellites in view");
-    view.SetSatellites({7, 11, {}});
+    view.SetSatellites(Sky(7, 11, {}));
     EXPECT_EQ(view.GetValueText(), "7 of 11 sats in use");
     view.Reset();
     EXPECT_EQ(view.GetValueText(), "No Satellites in view");
