@@ -21,8 +21,9 @@ constexpr double kSectionGap = 4.0;
 constexpr double kMargin = 4.0;
 constexpr double kValueColumn = 112.0;
 constexpr double kFontPixels = 11.0;
-// Enough for the tallest page: UTM adds no rows, so four sections of at most three rows.
-constexpr double kDesignHeight = 4 * (kCaptionHeight + 3 * kRowHeight + kSectionGap) + kMargin;
+// Four sections of three rows fit at the least; the rows per satellite system grow the page,
+// which is then drawn smaller rather than cut off.
+constexpr std::size_t kDesignRows = 3;
 
 struct Colors {
     QColor background, caption, captionText, label, value;
@@ -115,7 +116,11 @@ void CGPSData::Render(QPainter &painter, QSize size) const
 {
     const Colors colors = PageColors(m_night);
     painter.fillRect(QRect(QPoint(0, 0), size), colors.background);
-    const double scale = std::min(size.width() / kDesignWidth, size.height() / kDesignHeight);
+    double designHeight = kMargin;
+    for (const CDataRows &rows : m_rows)
+        designHeight += kCaptionHeight + kSectionGap
+                        + static_cast<double>(std::max(rows.size(), kDesignRows)) * kRowHeight;
+    const double scale = std::min(size.width() / kDesignWidth, size.height() / designHeight);
     painter.save();
     painter.scale(scale, scale);
     painter.setRenderHint(QPainter::TextAntialiasing);
