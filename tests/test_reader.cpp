@@ -88,6 +88,7 @@ TEST(ReaderOnPort, LinesArriveByteExact)
         std::string sent;
         std::vector<std::string> lines;
         const char *legend;
+        GnssMode mode = GnssMode::GpsOnly;
     } cases[] = {
         {"$GPGGA\r\n\xff\x80\r\n", {"$GPGGA\r\n", "\xff\x80\r\n"}, "bytes above 0x7F unchanged"},
         {"\n", {"\n"}, "a lone line feed is a line"},
@@ -95,11 +96,17 @@ TEST(ReaderOnPort, LinesArriveByteExact)
         {s82 + "\r\n", {s82, "\r\n"}, "82 bytes without a line feed end a line"},
         {std::string(200, 'b') + "\n", {s82, s82, std::string(36, 'b') + "\n"}, "long line split"},
         {std::string("$GP\0\0VTG\r\n", 10), {"$GPVTG\r\n"}, "the port discards NUL bytes"},
+        {"$" + std::string(300, 'b') + "\n$GNGGA\n",
+         {"$GNGGA\n"},
+         "all systems: long dropped",
+         GnssMode::AllSystems},
+        {"$$GNGSA\r\r\n", {"$", "$GNGSA\r\r\n"}, "all systems: cut at '$'", GnssMode::AllSystems},
     };
     for (const auto &c : cases) {
         SCOPED_TRACE(c.legend);
         CPtyPair pty;
         CConsumerLoop loop;
+        loop.source.SetGnssMode(c.mode);
         std::string error;
         ASSERT_TRUE(loop.source.OpenPort(pty.SlavePath(), 4800, error)) << error;
         ASSERT_TRUE(pty.Send(c.sent));
