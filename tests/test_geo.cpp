@@ -13,6 +13,7 @@ namespace
 {
 
 constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
+constexpr double kInf = std::numeric_limits<double>::infinity();
 
 // One millimetre on the ground, in degrees of latitude.
 constexpr double kMillimetreDegrees = 0.001 / 111320.0;
@@ -42,8 +43,17 @@ TEST(CoordinateFormat, AnglesAndPositions)
          "zero is south and west"},
         {CGeoPosition(1e-9, 1e-9, 0.0), CoordinateFormat::DD, " ", "00.000000 N 00.000000 E",
          "tiny, north"},
-        {CGeoPosition(kNaN, kNaN, 0.0), CoordinateFormat::DD, " ", "      nan S       nan W",
-         "NaN"},
+        {CGeoPosition(kNaN, kNaN, 0.0), CoordinateFormat::DD, " ", "--- ---", "NaN: no number"},
+        {CGeoPosition(48.5, kInf, 0.0), CoordinateFormat::DDMM, " : ", "4830.0000 N : ---",
+         "infinity"},
+        {CGeoPosition(-kInf, 11.5, 0.0), CoordinateFormat::DDMMSS, " ", "--- 113000.00 E",
+         "minus infinity"},
+        {CGeoPosition(kNaN, 11.5, 0.0), CoordinateFormat::UTM, " ", "---", "UTM of NaN"},
+        {CGeoPosition(48.0, kInf, 0.0), CoordinateFormat::UTM, " ", "---", "UTM of infinity"},
+        {CGeoPosition(91.0, 11.5, 0.0), CoordinateFormat::UTM, " ", "---", "UTM beyond a pole"},
+        {CGeoPosition(48.0, -200.0, 0.0), CoordinateFormat::UTM, " ", "---", "UTM beyond -180"},
+        {CGeoPosition(0.0, 180.0, 0.0), CoordinateFormat::UTM, " ", "166021.44 0.00 1N",
+         "UTM at 180: zone 1, as at -180"},
         {munich, CoordinateFormat::UTM, " ", "687299.60 5332401.25 32U",
          "UTM easting, northing, zone"},
         {CGeoPosition(), CoordinateFormat::UTM, " ", "166021.44 0.00 31N", "UTM at the origin"},

@@ -14,6 +14,7 @@ namespace
 {
 
 constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
+constexpr double kInf = std::numeric_limits<double>::infinity();
 constexpr std::int32_t kNowhere = std::numeric_limits<std::int32_t>::min();
 
 CPositionPair Pair(std::string name, std::int32_t x, std::int32_t y, double lat, double lon)
@@ -241,25 +242,89 @@ TEST(MapCalibration, PositionsAndPixels)
     EXPECT_EQ(back, CGeoPosition(47.5, 11.5, 99.0)) << "exactly; the height untouched";
 }
 
-TEST(MapCalibration, DegeneratePairsContainNothing)
+TEST(MapCalibration, PairsWithoutScaleLeaveTheMapUncalibrated)
 {
     const struct {
         CPositionPair a, b;
         const char *legend;
     } cases[] = {
         {Pair("A", 0, 0, 48.0, 11.0), Pair("B", 1000, 800, 47.0, 11.0), "equal longitudes"},
-        {Pair("A", 0, 0, 48.0, 11.0), Pair("B", 0, 0, 48.0, 11.0), "the same pair twice"},
+        {Pair("A", 0, 0, 48.0, 11.0), Pair("B", 1000, 800, 48.0, 12.0), "equal latitudes"},
+        {Pair("A", 0, 0, 48.0, 11.0), Pair("B", 0, 800, 47.0, 12.0), "the same column"},
+        {Pair("A", 0, 0, 48.0, 11.0), Pair("B", 1000, 0, 47.0, 12.0), "the same row"},
+        {Pair("A", 0, 0, 1.0, 1.0), Pair("B", 0, 0, 1.0, 1.0), "the same pair twice"},
         {Pair("A", 0, 0, kNaN, 11.0), Pair("B", 1000, 800, 47.0, 12.0), "a NaN latitude"},
+        {Pair("A", 0, 0, 48.0, 11.0), Pair("B", 1000, 800, 47.0, kInf), "an infinite longitude"},
         {Pair("A", kNowhere, kNowhere, 48.0, 11.0), Pair("B", 2147483647, 2147483647, 48.0, 11.0),
          "pixels 2^32 apart, equal positions (a fuzzer's find)"},
+        {Pair("A", 0, 0, 48.0, 0.0), Pair("B", 1, 1, 47.0, 1e-320),
+         "longitudes a denormal apart: an infinite scale"},
     };
     for (const auto &c : cases) {
         SCOPED_TRACE(c.legend);
-        const CMapInfo map = Map("d", {c.a, c.b});
-        EXPECT_TRUE(map.IsCalibrated());
-        EXPECT_FALSE(std::isfinite(map.m_xScale) && std::isfinite(map.m_yScale));
-        for (const CGeoPosition &p : {CGeoPosition(48.0, 11.0, 0.0), CGeoPosition(47.5, 11.5, 0.0)})
-            EXPECT_FALSE(map.ContainsPosition(p));
+        CMapInfo map = Example(); // a working transform that must not stay
+        map.m_pairs = {c.a, c.b};
+        EXPECT_FALSE(map.Calibrate());
+        EXPECT_FALSE(map.IsCalibrated());
+        EXPECT_EQ(map.m_xScale, 0.0);
+        EXPECT_EQ(map.m_yScale, 0.0);
+        EXPECT_EQ(map.m_originLongitude, 0.0);
+        EXPECT_EQ(map.m_originLatitude, 0.0);
+        EXPECT_NE(CalibrationProblem(map.m_pairs), "");
+        CMapPoint pixel{7, 7};
+        EXPECT_FALSE(map.PositionToPixel(CGeoPosition(48.0, 11.0, 0.0), pixel));
+        EXPECT_EQ(pixel, (CMapPoint{7, 7}));
+        EXPECT_FALSE(map.ContainsPosition(CGeoPosition(48.0, 11.0, 0.0)));
+        EXPECT_EQ(SelectMapForPosition({map}, CGeoPosition(48.0, 11.0, 0.0)), -1);
+        // A database holding such a map reads it as uncalibrated, and writes it so.
+        CMapList back;
+        ASSERT_TRUE(DecodeMaps(EncodeMaps({map}), back));
+        ASSERT_EQ(back.size(), 1u);
+        EXPECT_FALSE(back[0].IsCalibrated());
+    }
+    EXPECT_EQ(CalibrationProblem(Example().m_pairs), "");
+    EXPECT_EQ(CalibrationProblem({Pair("A", 0, 0, 48.0, 11.0)}), "") << "one pair: uncalibrated";
+}
+
+// A sheet from 170° E across the antimeridian to 170° W, 1000 pixels wide (50 per degree).
+TEST(MapCalibration, AcrossTheAntimeridian)
+{
+    const struct {
+        std::vector<CPositionPair> pairs;
+        const char *legend;
+    } maps[] = {
+        {{Pair("W", 0, 0, 10.0, 170.0), Pair("E", 1000, 500, 0.0, 190.0)}, "east edge as 190"},
+        {{Pair("W", 0, 0, 10.0, 170.0), Pair("E", 1000, 500, 0.0, -170.0)}, "east edge as -170"},
+        {{Pair("E", 1000, 500, 0.0, -170.0), Pair("W", 0, 0, 10.0, 170.0)}, "east point first"},
+    };
+    const struct {
+        double lon;
+        std::int32_t x;
+        bool contains;
+    } positions[] = {
+        {170.0, 0, true},      {175.0, 250, true},  {180.0, 500, true},
+        {-180.0, 500, true},   {-175.0, 750, true}, {-170.0, 1000, true},
+        {-169.0, 1050, false}, {169.0, -50, false}, {0.0, -8500, false},
+    };
+    for (const auto &m : maps) {
+        SCOPED_TRACE(m.legend);
+        const CMapInfo map = Map("dateline", m.pairs, 1000, 500);
+        ASSERT_TRUE(map.IsCalibrated());
+        EXPECT_EQ(map.m_xScale, 50.0);
+        for (const auto &p : positions) {
+            SCOPED_TRACE(p.lon);
+            const CGeoPosition position(5.0, p.lon, 0.0);
+            CMapPoint pixel;
+            ASSERT_TRUE(map.PositionToPixel(position, pixel));
+            EXPECT_EQ(pixel.x, p.x);
+            EXPECT_EQ(map.ContainsPosition(position), p.contains);
+            EXPECT_EQ(SelectMapForPosition({Example(), map}, position), p.contains ? 1 : -1);
+        }
+        CGeoPosition back;
+        ASSERT_TRUE(map.PixelToPosition({750, 250}, back));
+        EXPECT_EQ(back.m_longitude, -175.0) << "shown as a longitude of the earth";
+        ASSERT_TRUE(map.PixelToPosition({250, 250}, back));
+        EXPECT_EQ(back.m_longitude, 175.0);
     }
 }
 

@@ -127,6 +127,56 @@ int Fail(const QString &message)
     return 2;
 }
 
+// Qt's own options as QApplication takes them out of the command line, with how many values
+// follow each: the command line is read before QApplication exists, so they are left to it.
+QStringList WithoutToolkitOptions(const QStringList &arguments)
+{
+    static const QStringList valued = {QStringLiteral("platform"),
+                                       QStringLiteral("platformpluginpath"),
+                                       QStringLiteral("platformtheme"),
+                                       QStringLiteral("plugin"),
+                                       QStringLiteral("qwindowgeometry"),
+                                       QStringLiteral("geometry"),
+                                       QStringLiteral("qwindowicon"),
+                                       QStringLiteral("icon"),
+                                       QStringLiteral("qwindowtitle"),
+                                       QStringLiteral("title"),
+                                       QStringLiteral("name"),
+                                       QStringLiteral("display"),
+                                       QStringLiteral("session"),
+                                       QStringLiteral("style"),
+                                       QStringLiteral("stylesheet")};
+    static const QStringList flags = {QStringLiteral("reverse"),     QStringLiteral("widgetcount"),
+                                      QStringLiteral("testability"), QStringLiteral("nograb"),
+                                      QStringLiteral("dograb"),      QStringLiteral("sync")};
+    QStringList kept;
+    for (qsizetype i = 0; i < arguments.size(); ++i) {
+        const QString &a = arguments[i];
+        if (i == 0 || !a.startsWith(QLatin1Char('-')) || a == QStringLiteral("--")) {
+            kept << a;
+            if (a == QStringLiteral("--") && i > 0) {
+                kept << arguments.mid(i + 1);
+                break;
+            }
+            continue;
+        }
+        QString name = a.mid(a.startsWith(QStringLiteral("--")) ? 2 : 1);
+        const qsizetype equals = name.indexOf(QLatin1Char('='));
+        if (equals >= 0) {
+            name.truncate(equals);
+            if (valued.contains(name) || name == QStringLiteral("qmljsdebugger"))
+                continue;
+        } else if (valued.contains(name) && i + 1 < arguments.size()) {
+            ++i;
+            continue;
+        } else if (flags.contains(name)) {
+            continue;
+        }
+        kept << a;
+    }
+    return kept;
+}
+
 // Settings that cannot be used are left alone; say so once, and that nothing will be kept.
 void TellSettingsProblem(QWidget *parent)
 {
@@ -159,12 +209,11 @@ int CVeloranApp::Run(int argc, char **argv)
     // Past a file size limit a write fails with EFBIG like any other, instead of killing us
     // with half a line in the log.
     std::signal(SIGXFSZ, SIG_IGN);
-    QApplication app(argc, argv);
-    QApplication::setApplicationName(QStringLiteral("veloran"));
-    QApplication::setApplicationDisplayName(QStringLiteral("Veloran"));
-    QApplication::setApplicationVersion(QStringLiteral(VELORAN_VERSION));
-    QApplication::setDesktopFileName(QStringLiteral("veloran"));
+    QCoreApplication::setApplicationName(QStringLiteral("veloran"));
+    QCoreApplication::setApplicationVersion(QStringLiteral(VELORAN_VERSION));
 
+    // Read before QApplication, which needs a display: help, version and a bad command line
+    // are answered without one.
     QCommandLineParser parser;
     parser.setApplicationDescription(QStringLiteral("GPS dashboard for NMEA 0183 receivers."));
     parser.addHelpOption();
@@ -213,7 +262,22 @@ int CVeloranApp::Run(int argc, char **argv)
     startupProbe.setFlags(QCommandLineOption::HiddenFromHelp);
     parser.addOptions({demo, replay, replayDelay, port, connect, record, page, screenshot,
                        quitAfterReplay, configDir, dataDir, gnss, startupProbe});
-    parser.process(app);
+    QStringList arguments;
+    for (int i = 0; i < argc; ++i)
+        arguments << QString::fromLocal8Bit(argv[i]);
+    if (!parser.parse(WithoutToolkitOptions(arguments)))
+        return Fail(parser.errorText() + QStringLiteral(" (try --help)"));
+    if (parser.isSet(QStringLiteral("help"))
+        || parser.optionNames().contains(QStringLiteral("help-all"))) {
+        std::fputs(qPrintable(parser.helpText().replace(QStringLiteral("<executable_name>"),
+                                                        QStringLiteral("veloran"))),
+                   stdout);
+        return std::fflush(stdout) == 0 && !std::ferror(stdout) ? 0 : 1;
+    }
+    if (parser.isSet(QStringLiteral("version"))) {
+        std::printf("veloran %s\n", VELORAN_VERSION);
+        return std::fflush(stdout) == 0 && !std::ferror(stdout) ? 0 : 1;
+    }
     if (!parser.positionalArguments().isEmpty())
         return Fail(QStringLiteral("unexpected argument '%1' (try --help)")
                         .arg(parser.positionalArguments().first()));
@@ -226,8 +290,6 @@ int CVeloranApp::Run(int argc, char **argv)
     CStartOptions options;
     options.demo = parser.isSet(demo);
     options.replay = parser.value(replay);
-    if (options.demo && options.replay.isEmpty())
-        options.replay = DemoLogPath();
     if (parser.isSet(replayDelay)) {
         bool ok = false;
         const uint delay = parser.value(replayDelay).toUInt(&ok);
@@ -250,11 +312,17 @@ int CVeloranApp::Run(int argc, char **argv)
     }
     options.screenshot = parser.value(screenshot);
     options.quitAfterReplay = parser.isSet(quitAfterReplay);
-    if (!options.replay.isEmpty() && options.connect)
+    if ((!options.replay.isEmpty() || options.demo) && options.connect)
         return Fail(QStringLiteral("--connect and a replay cannot run together"));
 
     // Nobody is there to click a box away: errors go to standard error and the exit status.
     SetUnattended(options.quitAfterReplay || !options.screenshot.isEmpty());
+
+    QApplication app(argc, argv);
+    QApplication::setApplicationDisplayName(QStringLiteral("Veloran"));
+    QApplication::setDesktopFileName(QStringLiteral("veloran"));
+    if (options.demo && options.replay.isEmpty())
+        options.replay = DemoLogPath(); // found beside the program
 
     CSettingsKey::SetConfigDirectory(parser.value(configDir).toStdString());
     SetDataDirectory(parser.value(dataDir));

@@ -1,5 +1,6 @@
 #include "Cli.h"
 #include "geo/CoordinateFormat.h"
+#include "geo/CoordinateRange.h"
 #include "geo/Distance.h"
 #include "nmea/GeoPosition.h"
 
@@ -28,11 +29,11 @@ bool ReadPosition(std::string_view latText, std::string_view lonText, CGeoPositi
 {
     double lat = 0.0;
     double lon = 0.0;
-    if (!ParseNumberArgument(latText, lat) || std::fabs(lat) > 90.0) {
+    if (!ParseNumberArgument(latText, lat) || !IsValidLatitude(lat)) {
         error = "bad latitude '" + std::string(latText) + "' (decimal degrees, -90 to 90)";
         return false;
     }
-    if (!ParseNumberArgument(lonText, lon) || std::fabs(lon) > 180.0) {
+    if (!ParseNumberArgument(lonText, lon) || !IsValidLongitude(lon)) {
         error = "bad longitude '" + std::string(lonText) + "' (decimal degrees, -180 to 180)";
         return false;
     }

@@ -2,6 +2,7 @@
 #include "CliDatabase.h"
 #include "JsonDump.h"
 #include "app/DataDirectory.h"
+#include "geo/CoordinateRange.h"
 #include "maps/CalibrationImport.h"
 #include "maps/MapDatabase.h"
 #include "maps/MapPageModel.h"
@@ -104,8 +105,7 @@ bool ParseRef(std::string_view text, CPositionPair &pair)
     if (!SplitComma(text.substr(first + 1, second - first - 1), x, y)
         || !SplitComma(text.substr(second + 1), lat, lon) || !ParseInt32(x, pair.m_point.x)
         || !ParseInt32(y, pair.m_point.y) || !ParseNumberArgument(lat, latitude)
-        || !ParseNumberArgument(lon, longitude) || std::fabs(latitude) > 90.0
-        || std::fabs(longitude) > 180.0)
+        || !ParseNumberArgument(lon, longitude) || !IsValidCoordinate(latitude, longitude))
         return false;
     pair.m_name = std::string(text.substr(0, first));
     pair.m_position = CGeoPosition(latitude, longitude, 0.0);
@@ -149,7 +149,8 @@ int ParseOptions(const std::vector<std::string_view> &args, COptions &options)
             CPositionPair pair;
             if (!ParseRef(*ref, pair))
                 return UsageError("maps add: bad --ref '" + *ref
-                                  + "' (NAME:X,Y:LAT,LON, whole pixels, degrees)");
+                                  + "' (NAME:X,Y:LAT,LON, whole pixels, latitude -90 to 90, "
+                                    "longitude -180 to 180)");
             options.refs.push_back(std::move(pair));
         } else if (a == "--calibration" && command == "add") {
             options.calibration = value("a calibration file");
@@ -185,6 +186,8 @@ int ParseOptions(const std::vector<std::string_view> &args, COptions &options)
         return UsageError("maps: --db and --data-dir exclude each other");
     if (options.calibration && !options.refs.empty())
         return UsageError("maps add: --ref and --calibration exclude each other");
+    if (const std::string problem = CalibrationProblem(options.refs); !problem.empty())
+        return UsageError("maps add: " + problem + ": they give no scale");
     const std::size_t expected = command == "list" ? 0 : command == "locate" ? 2 : 1;
     if (options.arguments.size() != expected) {
         static const char *const kWhat[] = {"no argument", "IMAGE", "LAT and LON", "LOG"};
@@ -280,6 +283,8 @@ int Add(const COptions &options)
             ImportCalibrationFile(*options.calibration, size.width(), size.height());
         if (!import.ok)
             return FileError("cannot import the calibration", *options.calibration, import.error);
+        if (const std::string problem = CalibrationProblem(import.pairs); !problem.empty())
+            return FileError("cannot import the calibration", *options.calibration, problem);
         pairs = std::move(import.pairs);
         fit = FormatC("calibration: %d points, worst misfit %.2f pixels, %.1f m\n",
                       import.sourcePoints, import.maxErrorPixels, import.maxErrorMetres);
@@ -317,6 +322,8 @@ int Locate(const COptions &options)
     if (!ParseNumberArgument(options.arguments[0], lat)
         || !ParseNumberArgument(options.arguments[1], lon))
         return UsageError("maps locate: LAT and LON must be numbers");
+    if (!IsValidCoordinate(lat, lon))
+        return UsageError("maps locate: LAT must lie in -90..90 and LON in -180..180");
     CDatabase database;
     if (const int status = database.Open(options); status != kExitOk)
         return status;

@@ -1,5 +1,6 @@
 #include "geo/CoordinateFields.h"
 
+#include "geo/CoordinateRange.h"
 #include "geo/UTM.h"
 #include "nmea/Numbers.h"
 
@@ -52,20 +53,43 @@ CCoordinateFields CoordinateFieldsOf(const CGeoPosition &position, CoordinateFor
     return fields;
 }
 
+namespace
+{
+
+// The position the texts make, or the message why they make none.
+const char *Read(const CCoordinateFields &fields, CoordinateFormat format, CGeoPosition &position)
+{
+    CGeoPosition typed = position;
+    if (format != CoordinateFormat::UTM) {
+        ParsePosition(typed, fields.m_longitude, fields.m_longitudeHemisphere, fields.m_latitude,
+                      fields.m_latitudeHemisphere, format);
+    } else {
+        double northing = 0.0;
+        double easting = 0.0;
+        std::string zone;
+        if (ScanDouble(fields.m_latitude, northing) != 1
+            || ScanDouble(fields.m_longitude, easting) != 1 || !std::isfinite(northing)
+            || !std::isfinite(easting) || !ReadZone(fields.m_zone, zone))
+            return kUnreadableUtmMessage;
+        UTMToLatLon(typed, northing, easting, zone);
+    }
+    if (!IsValidPosition(typed))
+        return kCoordinateRangeMessage;
+    position = typed;
+    return nullptr;
+}
+
+} // namespace
+
 bool ReadCoordinateFields(const CCoordinateFields &fields, CoordinateFormat format,
                           CGeoPosition &position)
 {
-    if (format != CoordinateFormat::UTM) {
-        ParsePosition(position, fields.m_longitude, fields.m_longitudeHemisphere, fields.m_latitude,
-                      fields.m_latitudeHemisphere, format);
-        return true;
-    }
-    double northing = 0.0;
-    double easting = 0.0;
-    std::string zone;
-    if (ScanDouble(fields.m_latitude, northing) != 1 || ScanDouble(fields.m_longitude, easting) != 1
-        || !std::isfinite(northing) || !std::isfinite(easting) || !ReadZone(fields.m_zone, zone))
-        return false;
-    UTMToLatLon(position, northing, easting, zone);
-    return true;
+    return Read(fields, format, position) == nullptr;
+}
+
+const char *CoordinateFieldsProblem(const CCoordinateFields &fields, CoordinateFormat format,
+                                    const CGeoPosition &position)
+{
+    CGeoPosition copy = position;
+    return Read(fields, format, copy);
 }

@@ -25,6 +25,19 @@ struct CCoordinateFields {
 
 /// Writes the typed coordinates into `position`. A DD, DDMM or DDMMSS text that is no number
 /// keeps its coordinate; in UTM an unreadable easting, northing or zone keeps the whole position,
-/// and the result is false.
+/// and the result is false. So does a position off the earth (a latitude beyond ±90, a
+/// longitude beyond ±180, NaN or infinity typed as text).
 bool ReadCoordinateFields(const CCoordinateFields &fields, CoordinateFormat format,
                           CGeoPosition &position);
+
+/// Why ReadCoordinateFields would keep the position, as a sentence for the user; nullptr when
+/// it would take the texts.
+[[nodiscard]] const char *CoordinateFieldsProblem(const CCoordinateFields &fields,
+                                                  CoordinateFormat format,
+                                                  const CGeoPosition &position);
+
+inline constexpr const char *kUnreadableUtmMessage =
+    "The easting, northing or zone cannot be read.";
+inline constexpr const char *kCoordinateRangeMessage =
+    "The latitude must lie between -90 and 90 degrees and the longitude between -180 and 180 "
+    "degrees.";

@@ -1,5 +1,6 @@
 #include "geo/CoordinateFormat.h"
 
+#include "geo/CoordinateRange.h"
 #include "geo/UTM.h"
 #include "nmea/Numbers.h"
 
@@ -36,6 +37,11 @@ void ParseCoordinate(double &coordinate, std::string_view text, int hemisphere,
 
 void FormatAngle(std::string &out, double value, CoordinateFormat format)
 {
+    if (!std::isfinite(value) && format >= CoordinateFormat::DD
+        && format <= CoordinateFormat::DDMMSS) {
+        out = kNoCoordinate;
+        return;
+    }
     // The sign is shown by the hemisphere suffix only.
     const double a = std::fabs(value);
     switch (format) {
@@ -67,7 +73,7 @@ std::string FormatLatitude(const CGeoPosition &position, CoordinateFormat format
     std::string text;
     FormatAngle(text, position.m_latitude, format);
     // Only values above 0.0 are north: 0.0 itself shows " S", as it always has.
-    if (withSuffix)
+    if (withSuffix && std::isfinite(position.m_latitude))
         text += position.m_latitude > 0.0 ? " N" : " S";
     return text;
 }
@@ -76,7 +82,7 @@ std::string FormatLongitude(const CGeoPosition &position, CoordinateFormat forma
 {
     std::string text;
     FormatAngle(text, position.m_longitude, format);
-    if (withSuffix)
+    if (withSuffix && std::isfinite(position.m_longitude))
         text += position.m_longitude > 0.0 ? " E" : " W";
     return text;
 }
@@ -87,6 +93,9 @@ std::string FormatPosition(const CGeoPosition &position, std::string_view separa
     // Callers hand over C strings; cut at a NUL so every format treats the separator alike.
     const std::string sep(separator.substr(0, separator.find('\0')));
     if (format == CoordinateFormat::UTM) {
+        // No zone holds a position off the earth; its number would be garbage.
+        if (!IsValidPosition(position))
+            return kNoCoordinate;
         double northing = 0.0;
         double easting = 0.0;
         std::string zone;

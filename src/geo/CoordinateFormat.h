@@ -24,7 +24,11 @@ enum class CoordinateFormat : int { DD = 1, DDMM = 2, DDMMSS = 3, UTM = 4 };
     return static_cast<int>(format);
 }
 
-/// Text of the absolute angle in DD, DDMM or DDMMSS notation; other formats leave `out` as it was.
+/// What a coordinate that is no number (or, in UTM, a position off the earth) shows.
+inline constexpr const char *kNoCoordinate = "---";
+
+/// Text of the absolute angle in DD, DDMM or DDMMSS notation, kNoCoordinate for NaN or an
+/// infinity (and no hemisphere suffix below); other formats leave `out` as it was.
 void FormatAngle(std::string &out, double value, CoordinateFormat format);
 
 /// Latitude angle text, with " N" (above 0.0) or " S" (0.0 and below) when withSuffix is set.
@@ -33,8 +37,8 @@ std::string FormatLatitude(const CGeoPosition &position, CoordinateFormat format
 /// Longitude angle text, with " E" (above 0.0) or " W" (0.0 and below) when withSuffix is set.
 std::string FormatLongitude(const CGeoPosition &position, CoordinateFormat format, bool withSuffix);
 
-/// Latitude, separator, longitude; in UTM easting, separator, northing, separator, zone. An
-/// unknown format gives the separator alone.
+/// Latitude, separator, longitude; in UTM easting, separator, northing, separator, zone, or
+/// kNoCoordinate for a position out of range. An unknown format gives the separator alone.
 std::string FormatPosition(const CGeoPosition &position, std::string_view separator,
                            CoordinateFormat format);
 

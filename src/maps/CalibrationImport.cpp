@@ -1,5 +1,6 @@
 #include "maps/CalibrationImport.h"
 
+#include "geo/CoordinateRange.h"
 #include "geo/Distance.h"
 #include "geo/GeoConstants.h"
 #include "geo/UTM.h"
@@ -199,6 +200,13 @@ CCalibrationImport Fit(const std::vector<CSample> &samples, int width, int heigh
     if (!finite || topLeft.m_latitude == bottomRight.m_latitude
         || topLeft.m_longitude == bottomRight.m_longitude)
         return Failure(noScaleError);
+    // The west edge on the earth, the east one at most once round it (past 180 across the
+    // antimeridian).
+    const double west = std::min(topLeft.m_longitude, bottomRight.m_longitude);
+    const double east = std::max(topLeft.m_longitude, bottomRight.m_longitude);
+    if (!IsValidLatitude(topLeft.m_latitude) || !IsValidLatitude(bottomRight.m_latitude)
+        || !IsValidLongitude(west) || east - west > 360.0)
+        return Failure("the map's corners lie off the earth");
 
     CCalibrationImport result;
     result.ok = true;

@@ -3,6 +3,7 @@
 #include "app/DataDirectory.h"
 #include "app/FileDialogs.h"
 #include "app/FormWidgets.h"
+#include "app/MessageBox.h"
 
 #include <QComboBox>
 #include <QDialogButtonBox>
@@ -193,7 +194,11 @@ void CReferencePointsDialog::OnSelectionChanged()
 
 void CReferencePointsDialog::OnAdd()
 {
-    ApplyPairFields(ReadFields(), m_format, m_edited);
+    const char *problem = nullptr;
+    if (!ApplyPairFields(ReadFields(), m_format, m_edited, &problem)) {
+        ShowError(this, QString::fromUtf8(problem));
+        return;
+    }
     m_pairs.insert(m_pairs.begin(), m_edited);
     auto *item = new QTreeWidgetItem;
     SetPairRow(*item, m_edited, m_format);
@@ -207,10 +212,25 @@ void CReferencePointsDialog::OnUpdate()
     QTreeWidgetItem *item = SelectedItem(*m_list);
     if (item == nullptr)
         return;
-    ApplyPairFields(ReadFields(), m_format, m_edited);
+    const char *problem = nullptr;
+    if (!ApplyPairFields(ReadFields(), m_format, m_edited, &problem)) {
+        ShowError(this, QString::fromUtf8(problem));
+        return;
+    }
     m_pairs[static_cast<std::size_t>(m_list->indexOfTopLevelItem(item))] = m_edited;
     SetPairRow(*item, m_edited, m_format);
     FitColumns(*m_list);
+}
+
+void CReferencePointsDialog::accept()
+{
+    // A map calibrated by such pairs would put every position nowhere.
+    if (const std::string problem = CalibrationProblem(m_pairs); !problem.empty()) {
+        ShowError(this, tr("These reference points cannot calibrate the map: %1.")
+                            .arg(QString::fromStdString(problem)));
+        return;
+    }
+    QDialog::accept();
 }
 
 void CReferencePointsDialog::OnRemove()

@@ -28,6 +28,8 @@ public:
 
     /// Newest first, as listed: calibration takes the first and the last.
     [[nodiscard]] std::vector<CPositionPair> GetPairs() const { return m_pairs; }
+    /// Refused, with a message, while the first and last pair give no scale.
+    void accept() override;
 
 private:
     void ShowFields(const CReferenceFields &fields);

@@ -22,15 +22,25 @@ public:
     std::vector<CPositionPair> m_pairs;
     std::string m_file;
 
-    /// More than one pair.
-    [[nodiscard]] bool IsCalibrated() const { return m_pairs.size() > 1; }
+    /// More than one pair, and a transform from them: pairs that cannot define a scale leave
+    /// the map uncalibrated.
+    [[nodiscard]] bool IsCalibrated() const
+    {
+        return m_pairs.size() > 1 && m_xScale != 0.0 && m_yScale != 0.0;
+    }
     /// Recomputes the transform from the first and the last pair; false (nothing changed) with
-    /// fewer than two. Equal longitudes or latitudes are not refused: the scale becomes
-    /// infinite or NaN and every position then lands on a pixel no map contains.
+    /// fewer than two. Pairs that give no usable scale (the same x, y, latitude or longitude at
+    /// both ends, a value that is no number) set all four values to 0 and give false.
+    ///
+    /// When the longitudes run the other way round from x and lie more than 180° apart, the map
+    /// crosses the antimeridian: the eastern point's longitude is taken 360° further east.
     bool Calibrate();
-    /// Truncates toward zero; false with `pixel` untouched when uncalibrated.
+    /// Truncates toward zero; false with `pixel` untouched when uncalibrated. On a map whose
+    /// longitudes run past 180, a longitude is taken 360° further east when that lies nearer
+    /// the map's middle.
     bool PositionToPixel(const CGeoPosition &position, CMapPoint &pixel) const;
-    /// Writes only latitude and longitude; false with `position` untouched when uncalibrated.
+    /// Writes only latitude and longitude, a longitude past 180 as its value in [-180, 180];
+    /// false with `position` untouched when uncalibrated.
     bool PixelToPosition(const CMapPoint &pixel, CGeoPosition &position) const;
     /// 0 ≤ x ≤ width and 0 ≤ y ≤ height, both bounds inclusive.
     [[nodiscard]] bool ContainsPosition(const CGeoPosition &position) const;
@@ -40,6 +50,10 @@ public:
 
 /// The map database in memory, in file order.
 using CMapList = std::vector<CMapInfo>;
+
+/// Why `pairs` cannot calibrate a map (their first and last pair give no scale), in a few words
+/// for the user; empty when they can or when there are fewer than two (simply uncalibrated).
+std::string CalibrationProblem(const std::vector<CPositionPair> &pairs);
 
 /// A double truncated toward zero into 32 bits. NaN and values beyond the range become
 /// INT32_MIN, a pixel left of every map.

@@ -18,8 +18,13 @@
 /// bytes. A last piece without a line feed at the end of the input is not a line.
 ///
 /// With all satellite systems a piece ends after its line feed or before a "$", which starts
-/// the next sentence; a piece longer than CNMEAFields::kMaxSentenceBytes (line end not counted)
-/// is dropped whole, never cut. Pieces are handed on with their length, NUL bytes included.
+/// the next sentence. Pieces are handed on with their length, NUL bytes included. A piece too
+/// long to keep is handed on in parts as it arrives, so a recording keeps every byte: the first
+/// part holds more than kSentenceRoom bytes and every later one starts without "$", so no
+/// part is ever taken for a sentence of its own (the parser refuses both).
+///
+/// GetRaw() gives, inside the sink, the bytes the line came from: in GPS-only mode the line
+/// may have been cut short by a NUL, the raw bytes never are.
 class CLineAssembler
 {
 public:
@@ -66,31 +71,34 @@ public:
             }
             std::memcpy(m_buffer.data() + m_count, bytes.data(), take);
             m_buffer[terminator] = '\0';
+            m_raw = std::string_view(m_buffer.data(), m_count + take);
             m_count = 0;
             bytes.remove_prefix(take);
             sink(std::string_view(m_buffer.data()));
         }
     }
 
-    /// Bytes of the unfinished line.
+    /// Bytes of the unfinished line not yet handed on.
     [[nodiscard]] std::size_t GetPending() const
     {
-        return m_mode == GnssMode::AllSystems ? m_sentence.size() + m_overflow : m_count;
+        return m_mode == GnssMode::AllSystems ? m_sentence.size() : m_count;
     }
     /// Drops the unfinished line (end of input, source closed).
     void DropPending()
     {
         m_count = 0;
         m_sentence.clear();
-        m_overflow = 0;
+        m_long = false;
     }
+    /// Inside the sink: every byte of the line being handed on, NUL bytes included.
+    [[nodiscard]] std::string_view GetRaw() const { return m_raw; }
+
+    /// All systems: more bytes than this without a line end or "$" are handed on in parts.
+    static constexpr std::size_t kSentenceRoom = CNMEAFields::kMaxSentenceBytes + 8;
     /// The line buffer as the last line left it; the reader's replay pacing looks at index 4.
     [[nodiscard]] const char *GetBuffer() const { return m_buffer.data(); }
 
 private:
-    // Room for the longest sentence and a few line-end bytes; beyond it the piece is dropped.
-    static constexpr std::size_t kSentenceRoom = CNMEAFields::kMaxSentenceBytes + 8;
-
     template <class Sink> void FeedSentences(std::string_view bytes, Sink &sink)
     {
         while (!bytes.empty()) {
@@ -98,49 +106,59 @@ private:
             while (end < bytes.size() && bytes[end] != '\n' && bytes[end] != '$')
                 ++end;
             if (end == bytes.size()) {
-                Append(bytes);
+                Append(bytes, sink);
                 return;
             }
             if (bytes[end] == '\n') {
-                Append(bytes.substr(0, end + 1));
-                Emit(sink);
+                Append(bytes.substr(0, end + 1), sink);
+                EndPiece(sink);
             } else {
-                Append(bytes.substr(0, end));
-                if (GetPending() != 0)
-                    Emit(sink);
-                Append("$");
+                Append(bytes.substr(0, end), sink);
+                EndPiece(sink);
+                Append("$", sink);
             }
             bytes.remove_prefix(end + 1);
         }
     }
 
-    void Append(std::string_view part)
+    template <class Sink> void Append(std::string_view part, Sink &sink)
     {
-        if (m_overflow == 0 && m_sentence.size() + part.size() <= kSentenceRoom) {
-            m_sentence.append(part);
+        if (part.empty())
+            return;
+        if (m_long) {
+            Hand(part, sink);
             return;
         }
-        m_overflow += m_sentence.size() + part.size();
+        m_sentence.append(part);
+        if (m_sentence.size() <= kSentenceRoom)
+            return;
+        // Too long for a sentence: what came so far goes as one part, longer than any sentence,
+        // and the rest follows as it arrives instead of piling up.
+        m_long = true;
+        Hand(m_sentence, sink);
         m_sentence.clear();
     }
 
-    template <class Sink> void Emit(Sink &sink)
+    template <class Sink> void EndPiece(Sink &sink)
     {
-        const std::string_view piece = m_sentence;
-        std::size_t body = piece.size();
-        while (body > 0 && (piece[body - 1] == '\n' || piece[body - 1] == '\r'))
-            --body;
-        if (m_overflow == 0 && body <= CNMEAFields::kMaxSentenceBytes)
-            sink(piece);
+        if (!m_sentence.empty())
+            Hand(m_sentence, sink);
         m_sentence.clear();
-        m_overflow = 0;
+        m_long = false;
+    }
+
+    template <class Sink> void Hand(std::string_view piece, Sink &sink)
+    {
+        m_raw = piece;
+        sink(piece);
     }
 
     GnssMode m_mode;
     std::array<char, kBufferBytes> m_buffer{};
     std::size_t m_count = 0;
-    std::string m_sentence;     // all systems: the piece so far
-    std::size_t m_overflow = 0; // all systems: bytes of a piece too long to keep
+    std::string m_sentence; // all systems: the piece so far
+    bool m_long = false;    // all systems: the piece is being handed on in parts
+    std::string_view m_raw;
 };
 
 /// All systems' replay pacing: true for the first GGA of each epoch, whatever its talker (a

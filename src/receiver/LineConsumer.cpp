@@ -1,7 +1,10 @@
 #include "receiver/LineConsumer.h"
 
-void CLineConsumer::HandleLine(std::string_view line)
+void CLineConsumer::HandleLine(std::string_view raw)
 {
+    // GPS only reads a line as the C string it always was: a NUL ends it. The log gets it all.
+    const std::string_view line =
+        m_parser.GetMode() == GnssMode::GpsOnly ? raw.substr(0, raw.find('\0')) : raw;
     const int type = m_parser.Parse(line);
     ++m_lines;
     ++m_counts[type >= 0 ? static_cast<std::size_t>(type) : kSentenceTypeCount];
@@ -20,7 +23,7 @@ void CLineConsumer::HandleLine(std::string_view line)
     // everything recorded the log is the received stream, and the next recorded sentence's "$"
     // cuts it again on replay.
     if (m_rules.ShouldRecord(type, groupIncomplete))
-        m_log.Write(line);
+        m_log.Write(raw);
 }
 
 void CLineConsumer::SetGnssMode(GnssMode mode)

@@ -19,7 +19,9 @@ public:
     using SentenceHook = std::function<void(int type, std::string_view line)>;
 
     void SetSentenceHook(SentenceHook hook) { m_hook = std::move(hook); }
-    void HandleLine(std::string_view line);
+    /// `raw` is the received line with every byte; GPS only parses it up to a NUL (the hook
+    /// gets that text too), the log gets it whole.
+    void HandleLine(std::string_view raw);
     /// Parser and recording pattern start afresh in `mode`.
     void SetGnssMode(GnssMode mode);
     /// After each batch of lines: the recorded ones go to the file.

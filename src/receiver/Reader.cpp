@@ -169,7 +169,8 @@ void RunReader(std::shared_ptr<CReaderSession> session)
                     return;
                 }
             }
-            batch.Add(line);
+            // Every byte goes on, for the recording; the parser reads the line as cut.
+            batch.Add(assembler.GetRaw());
         });
         if (!go || !HandOver(s, batch))
             break;

@@ -1,6 +1,7 @@
 #include "waypoints/WaypointDialogs.h"
 
 #include "app/FormWidgets.h"
+#include "app/MessageBox.h"
 
 #include <QApplication>
 #include <QComboBox>
@@ -237,9 +238,10 @@ void CWaypointEditDialog::OnSelectionChanged()
 void CWaypointEditDialog::OnAdd()
 {
     CWaypoint waypoint;
-    // Only a UTM text can be refused; a waypoint at a made-up position would be worse.
-    if (!ApplyFields(ReadFields(), m_format, waypoint)) {
-        QApplication::beep();
+    // A waypoint at a made-up position would be worse than none.
+    const char *problem = nullptr;
+    if (!ApplyFields(ReadFields(), m_format, waypoint, &problem)) {
+        ShowError(this, QString::fromUtf8(problem));
         return;
     }
     m_waypoints.insert(m_waypoints.begin(), waypoint);
@@ -264,8 +266,9 @@ void CWaypointEditDialog::OnUpdate()
     const int index = StoredIndex(item);
     CWaypoint &waypoint = m_waypoints[index];
     CWaypoint updated = waypoint;
-    if (!ApplyFields(ReadFields(), m_format, updated)) {
-        QApplication::beep();
+    const char *problem = nullptr;
+    if (!ApplyFields(ReadFields(), m_format, updated, &problem)) {
+        ShowError(this, QString::fromUtf8(problem));
         return;
     }
     waypoint = updated;

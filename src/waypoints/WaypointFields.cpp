@@ -33,12 +33,16 @@ CWaypointFields FieldsOfPosition(const CGeoPosition &position, CoordinateFormat 
     return FieldsOfWaypoint(waypoint, format);
 }
 
-bool ApplyFields(const CWaypointFields &fields, CoordinateFormat format, CWaypoint &waypoint)
+bool ApplyFields(const CWaypointFields &fields, CoordinateFormat format, CWaypoint &waypoint,
+                 const char **problem)
 {
     CCoordinateFields coordinates{fields.m_first, fields.m_firstHemisphere, fields.m_second,
                                   fields.m_secondHemisphere, fields.m_zone};
     if (format == CoordinateFormat::UTM)
         std::swap(coordinates.m_longitude, coordinates.m_latitude);
+    const char *why = CoordinateFieldsProblem(coordinates, format, waypoint.m_position);
+    if (problem != nullptr)
+        *problem = why;
     const bool positionRead = ReadCoordinateFields(coordinates, format, waypoint.m_position);
     waypoint.m_name = fields.m_name;
     // "nan" and "inf" scan as numbers, but no proximity test could ever use them.

@@ -35,8 +35,10 @@ struct CWaypointFields {
 
 /// Writes the form into `waypoint` ("Update", and "Add" on a default waypoint). A coordinate or
 /// radius text that is no number keeps the previous value; in UTM an unreadable northing,
-/// easting or zone keeps the whole position. Returns false when the position was kept that way.
-bool ApplyFields(const CWaypointFields &fields, CoordinateFormat format, CWaypoint &waypoint);
+/// easting or zone keeps the whole position, and so does a position off the earth. Returns
+/// false when the position was kept that way, with the reason for the user in `problem`.
+bool ApplyFields(const CWaypointFields &fields, CoordinateFormat format, CWaypoint &waypoint,
+                 const char **problem = nullptr);
 
 /// The "Name" and "Position" texts of a waypoint's list row.
 [[nodiscard]] std::pair<std::string, std::string> RowTexts(const CWaypoint &waypoint,
