@@ -49,7 +49,11 @@ endif()
 foreach(args "" "frob" "list;extra" "list;--bogus" "list;--db" "add" "add;map.png;--json"
              "add;map.png;--ref;A:0,0" "add;map.png;--ref;A:0,0:91,0" "add;map.png;--ref;A:0,x:1,1"
              "locate;48" "locate;48;x" "track" "track;${LOG};--map;-1" "list;--db;a;--data-dir;b"
-             "add;map.png;--calibration;map.pgw;--ref;a:0,0:1,1")
+             "add;map.png;--calibration;map.pgw;--ref;a:0,0:1,1"
+             "add;map.png;--ref;A:0,0:1,1;--ref;B:0,0:1,1" "add;map.png;--ref;A:0,0:1,1;--ref;B:9,0:2,2"
+             "add;map.png;--ref;A:0,0:1,1;--ref;B:9,9:1,2" "add;map.png;--ref;A:0,0:nan,1"
+             "add;map.png;--ref;A:0,0:1,180.5" "add;map.png;--ref;A:0,0:1e400,1" "locate;90.5;0"
+             "locate;0;-181" "locate;inf;0")
     run(2 ${args})
     execute_process(COMMAND "${CLI}" maps ${args} "" RESULT_VARIABLE got OUTPUT_QUIET ERROR_QUIET)
     if(NOT got EQUAL 2)
@@ -79,6 +83,18 @@ file(WRITE "${WORK}/map.pgw" "0.0002\n0\n0\n-0.000125\n11.5001\n48.1999375\n")
 run(0 add map.png --db "${WORK}/fitted.gdb" --calibration map.pgw)
 run(0 list --db "${WORK}/fitted.gdb")
 run(1 add map.png --db "${WORK}/fitted.gdb" --calibration map.png)
+
+# A KML box across the antimeridian: its longitudes run through 180, -175 lies on it.
+file(WRITE "${WORK}/dateline.kml" "<kml><GroundOverlay><LatLonBox><north>10</north><south>0</south>"
+     "<east>-170</east><west>170</west></LatLonBox></GroundOverlay></kml>\n")
+run(0 add map.png --db "${WORK}/dateline.gdb" --calibration dateline.kml)
+run(0 locate 5 -175 --db "${WORK}/dateline.gdb")
+run(0 locate 5 175 --db "${WORK}/dateline.gdb")
+run(0 locate 5 -169 --db "${WORK}/dateline.gdb")
+run(0 locate 5 180 --db "${WORK}/dateline.gdb")
+# ±180 are both the antimeridian; ±90 the poles.
+run(0 add map.png --db "${WORK}/edges.gdb" --ref "w:0,0:90,-180" --ref "e:1000,800:-90,180")
+run(0 locate -90 180 --db "${WORK}/edges.gdb")
 
 # Failures name the file and change nothing.
 file(COPY_FILE "${db}" "${WORK}/before.gdb")

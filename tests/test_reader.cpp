@@ -245,14 +245,14 @@ TEST(Replay, RecordsByteIdenticalOrThinnedByRates)
 
 // Garbage included, in both modes: everything recorded is the replayed file, byte for byte, and
 // the parser still sees what it always did (GPS only: a NUL ends the line; all systems: nothing
-// over 255 bytes).
+// over 255 bytes; the last bytes without a line end are no line).
 TEST(Replay, GarbageRecordsByteIdenticalInBothModes)
 {
     const std::string gga = "$GPGGA,123519,4807.038,N,01131.000,E,1,08,0.9,545.4,M,46.9,M,,*47\r\n";
     const std::string garbage = "$GPZZZ,12$" + std::string(300, 'x') + "\r\n" + gga + "$$$$"
                                 + std::string(700, '\r') + "\n" + std::string("$GP\0GGA,1\r\n", 12)
                                 + "$" + std::string(254, 'a') + "\r\n" + gga
-                                + std::string(100000, 'z') + "\n" + gga;
+                                + std::string(100000, 'z') + "\n" + gga + "$GPGGA,1,2";
     const std::string in = TempFile("garbage.nmea", garbage);
     for (const GnssMode mode : {GnssMode::AllSystems, GnssMode::GpsOnly}) {
         SCOPED_TRACE(mode == GnssMode::GpsOnly ? "GPS only" : "all systems");
@@ -262,6 +262,8 @@ TEST(Replay, GarbageRecordsByteIdenticalInBothModes)
         consumer.SetGnssMode(mode);
         loop.source.SetGnssMode(mode);
         loop.onLine = [&](std::string_view line) { consumer.HandleLine(line); };
+        loop.source.SetUnfinishedHandler(
+            [&](std::string_view bytes) { consumer.RecordUnfinished(bytes); });
         ASSERT_TRUE(consumer.m_log.Create(out));
         loop.source.SetReplayDelay(0);
         std::string error;

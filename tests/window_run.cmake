@@ -8,9 +8,8 @@ file(MAKE_DIRECTORY "${WORK}")
 set(common --config-dir "${WORK}/config" --data-dir "${WORK}/data")
 
 # All rates 1 and log-others on: the recording is the replayed log, byte for byte.
-# (faults.nmea is left out: its NUL bytes end their lines as received, by design.) Read both
-# ways: all systems cut lines at each "$" too, and record the pieces as they came.
-foreach(run demo:all demo:gps multi_gnss:all multi_gnss:gps multi_drive:all)
+# Read both ways: all systems cut lines at each "$" too, and record the pieces as they came.
+foreach(run demo:all demo:gps multi_gnss:all multi_gnss:gps multi_drive:all faults:all faults:gps)
     string(REPLACE ":" ";" run "${run}")
     list(GET run 0 log)
     list(GET run 1 gnss)

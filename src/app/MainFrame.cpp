@@ -129,6 +129,8 @@ CMainFrame::CMainFrame(QWidget *parent)
     LoadRecordingRules(m_consumer.m_rules);
     m_serialSettings.Load();
     m_source.SetBatchHandler([this] { m_consumer.EndOfBatch(); });
+    m_source.SetUnfinishedHandler(
+        [this](std::string_view bytes) { m_consumer.RecordUnfinished(bytes); });
     m_wake = new QSocketNotifier(m_source.GetWakeHandle(), QSocketNotifier::Read, this);
     connect(m_wake, &QSocketNotifier::activated, this, [this] { OnWake(); });
     m_sound = std::make_unique<CFixSound>();

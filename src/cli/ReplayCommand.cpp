@@ -208,6 +208,7 @@ int RunReplay(const std::vector<std::string_view> &args)
                            readError = errorCode;
                        });
     source.SetBatchHandler([&] { consumer.EndOfBatch(); });
+    source.SetUnfinishedHandler([&](std::string_view bytes) { consumer.RecordUnfinished(bytes); });
     source.SetReplayDelay(delay);
     source.SetGnssMode(mode);
     std::string alerts;

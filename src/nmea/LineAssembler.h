@@ -90,6 +90,12 @@ public:
         m_sentence.clear();
         m_long = false;
     }
+    /// The bytes of the unfinished line not yet handed on, NUL bytes included.
+    [[nodiscard]] std::string_view GetPendingBytes() const
+    {
+        return m_mode == GnssMode::AllSystems ? std::string_view(m_sentence)
+                                              : std::string_view(m_buffer.data(), m_count);
+    }
     /// Inside the sink: every byte of the line being handed on, NUL bytes included.
     [[nodiscard]] std::string_view GetRaw() const { return m_raw; }
 

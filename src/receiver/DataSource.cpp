@@ -194,6 +194,8 @@ void CDataSource::ProcessPending()
             break;
         m_onLine(batch.GetAt(i));
     }
+    if (!batch.GetUnfinished().empty() && m_onUnfinished && m_session == s)
+        m_onUnfinished(batch.GetUnfinished());
     if (!batch.IsEmpty() && m_onBatch)
         m_onBatch();
     {

@@ -94,6 +94,12 @@ public:
     /// Called at the end of every ProcessPending that handled lines: the moment to flush what
     /// the lines produced (the recording) before the reader goes on.
     void SetBatchHandler(std::function<void()> onBatch) { m_onBatch = std::move(onBatch); }
+    /// Gets a replay's last bytes when no line end follows them: not a line, nothing to parse,
+    /// but a recording of everything keeps them.
+    void SetUnfinishedHandler(LineHandler onUnfinished)
+    {
+        m_onUnfinished = std::move(onUnfinished);
+    }
 
     /// Readable while lines or an end of the source wait for ProcessPending.
     [[nodiscard]] int GetWakeHandle() const { return m_wakeFd; }
@@ -107,6 +113,7 @@ private:
     LineHandler m_onLine;
     ClosedHandler m_onClosed;
     std::function<void()> m_onBatch;
+    LineHandler m_onUnfinished;
     int m_wakeFd = -1;
     std::shared_ptr<std::atomic<unsigned>> m_replayDelay;
     std::shared_ptr<std::atomic<GnssMode>> m_gnssMode =

@@ -26,6 +26,12 @@ void CLineConsumer::HandleLine(std::string_view raw)
         m_log.Write(raw);
 }
 
+void CLineConsumer::RecordUnfinished(std::string_view bytes)
+{
+    if (m_log.IsOpen() && m_rules.GetLogOthers())
+        m_log.Write(bytes);
+}
+
 void CLineConsumer::SetGnssMode(GnssMode mode)
 {
     m_parser.SetMode(mode);

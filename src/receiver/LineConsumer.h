@@ -22,6 +22,8 @@ public:
     /// `raw` is the received line with every byte; GPS only parses it up to a NUL (the hook
     /// gets that text too), the log gets it whole.
     void HandleLine(std::string_view raw);
+    /// A replay's last bytes without a line end: recorded as any other line, never parsed.
+    void RecordUnfinished(std::string_view bytes);
     /// Parser and recording pattern start afresh in `mode`.
     void SetGnssMode(GnssMode mode);
     /// After each batch of lines: the recorded ones go to the file.

@@ -143,6 +143,14 @@ void RunReader(std::shared_ptr<CReaderSession> session)
             break;
         }
         if (n == 0) {
+            // The file's last bytes without a line end: no line, yet a recording of everything
+            // is the file itself.
+            if (assembler.GetPending() > 0) {
+                batch.AddUnfinished(assembler.GetPendingBytes());
+                assembler.DropPending();
+                if (!HandOver(s, batch))
+                    break;
+            }
             end(0); // end of the replay file
             break;
         }

@@ -23,12 +23,16 @@ public:
         m_bytes.append(line);
         m_ends.push_back(static_cast<std::uint32_t>(m_bytes.size()));
     }
+    /// A replay's last bytes, after its last line: no line, but the recording keeps them.
+    void AddUnfinished(std::string_view bytes) { m_unfinished.append(bytes); }
+    [[nodiscard]] std::string_view GetUnfinished() const { return m_unfinished; }
     void Clear()
     {
         m_bytes.clear();
         m_ends.clear();
+        m_unfinished.clear();
     }
-    [[nodiscard]] bool IsEmpty() const { return m_ends.empty(); }
+    [[nodiscard]] bool IsEmpty() const { return m_ends.empty() && m_unfinished.empty(); }
     [[nodiscard]] std::size_t GetSize() const { return m_ends.size(); }
     [[nodiscard]] std::string_view GetAt(std::size_t i) const
     {
@@ -39,11 +43,13 @@ public:
     {
         m_bytes.swap(other.m_bytes);
         m_ends.swap(other.m_ends);
+        m_unfinished.swap(other.m_unfinished);
     }
 
 private:
     std::string m_bytes;
     std::vector<std::uint32_t> m_ends;
+    std::string m_unfinished;
 };
 
 /// Everything one open source shares between the consumer and its reader thread. Both hold a
