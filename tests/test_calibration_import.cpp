@@ -182,6 +182,35 @@ TEST(CalibrationImport, FitsEachFormat)
     }
 }
 
+// A box across the antimeridian: the map's longitudes run through 180 and positions on either
+// side of it lie on the map.
+TEST(CalibrationImport, KmlBoxAcrossTheAntimeridian)
+{
+    const CCalibrationImport result = ImportCalibration(
+        Kml("<LatLonBox><north>10</north><south>0</south><east>-170</east><west>170</west>"
+            "</LatLonBox>"),
+        CalibrationFormat::Kml, 1000, 500);
+    ASSERT_TRUE(result.ok) << result.error;
+    EXPECT_EQ(CalibrationProblem(result.pairs), "");
+    CMapInfo map;
+    map.m_width = 1000;
+    map.m_height = 500;
+    map.m_pairs = result.pairs;
+    ASSERT_TRUE(map.Calibrate());
+    const struct {
+        double longitude;
+        bool contains;
+    } cases[] = {{170.5, true},  {180.0, true},   {-180.0, true}, {-175.0, true},
+                 {-170.5, true}, {-169.0, false}, {169.0, false}, {0.0, false}};
+    for (const auto &c : cases) {
+        SCOPED_TRACE(c.longitude);
+        EXPECT_EQ(map.ContainsPosition(CGeoPosition(5.0, c.longitude, 0.0)), c.contains);
+    }
+    CGeoPosition east;
+    ASSERT_TRUE(map.PixelToPosition({750, 250}, east));
+    EXPECT_NEAR(east.m_longitude, -175.0, 1e-9);
+}
+
 TEST(CalibrationImport, RefusesWhatItCannotFit)
 {
     struct Case {
@@ -236,6 +265,10 @@ TEST(CalibrationImport, RefusesWhatItCannotFit)
          Kml("<LatLonBox><north>48</north><south>48</south><east>12</east><west>11</west>"
              "</LatLonBox>"),
          100, "empty"},
+        {"world file whose corner lies past the pole", CalibrationFormat::WorldFile,
+         "1e-3\n0\n0\n-1e-3\n11\n90.5\n", 100, "not in degrees"},
+        {"world file running round the earth twice", CalibrationFormat::WorldFile,
+         "5.4\n0\n0\n-0.1\n-180\n45\n", 100, "off the earth"},
         {"quad of three corners", CalibrationFormat::Kml,
          Kml("<LatLonQuad><coordinates>11,48 12,48 12,49</coordinates></LatLonQuad>"), 100,
          "four corners"},

@@ -1,3 +1,4 @@
+#include "geo/CoordinateFields.h"
 #include "geo/CoordinateFormat.h"
 #include "waypoints/WaypointFields.h"
 
@@ -66,5 +67,49 @@ TEST(WaypointFields, TypedTexts)
         EXPECT_EQ(w.m_radius, c.radiusRead);
         EXPECT_EQ(std::tie(w.m_name, w.m_description, w.m_type, w.m_action),
                   std::tuple("Pier", "new", 15, 0));
+    }
+}
+
+// Positions off the earth are refused whatever the notation: the waypoint keeps its position and
+// the reason comes back; the edges themselves (±90, ±180) are on the earth.
+TEST(WaypointFields, PositionsOffTheEarthRefused)
+{
+    const struct {
+        CoordinateFormat format;
+        const char *first;
+        int firstHemisphere;
+        const char *second;
+        int secondHemisphere;
+        const char *zone;
+        bool taken;
+        const char *legend;
+    } cases[] = {
+        {CoordinateFormat::DD, "180", 1, "90", 1, "", true, "180 W, 90 S"},
+        {CoordinateFormat::DD, "180", 0, "90", 0, "", true, "180 E, 90 N"},
+        {CoordinateFormat::DD, "11", 0, "90.000001", 0, "", false, "a hair past the pole"},
+        {CoordinateFormat::DD, "180.000001", 1, "48", 0, "", false, "a hair past 180 W"},
+        {CoordinateFormat::DD, "nan", 0, "48", 0, "", false, "NaN"},
+        {CoordinateFormat::DD, "11", 0, "inf", 0, "", false, "infinity"},
+        {CoordinateFormat::DD, "1e400", 0, "48", 0, "", false, "overflowing"},
+        {CoordinateFormat::DDMM, "01100", 0, "9030", 0, "", false, "90°30'"},
+        {CoordinateFormat::DDMMSS, "1810000", 0, "480000", 0, "", false, "181°"},
+        {CoordinateFormat::UTM, "1e300", 0, "334000", 0, "55H", false, "UTM northing absurd"},
+    };
+    for (const auto &c : cases) {
+        SCOPED_TRACE(c.legend);
+        CWaypoint w{"Quay", CGeoPosition(10.0, 20.0, 0.0), 7.0, "ferry", 3, 7};
+        const CWaypointFields fields{
+            "Pier", c.first, c.firstHemisphere, c.second, c.secondHemisphere, c.zone, "2", "new",
+            15,     0};
+        const char *problem = "not set";
+        EXPECT_EQ(ApplyFields(fields, c.format, w, &problem), c.taken);
+        if (c.taken) {
+            EXPECT_EQ(problem, nullptr);
+            EXPECT_NE(w.m_position, CGeoPosition(10.0, 20.0, 0.0));
+        } else {
+            ASSERT_NE(problem, nullptr);
+            EXPECT_STREQ(problem, kCoordinateRangeMessage);
+            EXPECT_EQ(w.m_position, CGeoPosition(10.0, 20.0, 0.0));
+        }
     }
 }

@@ -1,3 +1,4 @@
+#include "geo/CoordinateFields.h"
 #include "maps/MapDialogs.h"
 #include "ui/DialogForm.h"
 #include "ui/UiTestUtils.h"
@@ -106,9 +107,67 @@ TEST_F(MapDialogTest, ReferencesInUtm)
               (QStringList{"630084.00", "4833438.00", "17T"}));
 }
 
+// Positions off the earth are refused with a message, the pair and the list left as they were;
+// OK is refused while the first and the last pair give no scale.
+TEST_F(MapDialogTest, ReferencesOffTheEarthOrWithoutScaleRefused)
+{
+    CReferencePointsDialog dialog({Pair("A", 48.0, 11.0, 0, 0)}, Pair("B", 47.0, 12.0, 100, 80),
+                                  CoordinateFormat::DD, nullptr);
+    const CForm f{dialog};
+    const struct {
+        const char *longitude, *latitude;
+        const char *legend;
+    } refused[] = {
+        {"12", "91", "latitude beyond the pole"},
+        {"180.5", "47", "longitude beyond 180"},
+        {"nan", "47", "NaN"},
+        {"12", "inf", "infinity"},
+        {"12", "1e400", "overflowing"},
+    };
+    for (const auto &c : refused) {
+        SCOPED_TRACE(c.legend);
+        m_messages.clear();
+        f.Type("longitude", c.longitude);
+        f.Type("latitude", c.latitude);
+        f.Click("addButton");
+        ASSERT_EQ(m_messages.size(), 1U);
+        EXPECT_EQ(m_messages[0].caption, "ERROR");
+        EXPECT_EQ(m_messages[0].text.toStdString(), kCoordinateRangeMessage);
+        EXPECT_EQ(Names(dialog.GetPairs()), QStringList{"A"});
+        f.Select(0);
+        f.Type("latitude", c.latitude);
+        f.Click("updateButton");
+        EXPECT_EQ(m_messages.size(), 2U);
+        EXPECT_EQ(dialog.GetPairs()[0], Pair("A", 48.0, 11.0, 0, 0));
+    }
+    m_messages.clear();
+    f.Type("longitude", "180");
+    f.Type("latitude", "47");
+    f.Type("name", "B");
+    f.Click("addButton"); // the same pixel again, another position
+    ASSERT_TRUE(m_messages.empty());
+    ASSERT_EQ(dialog.GetPairs().size(), 2U);
+    dialog.accept();
+    ASSERT_EQ(m_messages.size(), 1U);
+    EXPECT_EQ(m_messages[0].text,
+              "These reference points cannot calibrate the map: the first and last reference "
+              "points have the same x.");
+    EXPECT_EQ(dialog.result(), QDialog::Rejected) << "still open";
+    f.Select(0);
+    f.Type("mapX", "1000");
+    f.Type("mapY", "800");
+    f.Click("updateButton");
+    dialog.accept();
+    EXPECT_EQ(m_messages.size(), 1U);
+    EXPECT_EQ(dialog.result(), QDialog::Accepted);
+}
+
 TEST_F(MapDialogTest, SelectMap)
 {
-    CMapInfo city{.m_name = "City", .m_pairs = {{}, {}}, .m_file = "/maps/city.png"};
+    CMapInfo city{.m_name = "City",
+                  .m_pairs = {Pair("a", 48.0, 11.0, 0, 0), Pair("b", 47.0, 12.0, 10, 10)},
+                  .m_file = "/maps/city.png"};
+    city.Calibrate();
     CMapInfo coast{.m_name = "Coast", .m_pairs = {{}}, .m_file = "/maps/coast.jpg"};
     CMapInfo hills{.m_name = "Hills", .m_pairs = {}, .m_file = "/maps/hills.tif"};
     CSelectMapDialog dialog({city, coast, hills}, false, nullptr);

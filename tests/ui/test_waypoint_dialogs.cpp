@@ -1,3 +1,4 @@
+#include "geo/CoordinateFields.h"
 #include "ui/DialogForm.h"
 #include "ui/UiTestUtils.h"
 #include "waypoints/WaypointDialogs.h"
@@ -45,6 +46,48 @@ TEST_F(WaypointDialogTest, UtmZoneDecidesTheHemisphereAndBadRadiusIsKept)
     f.Click("updateButton");
     EXPECT_NEAR(dialog.GetWaypoints()[0].m_position.m_latitude, -33.51, 0.01);
     EXPECT_EQ(dialog.GetWaypoints()[0].m_radius, 7.5);
+}
+
+// A position off the earth is refused with a message; the list stays as it was.
+TEST_F(WaypointDialogTest, PositionsOffTheEarthRefused)
+{
+    CWaypointEditDialog dialog({Named("Pier", 48.0, 11.0)}, CoordinateFormat::DDMM, CGeoPosition(),
+                               nullptr);
+    const CForm f{dialog};
+    const struct {
+        const char *first, *second;
+        const char *legend;
+    } refused[] = {
+        {"01100.0", "9100.0", "91° north"},
+        {"18030.0", "4800.0", "180°30' east"},
+        {"nan", "4800.0", "NaN"},
+        {"01100.0", "-inf", "minus infinity"},
+    };
+    for (const auto &c : refused) {
+        SCOPED_TRACE(c.legend);
+        m_messages.clear();
+        f.Type("first", c.first);
+        f.Type("second", c.second);
+        f.Click("addButton");
+        f.Select(0);
+        f.Type("first", c.first);
+        f.Type("second", c.second);
+        f.Click("updateButton");
+        ASSERT_EQ(m_messages.size(), 2U);
+        for (const CMessage &m : m_messages) {
+            EXPECT_EQ(m.caption, "ERROR");
+            EXPECT_EQ(m.text.toStdString(), kCoordinateRangeMessage);
+        }
+        ASSERT_EQ(dialog.GetWaypoints().size(), 1U);
+        EXPECT_EQ(dialog.GetWaypoints()[0].m_position, CGeoPosition(48.0, 11.0, 0.0));
+    }
+    m_messages.clear();
+    f.Type("first", "18000.0");
+    f.Get<QComboBox>("firstHemisphere").setCurrentIndex(1);
+    f.Type("second", "9000.0");
+    f.Click("updateButton");
+    EXPECT_TRUE(m_messages.empty()) << "180 W and 90 N are on the earth";
+    EXPECT_EQ(dialog.GetWaypoints()[0].m_position, CGeoPosition(90.0, -180.0, 0.0));
 }
 
 TEST_F(WaypointDialogTest, AddUpdateRemove)
