@@ -36,9 +36,9 @@ const char *ComputeTransform(const CPositionPair &a, const CPositionPair &b, Tra
     if (!std::isfinite(aLongitude) || !std::isfinite(bLongitude) || !std::isfinite(dLatitude))
         return "a reference point's position is no number";
     if (dx == 0.0)
-        return "the first and last reference points have the same x";
+        return "the first and last reference points have the same x (pixel column)";
     if (dy == 0.0)
-        return "the first and last reference points have the same y";
+        return "the first and last reference points have the same y (pixel row)";
     if (dLatitude == 0.0)
         return "the first and last reference points have the same latitude";
     if (bLongitude == aLongitude)

@@ -151,7 +151,7 @@ TEST_F(MapDialogTest, ReferencesOffTheEarthOrWithoutScaleRefused)
     ASSERT_EQ(m_messages.size(), 1U);
     EXPECT_EQ(m_messages[0].text,
               "These reference points cannot calibrate the map: the first and last reference "
-              "points have the same x.");
+              "points have the same x (pixel column).");
     EXPECT_EQ(dialog.result(), QDialog::Rejected) << "still open";
     f.Select(0);
     f.Type("mapX", "1000");
