@@ -198,4 +198,15 @@ TEST(MapPageModel, TappedWaypointIsAnnouncedOnce)
     EXPECT_EQ(page.HitWaypoint(list), -1) << "a miss";
     page.Viewport().SetCentre({500, 400});
     EXPECT_EQ(page.HitWaypoint(list), 1) << "after a miss it is announced again";
+
+    // A sheet across the antimeridian, its centre on 180: a waypoint just west of it is hit.
+    CMapInfo dateline;
+    dateline.m_width = 1000;
+    dateline.m_height = 800;
+    dateline.m_pairs = {Pair(0, 0, 10.0, 170.0), Pair(1000, 800, 0.0, -170.0)};
+    ASSERT_TRUE(dateline.Calibrate());
+    page.SetMaps({dateline});
+    page.Viewport().SetCentre({500, 400});
+    gate.m_position = At(5.0, -179.9995);
+    EXPECT_EQ(page.HitWaypoint({gate}), 0);
 }

@@ -261,7 +261,9 @@ int CMapPageModel::HitWaypoint(const CWaypointList &waypoints)
             const CWaypoint &w = waypoints[i];
             if (!(w.m_radius > 0.0))
                 continue;
-            const double dlon = w.m_position.m_longitude - centre.m_longitude;
+            // The short way round: 179.999 E and 179.999 W lie side by side.
+            const double dlon =
+                std::remainder(w.m_position.m_longitude - centre.m_longitude, 360.0);
             const double dlat = w.m_position.m_latitude - centre.m_latitude;
             if (std::sqrt(dlon * dlon + dlat * dlat) * 3600.0 <= w.m_radius) {
                 hit = static_cast<int>(i);
