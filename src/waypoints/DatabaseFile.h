@@ -285,6 +285,12 @@ CDatabaseSave<T> SaveDatabaseChangesLocked(const std::string &path, const CDatab
         save.detail = DescribeFileError(path, save.error);
         return save;
     }
+    // A file put in the database's place by hand (a GPX renamed) is the user's, not ours.
+    if (now.exists && LooksLikeText(bytes)) {
+        save.error = EILSEQ;
+        save.detail = path + ": not a database; not written over";
+        return save;
+    }
     const std::vector<T> *result = &mine;
     if (!keepMine && now != loaded) {
         if (now.exists && !codec.decode(bytes, save.items)) {

@@ -3,6 +3,7 @@
 #include "ui/UiTestUtils.h"
 #include "waypoints/WaypointBook.h"
 #include "waypoints/WaypointDatabase.h"
+#include "waypoints/WaypointExchange.h"
 
 #include <QDir>
 #include <QLabel>
@@ -126,8 +127,8 @@ TEST_F(DatabaseChangesTest, OutsideChangesAreReloadedWhileIdle)
     // Its own save is no outside change.
     EXPECT_EQ(book.ImportFile(QString(), WaypointFileType::GPX), 0);
     Texts();
-    EXPECT_TRUE(book.ApplyEdit(book.GetWaypoints(), LoadWaypointFile(Path()).stamp,
-                               Names({"a", "b"})));
+    EXPECT_TRUE(
+        book.ApplyEdit(book.GetWaypoints(), LoadWaypointFile(Path()).stamp, Names({"a", "b"})));
     EXPECT_FALSE(book.CheckOutsideChange());
 }
 
@@ -177,7 +178,27 @@ TEST_F(DatabaseChangesTest, ImportSaysWhatItSkipped)
     CWaypointBook book(nullptr);
     book.Load(m_data.path(), false);
     EXPECT_EQ(book.ImportFile(gpx.fileName(), WaypointFileType::GPX), 1);
-    EXPECT_EQ(Texts(), std::vector<std::string>{"|1 waypoint(s) successfully imported.\n3 "
-                                                "waypoint(s) with impossible coordinates skipped."});
+    EXPECT_EQ(Texts(),
+              std::vector<std::string>{"|1 waypoint(s) successfully imported.\n3 "
+                                       "waypoint(s) with impossible coordinates skipped."});
     EXPECT_EQ(OnDisk(), "a b unnamed");
+}
+
+TEST_F(DatabaseChangesTest, AGpxInTheDatabasesPlaceIsNeverSavedOver)
+{
+    const std::string gpx = ExportGPX(Names({"mine"}));
+    {
+        QFile file(QString::fromStdString(Path()));
+        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+        file.write(gpx.data(), static_cast<qint64>(gpx.size()));
+    }
+    CWaypointBook book(nullptr);
+    book.Load(m_data.path(), false);
+    EXPECT_TRUE(book.GetWaypoints().empty());
+    EXPECT_EQ(Texts(), std::vector<std::string>{"ERROR|Unable to open\nWaypoint-Database."});
+    EXPECT_FALSE(book.ApplyEdit({}, LoadWaypointFile(Path()).stamp, Names({"new"})));
+    EXPECT_EQ(Texts(), std::vector<std::string>{"ERROR|Unable to open\nWaypoint-Database."});
+    QFile file(QString::fromStdString(Path()));
+    ASSERT_TRUE(file.open(QIODevice::ReadOnly));
+    EXPECT_EQ(file.readAll().toStdString(), gpx);
 }
