@@ -450,3 +450,32 @@ TEST(DatabaseLock, SerialisesSaves)
     EXPECT_TRUE(fs::exists(dir / ".MapInfo.gdb.lock"));
     EXPECT_FALSE(fs::exists(db));
 }
+
+TEST(DatabaseChanges, MapSaveKeepsAMapAddedMeanwhile)
+{
+    CTempDir dir;
+    const std::string db = dir / kMapFileName;
+    CMapInfo a;
+    a.m_name = "a";
+    a.m_file = "/maps/a.png";
+    CMapInfo b = a;
+    b.m_name = "b";
+    ASSERT_EQ(SaveMapFile(db, {a}), 0);
+    const CMapLoad window = LoadMapFile(db);
+
+    // The command line adds a map; the window has calibrated "a" meanwhile.
+    ASSERT_EQ(SaveMapFile(db, {a, b}), 0);
+    CMapList mine = window.maps;
+    mine[0].m_pairs.resize(2);
+    mine[0].m_pairs[1].m_point = {100, 100};
+    mine[0].m_pairs[1].m_position = CGeoPosition(46.0, 9.0, 0.0);
+    mine[0].m_pairs[0].m_position = CGeoPosition(47.0, 8.0, 0.0);
+    mine[0].Calibrate();
+    const auto save =
+        SaveDatabaseChanges(db, window.stamp, mine, DiffLists(window.maps, mine), MapCodec());
+    EXPECT_EQ(save.outcome, SaveOutcome::Merged);
+    const CMapLoad after = LoadMapFile(db);
+    ASSERT_EQ(after.maps.size(), 2u);
+    EXPECT_TRUE(after.maps[0].IsCalibrated());
+    EXPECT_EQ(after.maps[1].m_name, "b");
+}

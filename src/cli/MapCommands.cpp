@@ -224,12 +224,13 @@ std::string OneLine(std::string text)
     return text;
 }
 
+// JSON has no NaN or Infinity: a database that holds one says null.
 void AppendDegrees(std::string &out, double degrees)
 {
     if (std::isfinite(degrees))
         out += FormatC("%.6f", degrees);
     else
-        AppendJsonReal(out, degrees);
+        out += "null";
 }
 
 int List(const COptions &options)

@@ -1,5 +1,6 @@
 #include "app/MainFrame.h"
 #include "maps/MapDatabase.h"
+#include "maps/MapView.h"
 #include "ui/UiTestUtils.h"
 #include "waypoints/WaypointBook.h"
 #include "waypoints/WaypointDatabase.h"
@@ -201,4 +202,44 @@ TEST_F(DatabaseChangesTest, AGpxInTheDatabasesPlaceIsNeverSavedOver)
     QFile file(QString::fromStdString(Path()));
     ASSERT_TRUE(file.open(QIODevice::ReadOnly));
     EXPECT_EQ(file.readAll().toStdString(), gpx);
+}
+
+TEST_F(DatabaseChangesTest, TheMapPageKeepsMapsAddedMeanwhile)
+{
+    const std::string maps = Path("MapInfo.gdb");
+    CMapInfo a;
+    a.m_name = "a";
+    a.m_file = "/nowhere/a.png";
+    a.m_width = 100;
+    a.m_height = 100;
+    CMapInfo b = a;
+    b.m_name = "b";
+    CMapInfo c = a;
+    c.m_name = "c";
+    ASSERT_EQ(SaveMapFile(maps, {a}), 0);
+    CMapView view;
+    view.Start(m_data.path(), false, nullptr);
+    m_messages.clear(); // the missing image
+
+    // Another program adds "b": reloaded while idle.
+    ASSERT_EQ(SaveMapFile(maps, {a, b}), 0);
+    EXPECT_TRUE(view.CheckOutsideChange());
+    EXPECT_EQ(view.GetModel().GetMaps().size(), 2u);
+    EXPECT_FALSE(view.CheckOutsideChange());
+
+    // It adds "c" while the page calibrates "a": both kept.
+    ASSERT_EQ(SaveMapFile(maps, {a, b, c}), 0);
+    std::vector<CPositionPair> pairs(2);
+    pairs[0].m_position = CGeoPosition(47.0, 8.0, 0.0);
+    pairs[1].m_point = {100, 100};
+    pairs[1].m_position = CGeoPosition(46.0, 9.0, 0.0);
+    view.GetModel().ShowMap(0);
+    view.GetModel().SetCurrentPairs(pairs);
+    EXPECT_TRUE(view.SaveMaps());
+    const CMapLoad load = LoadMapFile(maps);
+    ASSERT_EQ(load.maps.size(), 3u);
+    EXPECT_TRUE(load.maps[0].IsCalibrated());
+    EXPECT_EQ(load.maps[2].m_name, "c");
+    EXPECT_EQ(view.GetModel().GetMaps(), load.maps);
+    m_messages.clear();
 }
