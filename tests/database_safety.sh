@@ -56,16 +56,19 @@ cp data/Waypoints.wdb before.wdb
 ln -s data/Waypoints.wdb link.gpx
 ln data/Waypoints.wdb hard.gpx
 mkfifo fifo.gpx
-mknod null c 1 3
-for target in data/Waypoints.wdb link.gpx hard.gpx fifo.gpx null data data/MapInfo.gdb \
-    data/Worldpoints.wdb; do
+# A device node of our own (a null device), where the system lets us make one.
+devices=()
+if mknod null c 1 3 2>/dev/null; then devices=(null); fi
+for target in data/Waypoints.wdb link.gpx hard.gpx fifo.gpx "${devices[@]}" data \
+    data/MapInfo.gdb data/Worldpoints.wdb; do
     rc=0
     "$cli" waypoints export "$target" --data-dir data >out 2>err || rc=$?
     [ $rc -eq 1 ] || fail "export onto $target: exit status $rc"
     grep -q "cannot write" err || fail "export onto $target: $(cat err)"
 done
 cmp -s before.wdb data/Waypoints.wdb || fail "the database changed"
-[ -p fifo.gpx ] && [ -c null ] || fail "a FIFO or device node was replaced"
+[ -p fifo.gpx ] || fail "the FIFO was replaced"
+[ "${#devices[@]}" -eq 0 ] || [ -c null ] || fail "the device node was replaced"
 [ ! -e data/MapInfo.gdb ] && [ ! -e data/Worldpoints.wdb ] || fail "a database was made"
 # A --db file is protected too.
 if "$cli" waypoints export hard.gpx --db before.wdb >/dev/null 2>&1; then :; fi

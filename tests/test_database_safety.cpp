@@ -8,6 +8,7 @@
 #include <atomic>
 #include <chrono>
 #include <cmath>
+#include <cstring>
 #include <ctime>
 #include <fcntl.h>
 #include <filesystem>
@@ -75,7 +76,8 @@ TEST(ExportTarget, RefusesDatabasesAndWhatIsNoFile)
     ASSERT_EQ(::link(db.c_str(), (dir / "hard.gpx").c_str()), 0);
     ASSERT_EQ(::symlink((dir / "MapInfo.gdb").c_str(), (dir / "dangling.gpx").c_str()), 0);
     ASSERT_EQ(::mkfifo((dir / "fifo").c_str(), 0600), 0);
-    ASSERT_EQ(::mknod((dir / "null").c_str(), S_IFCHR | 0600, ::makedev(1, 3)), 0);
+    if (::mknod((dir / "null").c_str(), S_IFCHR | 0600, ::makedev(1, 3)) != 0)
+        GTEST_SKIP() << "no device nodes here: " << std::strerror(errno);
     fs::create_directory(dir / "folder");
     WriteFile(dir / "other.gpx", "old");
     const std::vector<std::string> databases = ProgramDatabasePaths(dir.m_path);
@@ -112,7 +114,8 @@ TEST(AtomicFile, ReplacesOnlyRegularFiles)
 {
     CTempDir dir;
     ASSERT_EQ(::mkfifo((dir / "fifo").c_str(), 0600), 0);
-    ASSERT_EQ(::mknod((dir / "null").c_str(), S_IFCHR | 0600, ::makedev(1, 3)), 0);
+    if (::mknod((dir / "null").c_str(), S_IFCHR | 0600, ::makedev(1, 3)) != 0)
+        GTEST_SKIP() << "no device nodes here: " << std::strerror(errno);
     fs::create_directory(dir / "folder");
     ASSERT_EQ(::symlink((dir / "fifo").c_str(), (dir / "to-fifo").c_str()), 0);
     const struct {

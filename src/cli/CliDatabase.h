@@ -9,7 +9,6 @@
 #include <optional>
 #include <string>
 
-struct CWriteFault;
 
 /// True when nothing is at `path` (as opposed to something that does not read).
 bool IsMissing(const std::string &path);
@@ -25,8 +24,6 @@ template <class Load, class List> struct CDatabaseKind {
     const char *fallbackName; ///< read while fileName is missing, never written
     Load (*loadFile)(const std::string &);
     Load (*loadDatabase)(const std::string &);
-    int (*saveFile)(const std::string &, const List &, const CWriteFault *);
-    int (*saveDatabase)(const std::string &, const List &, const CWriteFault *);
     List Load::*items;
     const CDatabaseCodec<typename List::value_type> &(*codec)();
     const char *limits; ///< what the reader accepts, in words

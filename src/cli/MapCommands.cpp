@@ -199,8 +199,8 @@ const std::string kMapLimits = "at most " + std::to_string(kMaxMaps) + " maps of
                                + std::to_string(kMaxMapFileBytes >> 20) + " MiB";
 
 const CDatabaseKind<CMapLoad, CMapList> kMapDatabase = {
-    "map",       kMapFileName,    kWorldmapFileName, LoadMapFile, LoadMapDatabase,
-    SaveMapFile, SaveMapDatabase, &CMapLoad::maps,   MapCodec,    kMapLimits.c_str()};
+    "map",           kMapFileName,    kWorldmapFileName, LoadMapFile,
+    LoadMapDatabase, &CMapLoad::maps, MapCodec,          kMapLimits.c_str()};
 
 // The map database of the command line; for an add an empty one starts where no file is yet.
 struct CDatabase : CCliDatabase<CMapLoad, CMapList> {

@@ -152,9 +152,8 @@ constexpr const char *kInvalidPositionText = "(no position)";
 const std::string kWaypointLimits = WaypointLimitText();
 
 const CDatabaseKind<CWaypointLoad, CWaypointList> kWaypointDatabase = {
-    "waypoint",           kWaypointFileName,      kWorldpointFileName,  LoadWaypointFile,
-    LoadWaypointDatabase, SaveWaypointFile,       SaveWaypointDatabase, &CWaypointLoad::waypoints,
-    WaypointCodec,        kWaypointLimits.c_str()};
+    "waypoint",           kWaypointFileName,         kWorldpointFileName, LoadWaypointFile,
+    LoadWaypointDatabase, &CWaypointLoad::waypoints, WaypointCodec,       kWaypointLimits.c_str()};
 
 // The waypoint database of the command line; for an import an empty one starts where no file is.
 struct CDatabase : CCliDatabase<CWaypointLoad, CWaypointList> {

@@ -154,9 +154,10 @@ TEST_F(DatabaseChangesTest, ExportRefusesDatabasesAndDevices)
     const QDir data(m_data.path());
     ASSERT_TRUE(QFile::link(data.filePath(QStringLiteral("Waypoints.wdb")),
                             data.filePath(QStringLiteral("link.gpx"))));
-    ASSERT_EQ(::mknod(data.filePath(QStringLiteral("null")).toLocal8Bit().constData(),
-                      S_IFCHR | 0600, ::makedev(1, 3)),
-              0);
+    if (::mknod(data.filePath(QStringLiteral("null")).toLocal8Bit().constData(), S_IFCHR | 0600,
+                ::makedev(1, 3))
+        != 0)
+        GTEST_SKIP() << "no device nodes here";
     for (const char *name : {"Waypoints.wdb", "link.gpx", "MapInfo.gdb", "null"}) {
         SCOPED_TRACE(name);
         EXPECT_FALSE(book.ExportFile(data.filePath(QString::fromLatin1(name))));
