@@ -9,7 +9,6 @@
 #include <optional>
 #include <string>
 
-
 /// True when nothing is at `path` (as opposed to something that does not read).
 bool IsMissing(const std::string &path);
 /// "veloran-cli: WHAT 'PATH': REASON" on standard error; returns kExitFile.
