@@ -48,6 +48,18 @@ for pid in "${pids[@]}"; do wait "$pid" || fail "a map add failed"; done
 [ "$("$cli" maps list --db maps.gdb | wc -l)" -eq 6 ] || fail "racing map adds lost some"
 echo "ok: racing imports and map adds all kept"
 
+# A lock file another user made does not stop an ordinary user's save.
+if command -v setpriv >/dev/null && [ "$(id -u)" -eq 0 ]; then
+    mkdir -m 0777 shared
+    "$cli" waypoints import r1.gpx --db shared/db.wdb >/dev/null
+    chmod 0666 shared/db.wdb r2.gpx
+    setpriv --reuid=65534 --regid=65534 --clear-groups \
+        "$cli" waypoints import r2.gpx --db shared/db.wdb >/dev/null ||
+        fail "an ordinary user's import after root's"
+    [ "$(count --db shared/db.wdb)" -eq 50 ] || fail "the ordinary user's import was lost"
+    echo "ok: the lock serves every user"
+fi
+
 # Exports onto the database by any name, onto a FIFO, a device node and a folder: refused.
 mkdir -p data
 gpx_of e 3

@@ -145,7 +145,8 @@ CDatabaseLock::CDatabaseLock(const std::string &databasePath)
     const std::size_t slash = canonical.rfind('/');
     const std::string lockPath =
         canonical.substr(0, slash + 1) + "." + canonical.substr(slash + 1) + ".lock";
-    m_fd = ::open(lockPath.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0666);
+    // Read-only is enough for flock, so a lock file another user made serves everyone.
+    m_fd = ::open(lockPath.c_str(), O_RDONLY | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0666);
     if (m_fd < 0) {
         m_error = errno;
         return;
