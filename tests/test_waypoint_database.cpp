@@ -185,10 +185,14 @@ TEST(WaypointDatabase, DamageKeepsTheCompleteWaypoints)
         ASSERT_TRUE(back == CWaypointList(list.begin(), list.begin() + complete)) << cut;
     }
 
-    // Counts beyond the bytes: nothing is reserved for them.
+    // Counts beyond the bytes: nothing is reserved for them. Beyond what any database may hold
+    // nothing is read at all.
     const std::string one = bytes.substr(2, ends[0] - 2);
     const std::pair<std::string, std::size_t> overcounted[] = {
-        {FromHex("FF FF FF FF FF FF") + one, 1}, {FromHex("03 00") + one + one, 2}};
+        {FromHex("FF FF 40 42 0F 00") + one, 1},
+        {FromHex("03 00") + one + one, 2},
+        {FromHex("FF FF 41 42 0F 00") + one, 0},
+        {FromHex("FF FF FF FF FF FF") + one, 0}};
     for (const auto &[damaged, kept] : overcounted) {
         CWaypointList back;
         EXPECT_FALSE(DecodeWaypoints(damaged, back));

@@ -22,6 +22,14 @@ bool &Created()
 
 void SetDataDirectory(const QString &commandLineDir)
 {
+    const QString dir = ChooseDataDirectory(commandLineDir);
+    // A directory that cannot be made shows up when a file in it is opened, with its reason.
+    Created() = !QDir(dir).exists() && QDir().mkpath(dir);
+    Directory() = QDir(dir).absolutePath();
+}
+
+QString ChooseDataDirectory(const QString &commandLineDir)
+{
     QString dir = commandLineDir;
     if (dir.isEmpty())
         dir = qEnvironmentVariable("VELORAN_DATA_DIR");
@@ -31,9 +39,7 @@ void SetDataDirectory(const QString &commandLineDir)
             documents = QDir::homePath() + QStringLiteral("/Documents");
         dir = documents + QStringLiteral("/Veloran");
     }
-    // A directory that cannot be made shows up when a file in it is opened, with its reason.
-    Created() = !QDir(dir).exists() && QDir().mkpath(dir);
-    Directory() = QDir(dir).absolutePath();
+    return dir;
 }
 
 bool WasDataDirectoryCreated()

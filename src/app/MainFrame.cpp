@@ -14,6 +14,7 @@
 #include "dashboard/DigiDash.h"
 #include "dashboard/NightPalette.h"
 #include "dashboard/SkyView.h"
+#include "maps/MapDatabase.h"
 #include "maps/MapView.h"
 #include "nmea/GPSData.h"
 #include "receiver/FixSound.h"
@@ -24,12 +25,16 @@
 #include "receiver/SirfSender.h"
 #include "receiver/SystemClock.h"
 #include "waypoints/WaypointBook.h"
+#include "waypoints/WaypointDatabase.h"
 
 #include <QApplication>
 #include <QCloseEvent>
 #include <QDBusConnection>
 #include <QDBusMessage>
 #include <QDateTime>
+#include <QDir>
+#include <QFileInfo>
+#include <QFileSystemWatcher>
 #include <QLabel>
 #include <QMenuBar>
 #include <QSocketNotifier>
@@ -52,6 +57,9 @@ constexpr qint64 kIdleResetIntervalMs = 20000;
 constexpr int kAlarmTicks = 180;
 constexpr int kAlarmPeriodMs = 300;
 constexpr int kNoticeMinPixels = 13;
+// A save is a burst of folder changes (temporary file, rename): checked once it is over.
+constexpr int kDatabaseCheckDelayMs = 300;
+constexpr int kDatabaseNoticeMs = 8000;
 constexpr int kNoticeMaxPixels = 28;
 
 QString Latin1(std::string_view text)
@@ -139,6 +147,7 @@ CMainFrame::CMainFrame(QWidget *parent)
     m_waypoints = std::make_unique<CWaypointBook>(this);
     m_waypoints->Load(GetDataDirectory(), WasDataDirectoryCreated());
     m_mapView->Start(GetDataDirectory(), WasDataDirectoryCreated(), m_waypoints.get());
+    WatchDatabases();
     // The dashboard keeps night mode; the other pages follow it.
     m_nightMode = m_dashboard->IsNightMode();
     m_listPage->SetNightMode(m_nightMode);
@@ -504,6 +513,45 @@ void CMainFrame::StopRetrying()
     m_retry->stop();
     m_noticeTimer->stop();
     m_notice->hide();
+}
+
+void CMainFrame::WatchDatabases()
+{
+    // A save by rename shows in the folder, one in place in the file; either is checked once
+    // things have settled, and only while no dialog is open (its OK merges anyway).
+    m_databaseWatch = new QFileSystemWatcher(this);
+    m_databaseCheck = new QTimer(this);
+    m_databaseCheck->setSingleShot(true);
+    m_databaseCheck->setInterval(kDatabaseCheckDelayMs);
+    const auto schedule = [this] { m_databaseCheck->start(); };
+    connect(m_databaseWatch, &QFileSystemWatcher::directoryChanged, this, schedule);
+    connect(m_databaseWatch, &QFileSystemWatcher::fileChanged, this, schedule);
+    connect(m_databaseCheck, &QTimer::timeout, this, [this] { CheckDatabases(); });
+    m_databaseWatch->addPath(GetDataDirectory());
+    CheckDatabases();
+}
+
+void CMainFrame::CheckDatabases()
+{
+    if (QApplication::activeModalWidget() != nullptr) {
+        m_databaseCheck->start();
+        return;
+    }
+    QStringList reloaded;
+    if (m_waypoints->CheckOutsideChange()) {
+        m_mapView->WaypointsChanged();
+        reloaded << QString::fromLatin1(kWaypointReloadedText);
+    }
+    if (m_mapView->CheckOutsideChange())
+        reloaded << QString::fromLatin1(kMapReloadedText);
+    if (!reloaded.isEmpty())
+        ShowNotice(reloaded.join(QLatin1Char('\n')), kDatabaseNoticeMs);
+    // A file replaced by a rename is no longer watched: watch the new one.
+    for (const char *name : {kWaypointFileName, kMapFileName}) {
+        const QString path = QDir(GetDataDirectory()).filePath(QString::fromLatin1(name));
+        if (QFileInfo::exists(path) && !m_databaseWatch->files().contains(path))
+            m_databaseWatch->addPath(path);
+    }
 }
 
 void CMainFrame::ShowNotice(const QString &text, int hideAfterMs)

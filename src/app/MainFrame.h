@@ -22,6 +22,7 @@ class CGPSSheet;
 class CMapView;
 class CWaypointBook;
 class QAction;
+class QFileSystemWatcher;
 class QLabel;
 class QSocketNotifier;
 class QTimer;
@@ -133,6 +134,9 @@ private:
     void ToggleDigitalDashboard();
     void StartAlarm();
     void Quit();
+    // Another program's saves of the waypoint or map database are taken over when idle.
+    void WatchDatabases();
+    void CheckDatabases();
 
     // Owned in this order; destroyed in reverse.
     QToolBar *m_toolBar = nullptr;
@@ -150,6 +154,8 @@ private:
     std::unique_ptr<CFixSound> m_sound;
     std::map<int, QAction *> m_actions;
     std::unique_ptr<CWaypointBook> m_waypoints;
+    QFileSystemWatcher *m_databaseWatch = nullptr;
+    QTimer *m_databaseCheck = nullptr;
 
     // Settings of the frame.
     bool m_autoConnect = false;

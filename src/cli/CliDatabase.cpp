@@ -26,3 +26,15 @@ std::string CliDataDirectory(const std::optional<std::string> &dataDir)
     SetDataDirectory(dataDir ? QFile::decodeName(dataDir->c_str()) : QString());
     return QFile::encodeName(GetDataDirectory()).toStdString();
 }
+
+int WriteReport(const std::string &text)
+{
+    const std::size_t written = std::fwrite(text.data(), 1, text.size(), stdout);
+    if (written != text.size() || std::fflush(stdout) != 0 || std::ferror(stdout) != 0) {
+        const int error = errno;
+        std::fprintf(stderr, "veloran-cli: cannot write the report: %s; nothing changed\n",
+                     std::strerror(error != 0 ? error : EIO));
+        return kExitFile;
+    }
+    return kExitOk;
+}

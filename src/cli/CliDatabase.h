@@ -1,13 +1,13 @@
 #pragma once
 
 #include "Cli.h"
+#include "waypoints/DatabaseFile.h"
 
 #include <cstdio>
 #include <cstring>
+#include <memory>
 #include <optional>
 #include <string>
-
-struct CWriteFault;
 
 /// True when nothing is at `path` (as opposed to something that does not read).
 bool IsMissing(const std::string &path);
@@ -23,10 +23,14 @@ template <class Load, class List> struct CDatabaseKind {
     const char *fallbackName; ///< read while fileName is missing, never written
     Load (*loadFile)(const std::string &);
     Load (*loadDatabase)(const std::string &);
-    int (*saveFile)(const std::string &, const List &, const CWriteFault *);
-    int (*saveDatabase)(const std::string &, const List &, const CWriteFault *);
     List Load::*items;
+    const CDatabaseCodec<typename List::value_type> &(*codec)();
+    const char *limits; ///< what the reader accepts, in words
 };
+
+/// Writes what a command reports and checks that it arrived, so that a full or closed output
+/// stops the command before it changes anything. 0 or the exit status.
+int WriteReport(const std::string &text);
 
 /// The database a command works on (`--db FILE`, else the data directory's with its fallback)
 /// and where it is saved.
@@ -40,7 +44,8 @@ public:
 
     List m_items;
 
-    /// Reads it. When `creating`, an empty one starts where no file is yet. A damaged file is
+    /// Reads it. When `creating`, an empty one starts where no file is yet, and the database
+    /// stays locked against other programs' saves until this one is done. A damaged file is
     /// reported; a `listing` shows what was read of it, the others stop, so that no partial list
     /// is ever written over it or passes for the whole. Returns 0 or the exit status.
     int Open(const std::optional<std::string> &db, const std::optional<std::string> &dataDir,
@@ -49,14 +54,22 @@ public:
         Load load;
         if (db) {
             m_path = *db;
+        } else {
+            m_directory = CliDataDirectory(dataDir);
+            m_path = m_directory + '/' + m_kind.fileName;
+        }
+        if (creating) {
+            m_lock = std::make_unique<CDatabaseLock>(m_path);
+            if (m_lock->GetError() != 0)
+                return FileError("cannot lock", m_path, std::strerror(m_lock->GetError()));
+        }
+        if (db) {
             load = m_kind.loadFile(m_path);
             if (!load.opened && creating && IsMissing(m_path))
                 return kExitOk;
             if (!load.opened)
                 return Error(load);
         } else {
-            m_directory = CliDataDirectory(dataDir);
-            m_path = m_directory + '/' + m_kind.fileName;
             const std::string fallback = m_directory + '/' + m_kind.fallbackName;
             load = m_kind.loadDatabase(m_directory);
             const bool primaryMissing = IsMissing(m_path);
@@ -73,6 +86,8 @@ public:
         }
         m_items = std::move(load.*m_kind.items);
         m_damaged = load.damaged;
+        // Read from the fallback: the file saved to was not there.
+        m_stamp = load.path == m_path ? load.stamp : CDatabaseStamp{};
         if (m_damaged) {
             Error(load);
             if (!listing)
@@ -82,13 +97,28 @@ public:
     }
 
     [[nodiscard]] bool IsDamaged() const { return m_damaged; }
+    /// The file read or to be written.
+    [[nodiscard]] const std::string &GetPath() const { return m_path; }
 
-    /// 0 or the exit status after reporting the failure.
-    int Save() const
+    /// Adds `added` and saves. Should another program have saved meanwhile without taking the
+    /// lock, its version is kept and `added` appended to it. 0 or the exit status after
+    /// reporting the failure; a list a reader would refuse is not written.
+    int Save(const List &added)
     {
-        const int error = m_directory.empty() ? m_kind.saveFile(m_path, m_items, nullptr)
-                                              : m_kind.saveDatabase(m_directory, m_items, nullptr);
-        return error == 0 ? kExitOk : FileError("cannot write", m_path, std::strerror(error));
+        CChangeSet<typename List::value_type> changes;
+        changes.added = added;
+        List mine = m_items;
+        mine.insert(mine.end(), added.begin(), added.end());
+        auto save = SaveDatabaseChangesLocked(m_path, m_stamp, mine, changes, m_kind.codec());
+        if (save.outcome == SaveOutcome::Failed && save.error == EFBIG)
+            return FileError("cannot write", m_path,
+                             std::string("a reader takes ") + m_kind.limits + "; nothing changed");
+        if (save.outcome != SaveOutcome::Saved && save.outcome != SaveOutcome::Merged)
+            return FileError("cannot write", m_path,
+                             save.detail.empty() ? "changed meanwhile" : save.detail);
+        m_items = std::move(save.items);
+        m_stamp = save.stamp;
+        return kExitOk;
     }
 
 private:
@@ -104,4 +134,6 @@ private:
     std::string m_path;
     std::string m_directory; ///< set when it is the data directory's
     bool m_damaged = false;
+    CDatabaseStamp m_stamp;                ///< of m_path as read
+    std::unique_ptr<CDatabaseLock> m_lock; ///< held from Open on when creating
 };

@@ -197,9 +197,13 @@ int ParseOptions(const std::vector<std::string_view> &args, COptions &options)
     return kExitOk;
 }
 
+const std::string kMapLimits = "at most " + std::to_string(kMaxMaps) + " maps of at most "
+                               + std::to_string(kMaxMapPairs) + " reference pairs and "
+                               + std::to_string(kMaxMapFileBytes >> 20) + " MiB";
+
 const CDatabaseKind<CMapLoad, CMapList> kMapDatabase = {
-    "map",           kMapFileName, kWorldmapFileName, LoadMapFile,
-    LoadMapDatabase, SaveMapFile,  SaveMapDatabase,   &CMapLoad::maps};
+    "map",           kMapFileName,    kWorldmapFileName, LoadMapFile,
+    LoadMapDatabase, &CMapLoad::maps, MapCodec,          kMapLimits.c_str()};
 
 // The map database of the command line; for an add an empty one starts where no file is yet.
 struct CDatabase : CCliDatabase<CMapLoad, CMapList> {
@@ -223,12 +227,13 @@ std::string OneLine(std::string text)
     return text;
 }
 
+// JSON has no NaN or Infinity: a database that holds one says null.
 void AppendDegrees(std::string &out, double degrees)
 {
     if (std::isfinite(degrees))
         out += FormatC("%.6f", degrees);
     else
-        AppendJsonReal(out, degrees);
+        out += "null";
 }
 
 int List(const COptions &options)
@@ -306,14 +311,21 @@ int Add(const COptions &options)
     map.m_height = size.height();
     map.m_pairs = std::move(pairs);
     map.Calibrate();
-    database.m_items.push_back(map);
-    if (const int status = database.Save(); status != kExitOk)
+    CMapList all = database.m_items;
+    all.push_back(map);
+    if (CheckMapLimits(all) != 0)
+        return FileError("cannot add", image,
+                         "the map database would hold more than a reader takes (" + kMapLimits
+                             + "); nothing changed");
+    // Reported before the save (the database is locked, so the index holds): an output that
+    // takes nothing stops the command with the database unchanged.
+    const std::string report = FormatC("map %zu added: %s, %dx%d, %s\n", database.m_items.size(),
+                                       OneLine(map.m_name).c_str(), map.m_width, map.m_height,
+                                       map.IsCalibrated() ? "calibrated" : "uncalibrated")
+                               + fit;
+    if (const int status = WriteReport(report); status != kExitOk)
         return status;
-    std::printf("map %zu added: %s, %dx%d, %s\n", database.m_items.size() - 1,
-                OneLine(map.m_name).c_str(), map.m_width, map.m_height,
-                map.IsCalibrated() ? "calibrated" : "uncalibrated");
-    std::fputs(fit.c_str(), stdout);
-    return kExitOk;
+    return database.Save({map});
 }
 
 int Locate(const COptions &options)

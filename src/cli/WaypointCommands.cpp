@@ -3,6 +3,8 @@
 #include "JsonDump.h"
 #include "app/DataDirectory.h"
 #include "geo/CoordinateFormat.h"
+#include "geo/CoordinateRange.h"
+#include "maps/MapDatabase.h"
 #include "nmea/Numbers.h"
 #include "waypoints/WaypointDatabase.h"
 #include "waypoints/WaypointExchange.h"
@@ -31,9 +33,11 @@ constexpr const char *kWaypointsHelp =
     "  list       one line per waypoint: name and position (--format, default dd); with\n"
     "             --json one object per line with name, lat, lon, radius, desc, type, action\n"
     "  import     appends the waypoints of GPX and LOC files (type by extension unless --as)\n"
-    "             in document order and saves the database; when a file fails to load,\n"
-    "             nothing is saved\n"
-    "  export     writes the whole database as a GPX 1.0 file, replacing OUT.gpx\n"
+    "             in document order and saves the database; when a file fails to load or\n"
+    "             the database would hold more than 1000000 waypoints or 256 MiB, nothing\n"
+    "             is saved; waypoints with impossible coordinates are skipped and counted\n"
+    "  export     writes the whole database as a GPX 1.0 file, replacing OUT.gpx (never a\n"
+    "             database, device, FIFO or folder); impossible positions are skipped\n"
     "\n"
     "DATABASE is one of:\n"
     "  --db FILE      this database file\n"
@@ -143,9 +147,13 @@ int ParseOptions(const std::vector<std::string_view> &args, COptions &options)
 
 enum class Use { List, Import, Export };
 
+constexpr const char *kInvalidPositionText = "(no position)";
+
+const std::string kWaypointLimits = WaypointLimitText();
+
 const CDatabaseKind<CWaypointLoad, CWaypointList> kWaypointDatabase = {
-    "waypoint",           kWaypointFileName, kWorldpointFileName,  LoadWaypointFile,
-    LoadWaypointDatabase, SaveWaypointFile,  SaveWaypointDatabase, &CWaypointLoad::waypoints};
+    "waypoint",           kWaypointFileName,         kWorldpointFileName, LoadWaypointFile,
+    LoadWaypointDatabase, &CWaypointLoad::waypoints, WaypointCodec,       kWaypointLimits.c_str()};
 
 // The waypoint database of the command line; for an import an empty one starts where no file is.
 struct CDatabase : CCliDatabase<CWaypointLoad, CWaypointList> {
@@ -160,12 +168,13 @@ struct CDatabase : CCliDatabase<CWaypointLoad, CWaypointList> {
     }
 };
 
+// JSON has no NaN or Infinity: a database that holds one says null.
 void AppendCoordinate(std::string &out, double degrees)
 {
     if (std::isfinite(degrees))
         out += FormatC("%.6f", degrees);
     else
-        AppendJsonReal(out, degrees);
+        out += "null";
 }
 
 int List(const COptions &options)
@@ -183,7 +192,10 @@ int List(const COptions &options)
             out += ",\"lon\":";
             AppendCoordinate(out, w.m_position.m_longitude);
             out += ",\"radius\":";
-            AppendJsonReal(out, w.m_radius);
+            if (std::isfinite(w.m_radius))
+                AppendJsonReal(out, w.m_radius);
+            else
+                out += "null";
             out += ",\"desc\":";
             AppendJsonText(out, w.m_description);
             out += FormatC(",\"type\":%d,\"action\":%d}\n", w.m_type, w.m_action);
@@ -193,7 +205,13 @@ int List(const COptions &options)
             for (char &c : name)
                 if (static_cast<unsigned char>(c) < 0x20)
                     c = ' ';
-            out += name + '\t' + FormatPosition(w.m_position, " ", options.format) + '\n';
+            // No zone for a position that cannot be; the other formats show what is stored.
+            const bool noZone =
+                options.format == CoordinateFormat::UTM && !IsValidPosition(w.m_position);
+            out += name + '\t'
+                   + (noZone ? std::string(kInvalidPositionText)
+                             : FormatPosition(w.m_position, " ", options.format))
+                   + '\n';
         }
     }
     std::fwrite(out.data(), 1, out.size(), stdout);
@@ -207,7 +225,7 @@ int Import(const COptions &options)
         return status;
     // Every file is read before anything is saved, so that a failed one leaves the database
     // as it was and the command can simply be run again.
-    std::vector<int> counts;
+    std::string report;
     CWaypointList imported;
     bool failed = false;
     for (const std::string &file : options.files) {
@@ -216,7 +234,17 @@ int Import(const COptions &options)
             type = *options.as;
         else if (EndsWith(Lower(file), ".loc"))
             type = WaypointFileType::LOC;
-        CImportResult result = ImportWaypoints(file, type);
+        // No file may take more than the room left, so memory stays bounded by the limit.
+        const std::size_t held = database.m_items.size() + imported.size();
+        const std::size_t room = held < kMaxWaypoints ? kMaxWaypoints - held : 0;
+        CImportResult result = ImportWaypoints(file, type, room);
+        if (result.status == ImportStatus::TooMany) {
+            FileError("cannot import", file,
+                      "the waypoint database would hold more than a reader takes ("
+                          + kWaypointLimits + "); nothing imported");
+            failed = true;
+            continue;
+        }
         if (result.status != ImportStatus::Ok) {
             const char *message = result.status == ImportStatus::LoadFailed ? kLoadFailedMessage
                                                                             : kImportFailedMessage;
@@ -224,19 +252,27 @@ int Import(const COptions &options)
             failed = true;
             continue;
         }
-        counts.push_back(static_cast<int>(result.waypoints.size()));
+        report += ImportedMessage(static_cast<int>(result.waypoints.size())) + '\n';
+        if (result.skipped > 0)
+            report += SkippedMessage(result.skipped) + '\n';
         imported.insert(imported.end(), result.waypoints.begin(), result.waypoints.end());
     }
     if (failed)
         return kExitFile;
-    if (!imported.empty()) {
-        database.m_items.insert(database.m_items.end(), imported.begin(), imported.end());
-        if (const int status = database.Save(); status != kExitOk)
-            return status;
-    }
-    for (const int count : counts)
-        std::printf("%s\n", ImportedMessage(count).c_str());
-    return kExitOk;
+    CWaypointList all = database.m_items;
+    all.insert(all.end(), imported.begin(), imported.end());
+    if (std::size_t bytes = 0; CheckWaypointLimits(all, &bytes) != 0)
+        return FileError("cannot import", options.files.front(),
+                         "the waypoint database would hold " + std::to_string(all.size())
+                             + " waypoints in " + std::to_string(bytes >> 20)
+                             + " MiB, more than a reader takes (" + kWaypointLimits
+                             + "); nothing imported");
+    // Reported before the save: an output that takes nothing stops the command unchanged.
+    if (const int status = WriteReport(report); status != kExitOk)
+        return status;
+    if (imported.empty())
+        return kExitOk;
+    return database.Save(imported);
 }
 
 int Export(const COptions &options)
@@ -245,9 +281,20 @@ int Export(const COptions &options)
     if (const int status = database.Open(options, Use::Export); status != kExitOk)
         return status;
     const std::string &out = options.files.front();
-    if (const int error = ExportGPXFile(out, database.m_items); error != 0)
+    const QString dataDir = ChooseDataDirectory(
+        options.dataDir ? QFile::decodeName(options.dataDir->c_str()) : QString());
+    std::vector<std::string> databases =
+        ProgramDatabasePaths(QFile::encodeName(dataDir).toStdString());
+    databases.insert(databases.begin(), database.GetPath());
+    if (const std::string problem = ExportTargetProblem(out, databases); !problem.empty())
+        return FileError("cannot write", out, problem + "; nothing written");
+    int skipped = 0;
+    if (const int error = ExportGPXFile(out, database.m_items, nullptr, &skipped); error != 0)
         return FileError("cannot write", out, std::strerror(error));
-    std::printf("%s\n", ExportedMessage(static_cast<int>(database.m_items.size())).c_str());
+    const int exported = static_cast<int>(database.m_items.size()) - skipped;
+    std::printf("%s\n", ExportedMessage(exported).c_str());
+    if (skipped > 0)
+        std::printf("%s\n", SkippedMessage(skipped).c_str());
     return kExitOk;
 }
 

@@ -2,8 +2,10 @@
 
 #include "waypoints/Archive.h"
 #include "waypoints/AtomicFile.h"
+#include "waypoints/WaypointDatabase.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <cmath>
 #include <sys/stat.h>
 
@@ -25,7 +27,7 @@ bool ReadPair(CArchiveReader &reader, CPositionPair &pair)
 bool ReadMap(CArchiveReader &reader, CMapInfo &map)
 {
     std::uint32_t count = 0;
-    if (!reader.ReadCount(count))
+    if (!reader.ReadCount(count) || count > kMaxMapPairs)
         return false;
     map.m_pairs.reserve(std::min<std::size_t>(count, reader.GetRemaining() / kMinPairBytes));
     for (std::uint32_t i = 0; i < count; ++i) {
@@ -73,9 +75,11 @@ std::string EncodeMaps(const CMapList &maps)
 
 bool DecodeMaps(std::string_view bytes, CMapList &out)
 {
+    if (LooksLikeText(bytes))
+        return false;
     CArchiveReader reader(bytes);
     std::uint32_t count = 0;
-    if (!reader.ReadCount(count))
+    if (!reader.ReadCount(count) || count > kMaxMaps)
         return false;
     out.reserve(out.size() + std::min<std::size_t>(count, reader.GetRemaining() / kMinMapBytes));
     for (std::uint32_t i = 0; i < count; ++i) {
@@ -87,13 +91,42 @@ bool DecodeMaps(std::string_view bytes, CMapList &out)
     return true;
 }
 
+int CheckMapLimits(const CMapList &maps)
+{
+    if (maps.size() > kMaxMaps)
+        return EFBIG;
+    std::size_t bytes = maps.size() < 0xFFFF ? 2 : 6;
+    for (const CMapInfo &map : maps) {
+        if (map.m_pairs.size() > kMaxMapPairs)
+            return EFBIG;
+        bytes += 6 + EncodedStringSize(map.m_file) + EncodedStringSize(map.m_name) + 2 * 4;
+        for (const CPositionPair &pair : map.m_pairs)
+            bytes += 2 * 8 + 2 * 4 + EncodedStringSize(pair.m_name);
+    }
+    return bytes > kMaxMapFileBytes ? EFBIG : 0;
+}
+
+const CDatabaseCodec<CMapInfo> &MapCodec()
+{
+    static const CDatabaseCodec<CMapInfo> codec{EncodeMaps, DecodeMaps, CheckMapLimits,
+                                                kMaxMapFileBytes};
+    return codec;
+}
+
 CMapLoad LoadMapFile(const std::string &path)
 {
     CMapLoad load;
+    std::string damage;
     static_cast<CDatabaseRead &>(load) = ReadDatabaseFile(
         path, kMaxMapFileBytes,
-        [&](std::string_view bytes) { return DecodeMaps(bytes, load.maps); },
-        [&] { return "damaged after " + std::to_string(load.maps.size()) + " maps"; });
+        [&](std::string_view bytes) {
+            damage = DescribeUndecodable(bytes, kMaxMaps, "map");
+            return damage.empty() && DecodeMaps(bytes, load.maps);
+        },
+        [&] {
+            return !damage.empty() ? damage
+                                   : "damaged after " + std::to_string(load.maps.size()) + " maps";
+        });
     return load;
 }
 
@@ -104,6 +137,8 @@ CMapLoad LoadMapDatabase(const std::string &directory)
 
 int SaveMapFile(const std::string &path, const CMapList &maps, const CWriteFault *fault)
 {
+    if (const int error = CheckMapLimits(maps))
+        return error;
     return ReplaceFileKeepingTail(path, EncodeMaps(maps), kMaxMapFileBytes, fault);
 }
 
@@ -164,4 +199,13 @@ int InstallWorldMapDatabase(const std::string &directory, const std::string &ima
     if (written != nullptr)
         *written = error == 0;
     return error;
+}
+
+std::vector<std::string> ProgramDatabasePaths(const std::string &directory)
+{
+    std::vector<std::string> paths;
+    for (const char *name :
+         {kWaypointFileName, kWorldpointFileName, kMapFileName, kWorldmapFileName})
+        paths.push_back(JoinDatabasePath(directory, name));
+    return paths;
 }

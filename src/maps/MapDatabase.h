@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <string>
 #include <string_view>
+#include <vector>
 
 struct CWriteFault;
 
@@ -13,6 +14,10 @@ inline constexpr const char *kMapFileName = "MapInfo.gdb";
 inline constexpr const char *kWorldmapFileName = "Worldmap.gdb";
 /// Far beyond any real database; a larger file is refused.
 inline constexpr std::size_t kMaxMapFileBytes = 256u << 20;
+/// The most maps a database may hold, and reference pairs a map: a reader refuses more, so no
+/// save writes more.
+inline constexpr std::size_t kMaxMaps = 100000;
+inline constexpr std::size_t kMaxMapPairs = 100000;
 /// Shown (caption "ERROR") when no database opens, one is damaged, or a save fails.
 inline constexpr const char *kMapDatabaseMessage = "Unable to open\nMap-Database.";
 
@@ -21,9 +26,15 @@ inline constexpr const char *kMapDatabaseMessage = "Unable to open\nMap-Database
 std::string EncodeMaps(const CMapList &maps);
 
 /// Reads a list from database bytes into `out` (appended), calibrating every map read. Bytes
-/// after the counted maps are ignored. Returns false when the bytes break inside the list; the
-/// maps complete before that point are kept.
+/// after the counted maps are ignored. Returns false when the bytes break inside the list (the
+/// maps complete before that point are kept), count more maps or pairs than the limits, or are
+/// text rather than a database (nothing is read then).
 bool DecodeMaps(std::string_view bytes, CMapList &out);
+
+/// 0, or EFBIG when a reader would refuse the list (too many maps or pairs, too many bytes).
+int CheckMapLimits(const CMapList &maps);
+/// The codec that SaveDatabaseChanges needs for a map database.
+const CDatabaseCodec<CMapInfo> &MapCodec();
 
 struct CMapLoad : CDatabaseRead {
     CMapList maps;
@@ -52,3 +63,7 @@ CMapInfo MakeWorldMap(const std::string &imageFile, std::int32_t width, std::int
 /// Returns 0 when written or not needed (`written` tells which), else the errno.
 int InstallWorldMapDatabase(const std::string &directory, const std::string &imageFile,
                             std::int32_t width, std::int32_t height, bool *written = nullptr);
+
+/// The four databases of the program in `directory` (waypoints and maps, with their fallbacks),
+/// which no export may replace.
+std::vector<std::string> ProgramDatabasePaths(const std::string &directory);

@@ -165,6 +165,10 @@ void CMapView::Start(const QString &directory, bool quiet, CWaypointBook *waypoi
     if (load.damaged || (!load.opened && !quiet))
         ShowError(this, QString::fromLatin1(kMapDatabaseMessage),
                   QString::fromStdString(load.detail));
+    m_savedMaps = load.maps;
+    m_mapStamp = load.path == JoinDatabasePath(directory.toStdString(), kMapFileName)
+                     ? load.stamp
+                     : CDatabaseStamp{};
     Apply(m_model.SetMaps(std::move(load.maps)));
 }
 
@@ -885,11 +889,7 @@ void CMapView::EditReferences()
     if (dialog.exec() != QDialog::Accepted)
         return;
     m_model.SetCurrentPairs(dialog.GetPairs());
-    const int error = SaveMapDatabase(m_directory.toStdString(), m_model.GetMaps());
-    if (error != 0)
-        ShowError(this, QString::fromLatin1(kMapDatabaseMessage),
-                  QString::fromStdString(DescribeFileError(
-                      JoinDatabasePath(m_directory.toStdString(), kMapFileName), error)));
+    SaveMaps();
     Redraw();
 }
 
@@ -954,10 +954,67 @@ void CMapView::OfferCalibration(const QString &imagePath)
                 .arg(import.maxErrorPixels, 0, 'f', 1)))
         return;
     m_model.SetCurrentPairs(import.pairs);
-    const int error = SaveMapDatabase(m_directory.toStdString(), m_model.GetMaps());
-    if (error != 0)
-        ShowError(this, QString::fromLatin1(kMapDatabaseMessage),
-                  QString::fromStdString(DescribeFileError(
-                      JoinDatabasePath(m_directory.toStdString(), kMapFileName), error)));
+    SaveMaps();
     Redraw();
+}
+
+namespace
+{
+
+// The position in `maps` of the map shown before, else the nearest index still there.
+int IndexOfShownMap(const CMapList &maps, const CMapInfo *shown, int current)
+{
+    for (std::size_t i = 0; shown != nullptr && i < maps.size(); ++i)
+        if (maps[i].m_file == shown->m_file && maps[i].m_name == shown->m_name)
+            return static_cast<int>(i);
+    return maps.empty() ? -1 : std::min(current, static_cast<int>(maps.size()) - 1);
+}
+
+} // namespace
+
+bool CMapView::SaveMaps()
+{
+    const std::string path = JoinDatabasePath(m_directory.toStdString(), kMapFileName);
+    const CMapList mine = m_model.GetMaps();
+    const CChangeSet<CMapInfo> changes = DiffLists(m_savedMaps, mine);
+    CDatabaseSave<CMapInfo> save = SaveDatabaseChanges(path, m_mapStamp, mine, changes, MapCodec());
+    if (save.outcome == SaveOutcome::Conflict) {
+        const DatabaseConflictChoice choice =
+            AskDatabaseConflict(this, QString::fromLatin1(kMapConflictText));
+        if (choice == DatabaseConflictChoice::Cancel)
+            return false;
+        if (choice == DatabaseConflictChoice::KeepMine)
+            save = SaveDatabaseChanges(path, m_mapStamp, mine, changes, MapCodec(), true);
+    }
+    if (save.outcome == SaveOutcome::Failed) {
+        ShowError(this, QString::fromLatin1(kMapDatabaseMessage),
+                  QString::fromStdString(save.detail));
+        return false;
+    }
+    m_savedMaps = save.items;
+    m_mapStamp = save.stamp;
+    if (save.outcome != SaveOutcome::Saved) {
+        const int index =
+            IndexOfShownMap(save.items, m_model.GetCurrentMap(), m_model.GetCurrentIndex());
+        Apply(m_model.ReplaceMaps(std::move(save.items), index));
+    }
+    return save.outcome != SaveOutcome::Conflict;
+}
+
+bool CMapView::CheckOutsideChange()
+{
+    const std::string path = JoinDatabasePath(m_directory.toStdString(), kMapFileName);
+    CDatabaseStamp now;
+    if (m_model.GetMaps() != m_savedMaps || ReadDatabaseStamp(path, kMaxMapFileBytes, now) != 0
+        || now == m_mapStamp)
+        return false;
+    CMapLoad load = LoadMapDatabase(m_directory.toStdString());
+    if (!load.opened || load.damaged)
+        return false;
+    m_savedMaps = load.maps;
+    m_mapStamp = load.path == path ? load.stamp : CDatabaseStamp{};
+    const int index =
+        IndexOfShownMap(load.maps, m_model.GetCurrentMap(), m_model.GetCurrentIndex());
+    Apply(m_model.ReplaceMaps(std::move(load.maps), index));
+    return true;
 }

@@ -6,6 +6,7 @@
 #include "maps/MapPageModel.h"
 #include "nmea/GeoPosition.h"
 #include "nmea/GnssSystem.h"
+#include "waypoints/DatabaseFile.h"
 
 #include <QImage>
 #include <QPoint>
@@ -66,6 +67,12 @@ public:
     void SetUnits(UnitSystem units);
     /// The waypoint list or the goto target changed.
     void WaypointsChanged();
+    /// Writes the maps without losing another program's changes to the database since it was
+    /// read (see CWaypointBook::Save); a failure is shown. Returns whether it was written.
+    bool SaveMaps();
+    /// Reloads the maps when another program saved the database meanwhile and this page has
+    /// nothing unsaved. Returns whether it did (the caller says so: kMapReloadedText).
+    bool CheckOutsideChange();
     void SetNightMode(bool night);
     /// How Load Track reads a log: as the receiver connection does.
     void SetGnssMode(GnssMode mode) { m_gnssMode = mode; }
@@ -132,6 +139,8 @@ private:
     CMapPageModel m_model;
     CMapBitmap m_bitmap;
     QString m_directory;
+    CMapList m_savedMaps;      ///< the database as last read or written
+    CDatabaseStamp m_mapStamp; ///< of that file
     CWaypointBook *m_waypoints = nullptr;
     CoordinateFormat m_projection = CoordinateFormat::DD;
     bool m_advancedFileSelector = false;

@@ -101,6 +101,13 @@ template <class Unsigned> void AppendLittleEndian(std::string &out, Unsigned val
 
 } // namespace
 
+std::size_t EncodedStringSize(std::string_view utf8)
+{
+    const std::size_t units = Utf16Length(utf8);
+    const std::size_t header = units < kLongLength ? 4 : units < kWideMarker ? 6 : 10;
+    return header + 2 * units;
+}
+
 void CArchiveWriter::WriteUInt8(std::uint8_t value)
 {
     m_bytes += static_cast<char>(value);

@@ -32,6 +32,9 @@ private:
     std::string m_bytes;
 };
 
+/// The bytes CArchiveWriter::WriteString puts out for `utf8`.
+std::size_t EncodedStringSize(std::string_view utf8);
+
 /// Reader of the same layout over bytes in memory. Every read checks the bytes left: a read past
 /// the end fails, sets Failed() and leaves its output as it was; nothing is sized by a count
 /// before the bytes for it are known to be there.

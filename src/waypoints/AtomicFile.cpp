@@ -7,6 +7,8 @@
 #include <climits>
 #include <cstdint>
 #include <cstring>
+#include <ctime>
+#include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -18,6 +20,8 @@ namespace
 constexpr int kMaxSymlinkHops = 40;
 // The umask of most distributions, should /proc not tell.
 constexpr mode_t kFallbackUmask = 022;
+// mkostemp's "XXXXXX".
+constexpr std::size_t kTemporarySuffixLength = 6;
 // Growth of the read buffer when a file turns out longer than it said (it grew, or /proc).
 constexpr std::size_t kReadChunk = 64 * 1024;
 
@@ -143,6 +147,12 @@ int ReplaceFileAtomically(const std::string &path, std::string_view bytes, const
     const bool exists = ::stat(target.c_str(), &old) == 0;
     if (!exists && errno != ENOENT)
         return errno;
+    // A rename would put a file where a device, a FIFO or a socket was: not ours to replace.
+    if (exists && S_ISDIR(old.st_mode))
+        return EISDIR;
+    if (exists && !S_ISREG(old.st_mode))
+        return EINVAL;
+    RemoveStaleTemporaries(target);
     const mode_t mode = exists ? (old.st_mode & 07777) : (0666 & ~CurrentUmask());
 
     const std::string directory = DirName(target);
@@ -172,6 +182,12 @@ int ReplaceFileAtomically(const std::string &path, std::string_view bytes, const
 }
 
 int ReadWholeFile(const std::string &path, std::string &bytes, std::size_t maxBytes, bool &opened)
+{
+    return ReadWholeFile(path, bytes, maxBytes, opened, nullptr);
+}
+
+int ReadWholeFile(const std::string &path, std::string &bytes, std::size_t maxBytes, bool &opened,
+                  struct stat *info)
 {
     bytes.clear();
     opened = false;
@@ -216,6 +232,8 @@ int ReadWholeFile(const std::string &path, std::string &bytes, std::size_t maxBy
         return EFBIG;
     data.resize(size);
     bytes = std::move(data);
+    if (info != nullptr)
+        *info = st;
     return 0;
 }
 
@@ -246,5 +264,44 @@ std::string JoinDatabasePath(const std::string &directory, const char *name)
 
 std::string DescribeFileError(const std::string &path, int error)
 {
-    return path + ": " + std::strerror(error);
+    // Every EINVAL here comes from a path that names something other than a file.
+    return path + ": " + (error == EINVAL ? kNotRegularFileText : std::strerror(error));
+}
+
+bool IsOwnTemporaryName(std::string_view name, std::string_view base)
+{
+    if (name.size() != base.size() + 2 + kTemporarySuffixLength || name.front() != '.'
+        || name.substr(1, base.size()) != base || name[base.size() + 1] != '.')
+        return false;
+    const std::string_view suffix = name.substr(base.size() + 2);
+    return std::all_of(suffix.begin(), suffix.end(), [](char c) {
+        return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9');
+    });
+}
+
+int RemoveStaleTemporaries(const std::string &path, std::int64_t minAgeSeconds)
+{
+    std::string target;
+    if (ResolveTarget(path, target) != 0)
+        return 0;
+    const std::string directory = DirName(target);
+    const std::string base = BaseName(target);
+    DIR *dir = ::opendir(directory.c_str());
+    if (dir == nullptr)
+        return 0;
+    const std::time_t now = std::time(nullptr);
+    int removed = 0;
+    while (const dirent *entry = ::readdir(dir)) {
+        if (!IsOwnTemporaryName(entry->d_name, base))
+            continue;
+        struct stat st {
+        };
+        if (::fstatat(::dirfd(dir), entry->d_name, &st, AT_SYMLINK_NOFOLLOW) != 0
+            || !S_ISREG(st.st_mode) || now - st.st_mtime < minAgeSeconds)
+            continue;
+        if (::unlinkat(::dirfd(dir), entry->d_name, 0) == 0)
+            ++removed;
+    }
+    ::closedir(dir);
+    return removed;
 }

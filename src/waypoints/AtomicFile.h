@@ -1,8 +1,11 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <string>
 #include <string_view>
+
+struct stat;
 
 /// A simulated failure for tests: the write fails with `error` once `failAfterBytes` bytes of
 /// the new content are on their way.
@@ -15,7 +18,9 @@ struct CWriteFault {
 /// moment leaves either the old file or the new one, never a mix: a temporary file beside it is
 /// written, flushed to disk and renamed over it, then the folder is synced. A symbolic link is
 /// followed (the file it names is replaced) and the old file's permissions are kept. Any failure
-/// removes the temporary file and leaves `path` as it was. Returns 0 or the errno of the failure.
+/// removes the temporary file and leaves `path` as it was. Only a regular file (or nothing) is
+/// replaced: EISDIR for a folder, EINVAL for a device, FIFO or socket. Temporary files that an
+/// earlier, interrupted save left beside it are removed first. Returns 0 or the errno.
 int ReplaceFileAtomically(const std::string &path, std::string_view bytes,
                           const CWriteFault *fault = nullptr);
 
@@ -27,6 +32,8 @@ int ReplaceFileKeepingTail(const std::string &path, std::string bytes, std::size
 
 /// `directory` + "/" + `name` (just `name` for an empty directory).
 std::string JoinDatabasePath(const std::string &directory, const char *name);
+/// What DescribeFileError says for EINVAL.
+inline constexpr const char *kNotRegularFileText = "not a regular file";
 /// "PATH: system error text", for a message box's details.
 std::string DescribeFileError(const std::string &path, int error);
 
@@ -35,3 +42,13 @@ std::string DescribeFileError(const std::string &path, int error);
 int ReadWholeFile(const std::string &path, std::string &bytes, std::size_t maxBytes);
 /// The same, telling apart a file that did not open from one that opened but could not be read.
 int ReadWholeFile(const std::string &path, std::string &bytes, std::size_t maxBytes, bool &opened);
+int ReadWholeFile(const std::string &path, std::string &bytes, std::size_t maxBytes, bool &opened,
+                  struct stat *info);
+
+/// Whether `name` is one of the temporary files a replace of the file `base` makes
+/// (".BASE.XXXXXX", six letters or digits).
+bool IsOwnTemporaryName(std::string_view name, std::string_view base);
+/// Removes the temporary files beside `path` (links followed) that an interrupted replace left,
+/// once they are `minAgeSeconds` old: a younger one may belong to a save under way. Returns how
+/// many went.
+int RemoveStaleTemporaries(const std::string &path, std::int64_t minAgeSeconds = 60);

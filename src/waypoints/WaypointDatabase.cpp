@@ -5,6 +5,7 @@
 #include "waypoints/DatabaseFile.h"
 
 #include <algorithm>
+#include <cerrno>
 
 namespace
 {
@@ -48,9 +49,11 @@ std::string EncodeWaypoints(const CWaypointList &waypoints)
 
 bool DecodeWaypoints(std::string_view bytes, CWaypointList &out)
 {
+    if (LooksLikeText(bytes))
+        return false;
     CArchiveReader reader(bytes);
     std::uint32_t count = 0;
-    if (!reader.ReadCount(count))
+    if (!reader.ReadCount(count) || count > kMaxWaypoints)
         return false;
     out.reserve(out.size()
                 + std::min<std::size_t>(count, reader.GetRemaining() / kMinWaypointBytes));
@@ -63,13 +66,50 @@ bool DecodeWaypoints(std::string_view bytes, CWaypointList &out)
     return true;
 }
 
+int CheckWaypointLimits(const CWaypointList &waypoints, std::size_t *encodedBytes)
+{
+    if (encodedBytes != nullptr)
+        *encodedBytes = 0;
+    if (waypoints.size() > kMaxWaypoints)
+        return EFBIG;
+    std::size_t bytes = waypoints.size() < 0xFFFF ? 2 : 6;
+    for (const CWaypoint &w : waypoints)
+        bytes += EncodedStringSize(w.m_name) + EncodedStringSize(w.m_description) + 3 * 8 + 2 * 4;
+    if (encodedBytes != nullptr)
+        *encodedBytes = bytes;
+    return bytes > kMaxWaypointFileBytes ? EFBIG : 0;
+}
+
+std::string WaypointLimitText()
+{
+    return "at most " + std::to_string(kMaxWaypoints) + " waypoints and "
+           + std::to_string(kMaxWaypointFileBytes >> 20) + " MiB";
+}
+
+const CDatabaseCodec<CWaypoint> &WaypointCodec()
+{
+    static const CDatabaseCodec<CWaypoint> codec{
+        EncodeWaypoints, DecodeWaypoints,
+        [](const CWaypointList &waypoints) { return CheckWaypointLimits(waypoints); },
+        kMaxWaypointFileBytes};
+    return codec;
+}
+
 CWaypointLoad LoadWaypointFile(const std::string &path)
 {
     CWaypointLoad load;
+    std::string damage;
     static_cast<CDatabaseRead &>(load) = ReadDatabaseFile(
         path, kMaxWaypointFileBytes,
-        [&](std::string_view bytes) { return DecodeWaypoints(bytes, load.waypoints); },
-        [&] { return "damaged after " + std::to_string(load.waypoints.size()) + " waypoints"; });
+        [&](std::string_view bytes) {
+            damage = DescribeUndecodable(bytes, kMaxWaypoints, "waypoint");
+            return damage.empty() && DecodeWaypoints(bytes, load.waypoints);
+        },
+        [&] {
+            return !damage.empty()
+                       ? damage
+                       : "damaged after " + std::to_string(load.waypoints.size()) + " waypoints";
+        });
     return load;
 }
 
@@ -82,6 +122,8 @@ CWaypointLoad LoadWaypointDatabase(const std::string &directory)
 int SaveWaypointFile(const std::string &path, const CWaypointList &waypoints,
                      const CWriteFault *fault)
 {
+    if (const int error = CheckWaypointLimits(waypoints))
+        return error;
     return ReplaceFileKeepingTail(path, EncodeWaypoints(waypoints), kMaxWaypointFileBytes, fault);
 }
 

@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <string>
 #include <string_view>
+#include <vector>
 
 struct CWriteFault;
 
@@ -13,6 +14,8 @@ inline constexpr const char *kWaypointFileName = "Waypoints.wdb";
 inline constexpr const char *kWorldpointFileName = "Worldpoints.wdb";
 /// Far beyond any real database (70,000 waypoints take a few MB); a larger file is refused.
 inline constexpr std::size_t kMaxWaypointFileBytes = 256u << 20;
+/// The most waypoints a database may hold: a reader refuses more, so no save writes more.
+inline constexpr std::size_t kMaxWaypoints = 1000000;
 /// Shown (caption "ERROR") when no database opens, one is damaged, or a save fails.
 inline constexpr const char *kWaypointDatabaseMessage = "Unable to open\nWaypoint-Database.";
 
@@ -21,9 +24,19 @@ inline constexpr const char *kWaypointDatabaseMessage = "Unable to open\nWaypoin
 std::string EncodeWaypoints(const CWaypointList &waypoints);
 
 /// Reads a list from database bytes into `out` (appended at the tail). Bytes after the counted
-/// waypoints are ignored. Returns false when the bytes end or break inside the list; the
-/// waypoints complete before that point are kept.
+/// waypoints are ignored. Returns false when the bytes end or break inside the list (the
+/// waypoints complete before that point are kept), when they count more than kMaxWaypoints, or
+/// when they are text rather than a database (nothing is read then).
 bool DecodeWaypoints(std::string_view bytes, CWaypointList &out);
+
+/// 0, or EFBIG when a reader would refuse the list: more than kMaxWaypoints, or more than
+/// kMaxWaypointFileBytes once encoded (`encodedBytes`, when given, receives the size).
+int CheckWaypointLimits(const CWaypointList &waypoints, std::size_t *encodedBytes = nullptr);
+/// The limits in words, for messages and the manual.
+std::string WaypointLimitText();
+
+/// The codec that SaveDatabaseChanges needs for a waypoint database.
+const CDatabaseCodec<CWaypoint> &WaypointCodec();
 
 struct CWaypointLoad : CDatabaseRead {
     CWaypointList waypoints;
@@ -34,8 +47,8 @@ CWaypointLoad LoadWaypointDatabase(const std::string &directory);
 
 /// Writes the list to "Waypoints.wdb" in `directory` with the bytes an in-place overwrite would
 /// leave (the new content, then the old file's bytes beyond it), but crash-safely through
-/// ReplaceFileAtomically. Never touches "Worldpoints.wdb". Returns 0 or the errno; on failure
-/// the previous file is unchanged.
+/// ReplaceFileAtomically. Never touches "Worldpoints.wdb". Returns 0 or the errno (EFBIG beyond
+/// the limits); on failure the previous file is unchanged.
 int SaveWaypointDatabase(const std::string &directory, const CWaypointList &waypoints,
                          const CWriteFault *fault = nullptr);
 

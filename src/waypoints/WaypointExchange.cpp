@@ -1,6 +1,7 @@
 #include "waypoints/WaypointExchange.h"
 
 #include "app/WebAddress.h"
+#include "geo/CoordinateRange.h"
 #include "nmea/Numbers.h"
 #include "waypoints/AtomicFile.h"
 #include "waypoints/Utf8.h"
@@ -106,6 +107,22 @@ std::string XmlText(std::string_view text)
     return out;
 }
 
+// Start tags of `name` ("<wpt>", "<wpt ...", "<wpt/>"): at least as many as the items read.
+std::size_t CountStartTags(std::string_view text, std::string_view name)
+{
+    std::size_t count = 0;
+    for (std::size_t at = text.find('<'); at != std::string_view::npos;
+         at = text.find('<', at + 1)) {
+        if (text.compare(at + 1, name.size(), name) != 0)
+            continue;
+        const std::size_t after = at + 1 + name.size();
+        if (after < text.size() && std::strchr(" \t\r\n/>", text[after]) != nullptr
+            && text[after] != '\0')
+            ++count;
+    }
+    return count;
+}
+
 class CStringWriter : public pugi::xml_writer
 {
 public:
@@ -118,7 +135,8 @@ public:
 
 } // namespace
 
-CImportResult ImportWaypoints(const std::string &path, WaypointFileType type)
+CImportResult ImportWaypoints(const std::string &path, WaypointFileType type,
+                              std::size_t maxWaypoints)
 {
     std::string bytes;
     if (const int error = ReadWholeFile(path, bytes, kMaxImportBytes); error != 0) {
@@ -127,12 +145,23 @@ CImportResult ImportWaypoints(const std::string &path, WaypointFileType type)
         result.detail = std::strerror(error);
         return result;
     }
-    return ImportWaypointsFromText(bytes, type);
+    return ImportWaypointsFromText(bytes, type, maxWaypoints);
 }
 
-CImportResult ImportWaypointsFromText(std::string_view text, WaypointFileType type)
+CImportResult ImportWaypointsFromText(std::string_view text, WaypointFileType type,
+                                      std::size_t maxWaypoints)
 {
     CImportResult result;
+    const bool gpx = type == WaypointFileType::GPX;
+    const char *rootName = gpx ? "gpx" : "loc";
+    const char *itemName = gpx ? "wpt" : "waypoint";
+    // The tree takes many times the text; a file of more items than any database holds is
+    // refused before it is built.
+    if (const std::size_t tags = CountStartTags(text, itemName); tags > maxWaypoints) {
+        result.status = ImportStatus::TooMany;
+        result.detail = FormatC("more than %zu waypoints", maxWaypoints);
+        return result;
+    }
     pugi::xml_document document;
     const pugi::xml_parse_result parsed =
         document.load_buffer(text.data(), text.size(), kParseOptions, pugi::encoding_auto);
@@ -143,17 +172,29 @@ CImportResult ImportWaypointsFromText(std::string_view text, WaypointFileType ty
     }
     // "/gpx/wpt" and "/loc/waypoint" by the elements' written names: a default namespace
     // (GPX 1.1 has one) matches, a prefixed root ("gpx:gpx") does not.
-    const bool gpx = type == WaypointFileType::GPX;
-    const char *rootName = gpx ? "gpx" : "loc";
-    const char *itemName = gpx ? "wpt" : "waypoint";
-    for (const pugi::xml_node root : document.children(rootName))
-        for (const pugi::xml_node item : root.children(itemName))
-            result.waypoints.push_back(gpx ? ReadGPXWaypoint(item) : ReadLOCWaypoint(item));
+    for (const pugi::xml_node root : document.children(rootName)) {
+        for (const pugi::xml_node item : root.children(itemName)) {
+            CWaypoint waypoint = gpx ? ReadGPXWaypoint(item) : ReadLOCWaypoint(item);
+            if (!IsValidPosition(waypoint.m_position)) {
+                ++result.skipped;
+                continue;
+            }
+            if (result.waypoints.size() == maxWaypoints) {
+                result.status = ImportStatus::TooMany;
+                result.detail = FormatC("more than %zu waypoints", maxWaypoints);
+                result.waypoints.clear();
+                return result;
+            }
+            result.waypoints.push_back(std::move(waypoint));
+        }
+    }
     return result;
 }
 
-std::string ExportGPX(const CWaypointList &waypoints)
+std::string ExportGPX(const CWaypointList &waypoints, int *skipped)
 {
+    if (skipped != nullptr)
+        *skipped = 0;
     pugi::xml_document document;
     pugi::xml_node declaration = document.append_child(pugi::node_declaration);
     declaration.append_attribute("version").set_value("1.0");
@@ -168,6 +209,12 @@ std::string ExportGPX(const CWaypointList &waypoints)
     gpx.append_attribute("xsi:schemaLocation").set_value(kGPXSchemaLocation);
 
     for (const CWaypoint &waypoint : waypoints) {
+        // "nan" or "inf" makes other programs refuse the whole file.
+        if (!IsValidPosition(waypoint.m_position)) {
+            if (skipped != nullptr)
+                ++*skipped;
+            continue;
+        }
         pugi::xml_node wpt = gpx.append_child("wpt");
         wpt.append_attribute("lat").set_value(
             FormatC("%f", waypoint.m_position.m_latitude).c_str());
@@ -183,9 +230,10 @@ std::string ExportGPX(const CWaypointList &waypoints)
     return std::move(writer.m_text);
 }
 
-int ExportGPXFile(const std::string &path, const CWaypointList &waypoints, const CWriteFault *fault)
+int ExportGPXFile(const std::string &path, const CWaypointList &waypoints, const CWriteFault *fault,
+                  int *skipped)
 {
-    return ReplaceFileAtomically(path, ExportGPX(waypoints), fault);
+    return ReplaceFileAtomically(path, ExportGPX(waypoints, skipped), fault);
 }
 
 std::string ImportedMessage(int count)
@@ -196,4 +244,9 @@ std::string ImportedMessage(int count)
 std::string ExportedMessage(int count)
 {
     return FormatC("%d waypoints successfully exported.", count);
+}
+
+std::string SkippedMessage(int count)
+{
+    return FormatC("%d waypoint(s) with impossible coordinates skipped.", count);
 }
