@@ -26,7 +26,11 @@
 #include <QTimer>
 
 #include <algorithm>
+#include <chrono>
 #include <cmath>
+#include <condition_variable>
+#include <mutex>
+#include <thread>
 
 namespace
 {
@@ -50,11 +54,21 @@ double OverlayScale(const QSize &size)
 
 struct CMapView::CDecodeJob {
     QString path;
-    int generation = 0;
     CMapBitmap bitmap;
     QString error;
     std::function<void(bool)> done;
+    std::atomic<bool> cancel{false};
 };
+
+// What a decoding thread shares with the page: the page may be gone when the thread ends.
+struct CMapView::CDecodeLink {
+    std::mutex mutex;
+    std::condition_variable idle;
+    CMapView *view = nullptr;
+    int running = 0;
+};
+
+std::atomic<int> CMapView::s_abandoned{0};
 
 CMapView::CMapView(QWidget *parent)
     : QWidget(parent)
@@ -70,15 +84,24 @@ CMapView::CMapView(QWidget *parent)
         m_dragPath.clear();
         ShowMenu(m_holdGlobal);
     });
+    m_link = std::make_shared<CDecodeLink>();
+    m_link->view = this;
     ReadSettings();
 }
 
 CMapView::~CMapView()
 {
     WriteSettings();
-    if (m_decoder != nullptr) {
-        m_decoder->wait();
-        delete m_decoder;
+    if (m_job != nullptr)
+        m_job->cancel = true;
+    {
+        // A decode of a regular file ends soon once cancelled; one stuck in a slow file system
+        // is left behind rather than keeping the window open.
+        std::unique_lock lock(m_link->mutex);
+        m_link->view = nullptr;
+        if (!m_link->idle.wait_for(lock, std::chrono::milliseconds(kDecodeGraceMs),
+                                   [this] { return m_link->running == 0; }))
+            s_abandoned += m_link->running;
     }
     if (m_waitCursor)
         QApplication::restoreOverrideCursor();
@@ -239,6 +262,7 @@ void CMapView::SetUnits(UnitSystem units)
 
 void CMapView::WaypointsChanged()
 {
+    m_waypointLayer.Invalidate();
     Redraw();
 }
 
@@ -305,7 +329,6 @@ void CMapView::LoadBitmap(const QString &path, std::function<void(bool)> done)
 {
     auto job = std::make_shared<CDecodeJob>();
     job->path = path;
-    job->generation = ++m_generation;
     job->done = std::move(done);
     m_bitmap = CMapBitmap();
     m_frameValid = false;
@@ -313,31 +336,31 @@ void CMapView::LoadBitmap(const QString &path, std::function<void(bool)> done)
         QApplication::setOverrideCursor(Qt::WaitCursor);
         m_waitCursor = true;
     }
+    // The older request is stale: it stops at its next step, or finishes unheard.
+    if (m_job != nullptr)
+        m_job->cancel = true;
     m_job = job;
-    if (m_decoder == nullptr)
-        BitmapDecoded(0);
+    {
+        std::lock_guard lock(m_link->mutex);
+        ++m_link->running;
+    }
+    std::thread([job, link = m_link] {
+        job->bitmap = CMapBitmap::Decode(job->path, &job->error, &job->cancel);
+        std::lock_guard lock(link->mutex);
+        if (link->view != nullptr)
+            QMetaObject::invokeMethod(
+                link->view, [view = link->view, job] { view->BitmapDecoded(job); },
+                Qt::QueuedConnection);
+        --link->running;
+        link->idle.notify_all();
+    }).detach();
 }
 
-// Starts the queued job once the decoder is free, and hands over a finished one.
-void CMapView::BitmapDecoded(int generation)
+// Hands over a finished decode unless a newer one was asked for since.
+void CMapView::BitmapDecoded(const std::shared_ptr<CDecodeJob> &job)
 {
-    if (m_decoder != nullptr) {
-        m_decoder->wait();
-        delete m_decoder;
-        m_decoder = nullptr;
-    }
-    std::shared_ptr<CDecodeJob> job = m_job;
-    if (job == nullptr)
+    if (job != m_job)
         return;
-    if (job->generation != generation) {
-        // A newer request: decode that one (the finished one, if any, is stale).
-        m_decoder =
-            QThread::create([job] { job->bitmap = CMapBitmap::Decode(job->path, &job->error); });
-        connect(m_decoder, &QThread::finished, this,
-                [this, g = job->generation] { BitmapDecoded(g); });
-        m_decoder->start();
-        return;
-    }
     m_job.reset();
     if (m_waitCursor) {
         QApplication::restoreOverrideCursor();
@@ -478,43 +501,63 @@ void CMapView::DrawTrack(QPainter &painter, std::size_t from) const
     painter.setRenderHint(QPainter::Antialiasing, false);
 }
 
-void CMapView::DrawWaypoints(QPainter &painter) const
+// Circles and names come from the layer, which looks only at the waypoints near the view and
+// picks the names that fit; a name drawn is kept as an image and then only copied.
+void CMapView::DrawWaypoints(QPainter &painter)
 {
     const CWaypointList *waypoints = Waypoints();
     const CMapInfo *map = m_model.GetCurrentMap();
     if (waypoints == nullptr || map == nullptr || !map->IsCalibrated())
         return;
-    const CMapViewport &vp = m_model.Viewport();
-    const double zoom = vp.GetZoom();
+    if (!m_waypointLayer.IsBuiltFor(*map))
+        m_waypointLayer.Build(*waypoints, *map);
     const double dpr = devicePixelRatioF();
-    const QRectF view(0, 0, vp.GetClientWidth(), vp.GetClientHeight());
     QFont font = painter.font();
     font.setPixelSize(static_cast<int>(11 * dpr * OverlayScale(size()) / 1.5));
-    painter.setFont(font);
-    painter.setRenderHint(QPainter::Antialiasing);
-    for (const CWaypoint &w : *waypoints) {
-        CMapPoint pixel;
-        if (!map->ContainsPosition(w.m_position) || !map->PositionToPixel(w.m_position, pixel))
-            continue;
-        const QPointF centre(vp.ScreenX(pixel.x), vp.ScreenY(pixel.y));
-        // The radius in arc seconds on each axis, at least a visible dot.
-        const double rx = std::max(std::abs(map->m_xScale) * w.m_radius / 3600.0 / zoom, 3.0 * dpr);
-        const double ry = std::max(std::abs(map->m_yScale) * w.m_radius / 3600.0 / zoom, 3.0 * dpr);
-        const QRectF box(centre.x() - rx, centre.y() - ry, 2 * rx, 2 * ry);
-        if (!box.adjusted(-200 * dpr, -20 * dpr, 200 * dpr, 20 * dpr).intersects(view))
-            continue;
-        painter.setPen(QPen(Qt::black, dpr));
-        painter.setBrush(QColor(255, 255, 0, 150));
-        painter.drawEllipse(box);
-        const QString name = QString::fromStdString(w.m_name);
-        const QPointF at(box.right() + 3 * dpr, centre.y() + painter.fontMetrics().ascent() / 2.0);
-        QPainterPath text;
-        text.addText(at, font, name);
-        painter.strokePath(text, QPen(QColor(255, 255, 255, 220), 3 * dpr));
-        painter.fillPath(text, Qt::black);
+    if (font != m_labelFont) {
+        m_labelFont = font;
+        m_labels.clear();
     }
+    if (m_labels.size() > kLabelCacheSize)
+        m_labels.clear();
+    const double halo = 1.5 * dpr;
+    const QFontMetricsF metrics(font);
+    CWaypointStyle style;
+    style.dotRadius = 3.0 * dpr;
+    style.labelGap = 3.0 * dpr - halo;
+    style.labelHeight = std::ceil(metrics.height() + 2 * halo);
+    const auto label = [&](std::size_t index) -> const QImage & {
+        const QString name = QString::fromStdString((*waypoints)[index].m_name);
+        auto found = m_labels.find(name);
+        if (found != m_labels.end())
+            return *found;
+        QPainterPath text;
+        text.addText(QPointF(halo, halo + metrics.ascent()), font, name);
+        const QSize box(static_cast<int>(std::ceil(metrics.horizontalAdvance(name) + 2 * halo)),
+                        static_cast<int>(style.labelHeight));
+        QImage image(box.expandedTo(QSize(1, 1)), QImage::Format_ARGB32_Premultiplied);
+        image.fill(Qt::transparent);
+        QPainter p(&image);
+        p.setRenderHint(QPainter::Antialiasing);
+        p.strokePath(text, QPen(QColor(255, 255, 255, 220), 2 * halo));
+        p.fillPath(text, Qt::black);
+        return *m_labels.insert(name, image);
+    };
+    const CWaypointFrame frame =
+        m_waypointLayer.Compose(m_model.Viewport(), style, [&](std::size_t index) {
+            const QString name = QString::fromStdString((*waypoints)[index].m_name);
+            return std::ceil(metrics.horizontalAdvance(name) + 2 * halo);
+        });
+    painter.setRenderHint(QPainter::Antialiasing);
+    painter.setPen(QPen(Qt::black, dpr));
+    painter.setBrush(QColor(255, 255, 0, 150));
+    for (const CWaypointDot &d : frame.dots)
+        painter.drawEllipse(QPointF(d.x, d.y), d.radiusX, d.radiusY);
     painter.setBrush(Qt::NoBrush);
     painter.setRenderHint(QPainter::Antialiasing, false);
+    for (const CWaypointLabel &l : frame.labels)
+        painter.drawImage(QPointF(std::round(l.x), std::round(l.y - style.labelHeight / 2)),
+                          label(l.waypoint));
 }
 
 QImage CMapView::Render()

@@ -4,20 +4,23 @@
 #include "geo/Units.h"
 #include "maps/MapBitmap.h"
 #include "maps/MapPageModel.h"
+#include "maps/WaypointLayer.h"
 #include "nmea/GeoPosition.h"
 #include "nmea/GnssSystem.h"
 
+#include <QFont>
+#include <QHash>
 #include <QImage>
 #include <QPoint>
 #include <QWidget>
 
+#include <atomic>
 #include <functional>
 #include <memory>
 #include <vector>
 
 class CWaypointBook;
 class QMenu;
-class QThread;
 class QTimer;
 
 /// What the window has handed to the map page.
@@ -77,6 +80,10 @@ public:
     void ZoomOut();
     void ToggleTrackPosition();
 
+    /// Decoding threads still running when their page went: the process must not wait for
+    /// them, nor run its exit handlers under them.
+    static int AbandonedDecodes() { return s_abandoned.load(); }
+
     /// Blocks until the bitmap being decoded is there (tests, screenshots); false on time-out.
     bool WaitForBitmap(int timeoutMs);
     /// The page as it paints, into an image of its size (device pixels).
@@ -114,11 +121,12 @@ private:
     void Apply(unsigned changes);
     void LoadCurrentBitmap();
     void LoadBitmap(const QString &path, std::function<void(bool)> done);
-    void BitmapDecoded(int generation);
+    struct CDecodeJob;
+    void BitmapDecoded(const std::shared_ptr<CDecodeJob> &job);
     void SyncClientSize();
     void Compose();
     void DrawTrack(QPainter &painter, std::size_t from) const;
-    void DrawWaypoints(QPainter &painter) const;
+    void DrawWaypoints(QPainter &painter);
     void PaintOverlays(QPainter &painter);
     void ShowMenu(const QPoint &globalPos);
     void TapReleased(const QPoint &pos);
@@ -139,12 +147,19 @@ private:
     GnssMode m_gnssMode = GnssMode::AllSystems;
     double m_heading = -1.0;
 
-    // Decoding runs on its own thread; a newer request makes an older result stale.
-    struct CDecodeJob;
+    // Decoding runs on a thread of its own per request; a newer request makes an older one
+    // stale. Nothing ever waits on one for long: a file can be slow, or stuck.
+    struct CDecodeLink;
+    static constexpr int kDecodeGraceMs = 500;
+    static std::atomic<int> s_abandoned;
     std::shared_ptr<CDecodeJob> m_job;
-    QThread *m_decoder = nullptr;
-    int m_generation = 0;
+    std::shared_ptr<CDecodeLink> m_link;
     bool m_waitCursor = false;
+
+    CWaypointLayer m_waypointLayer;
+    static constexpr qsizetype kLabelCacheSize = 4096;
+    QFont m_labelFont;
+    QHash<QString, QImage> m_labels; // waypoint names as drawn, in m_labelFont
 
     QImage m_frame; // map, track and waypoints of the current view
     bool m_frameValid = false;
