@@ -2,6 +2,7 @@
 
 #include <cmath>
 #include <gtest/gtest.h>
+#include <map>
 #include <random>
 #include <set>
 #include <string>
@@ -115,6 +116,7 @@ TEST(WaypointLayer, GridFindsWhatTheWholeListHolds)
     layer.Build(list, map);
     CWaypointStyle style;
     style.labelBudget = 0;
+    style.maxCover = 1e9; // every circle, however crowded
     for (int i = 0; i < 40; ++i) {
         const CMapViewport view = View(x(random), y(random), i % 4 == 0 ? 4.0 : 0.7 + i % 3);
         SCOPED_TRACE(testing::Message() << "centre " << view.GetCentre().x << ","
@@ -184,6 +186,52 @@ TEST(WaypointLayer, OnePixelOneDotAndOnlyTheMapsWaypoints)
     layer.Build(list, plain);
     EXPECT_TRUE(layer.IsBuiltFor(plain));
     EXPECT_TRUE(layer.Compose(View(5000, 4000, 1.0), style, kWidth).dots.empty());
+}
+
+// A crowd covering the view many times over: circles thinned to about one cover of the view,
+// and the same ones kept while the view moves (no flicker while following a fix).
+TEST(WaypointLayer, CrowdThinnedAndSteadyWhileTheViewMoves)
+{
+    const CMapInfo map = Sheet();
+    CWaypointList list;
+    std::mt19937 random(3);
+    std::uniform_int_distribution<int> x(4500, 5499);
+    std::uniform_int_distribution<int> y(3500, 4499);
+    for (int i = 0; i < 70000; ++i)
+        list.push_back(At(map, x(random), y(random), 2.0)); // about 5.6 × 4.4 pixels at zoom 1
+    CWaypointLayer layer;
+    layer.Build(list, map);
+    CWaypointStyle style;
+    style.labelBudget = 0;
+    const auto dots = [&](int centreX) {
+        std::map<std::size_t, std::pair<double, double>> out;
+        for (const CWaypointDot &d : layer.Compose(View(centreX, 4000, 1.0), style, kWidth).dots)
+            out[d.waypoint] = {d.x, d.y};
+        return out;
+    };
+    const auto before = dots(5000);
+    double cover = 0.0;
+    for (const CWaypointDot &d : layer.Compose(View(5000, 4000, 1.0), style, kWidth).dots)
+        cover += 4.0 * d.radiusX * d.radiusY;
+    EXPECT_LT(cover, 2.0 * 400 * 300); // unthinned: about 10 times
+    EXPECT_GT(cover, 0.3 * 400 * 300);
+
+    const auto after = dots(5013);
+    int kept = 0;
+    int inner = 0;
+    for (const auto &[waypoint, at] : before) {
+        if (at.first < 30 || at.first > 370)
+            continue; // may have left the view
+        ++inner;
+        const auto found = after.find(waypoint);
+        kept += found != after.end() && found->second.first == at.first - 13;
+    }
+    EXPECT_GT(inner, 100);
+    EXPECT_EQ(kept, inner);
+
+    // Few enough to cover the view less than the limit: all shown.
+    style.maxCover = 1e9;
+    EXPECT_GT(layer.Compose(View(5000, 4000, 1.0), style, kWidth).dots.size(), 4 * before.size());
 }
 
 // Tens of thousands in view: names nearest the centre, inside the view, none over another, at

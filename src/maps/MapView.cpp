@@ -50,6 +50,40 @@ double OverlayScale(const QSize &size)
     return std::clamp(std::min(size.width(), size.height()) / 240.0, 1.0, 2.0);
 }
 
+// Black text in a white halo `reach` pixels wide. Glyphs come from the painter's cache and the
+// halo is the text spread by hand: stroking the outline of every name costs ten times more.
+QImage LabelImage(const QString &name, const QFont &font, const QSize &size,
+                  const QPointF &baseline, int reach)
+{
+    QImage text(size, QImage::Format_ARGB32_Premultiplied);
+    text.fill(Qt::transparent);
+    {
+        QPainter p(&text);
+        p.setFont(font);
+        p.setPen(Qt::black);
+        p.drawText(baseline, name);
+    }
+    QImage image(size, QImage::Format_ARGB32_Premultiplied);
+    const int w = size.width();
+    const int h = size.height();
+    for (int y = 0; y < h; ++y) {
+        auto *out = reinterpret_cast<QRgb *>(image.scanLine(y));
+        const auto *ink = reinterpret_cast<const QRgb *>(text.constScanLine(y));
+        for (int x = 0; x < w; ++x) {
+            int spread = 0;
+            for (int dy = std::max(0, y - reach); dy <= std::min(h - 1, y + reach); ++dy) {
+                const auto *line = reinterpret_cast<const QRgb *>(text.constScanLine(dy));
+                for (int dx = std::max(0, x - reach); dx <= std::min(w - 1, x + reach); ++dx)
+                    spread = std::max(spread, qAlpha(line[dx]));
+            }
+            const int a = qAlpha(ink[x]);
+            const int white = spread * 220 / 255 * (255 - a) / 255;
+            out[x] = qRgba(white, white, white, a + white);
+        }
+    }
+    return image;
+}
+
 } // namespace
 
 struct CMapView::CDecodeJob {
@@ -263,6 +297,9 @@ void CMapView::SetUnits(UnitSystem units)
 void CMapView::WaypointsChanged()
 {
     m_waypointLayer.Invalidate();
+    m_labels.clear();
+    m_labelWidths.clear();
+    m_shownLabels.clear();
     Redraw();
 }
 
@@ -509,17 +546,29 @@ void CMapView::DrawWaypoints(QPainter &painter)
     const CMapInfo *map = m_model.GetCurrentMap();
     if (waypoints == nullptr || map == nullptr || !map->IsCalibrated())
         return;
-    if (!m_waypointLayer.IsBuiltFor(*map))
+    // Edits come with WaypointsChanged; a list loaded or replaced behind the page's back shows
+    // in its address or size.
+    if (!m_waypointLayer.IsBuiltFor(*map) || waypoints->data() != m_layerList
+        || waypoints->size() != m_layerListSize) {
         m_waypointLayer.Build(*waypoints, *map);
+        m_layerList = waypoints->data();
+        m_layerListSize = waypoints->size();
+        m_labels.clear();
+        m_labelWidths.clear();
+        m_shownLabels.clear();
+    }
     const double dpr = devicePixelRatioF();
     QFont font = painter.font();
     font.setPixelSize(static_cast<int>(11 * dpr * OverlayScale(size()) / 1.5));
     if (font != m_labelFont) {
         m_labelFont = font;
         m_labels.clear();
+        m_labelWidths.clear();
+        m_shownLabels.clear();
     }
     if (m_labels.size() > kLabelCacheSize)
         m_labels.clear();
+    m_labelWidths.resize(waypoints->size(), -1.0);
     const double halo = 1.5 * dpr;
     const QFontMetricsF metrics(font);
     CWaypointStyle style;
@@ -527,32 +576,66 @@ void CMapView::DrawWaypoints(QPainter &painter)
     style.labelGap = 3.0 * dpr - halo;
     style.labelHeight = std::ceil(metrics.height() + 2 * halo);
     const auto label = [&](std::size_t index) -> const QImage & {
-        const QString name = QString::fromStdString((*waypoints)[index].m_name);
-        auto found = m_labels.find(name);
+        auto found = m_labels.find(index);
         if (found != m_labels.end())
             return *found;
-        QPainterPath text;
-        text.addText(QPointF(halo, halo + metrics.ascent()), font, name);
+        const QString name = QString::fromStdString((*waypoints)[index].m_name);
         const QSize box(static_cast<int>(std::ceil(metrics.horizontalAdvance(name) + 2 * halo)),
                         static_cast<int>(style.labelHeight));
-        QImage image(box.expandedTo(QSize(1, 1)), QImage::Format_ARGB32_Premultiplied);
-        image.fill(Qt::transparent);
-        QPainter p(&image);
-        p.setRenderHint(QPainter::Antialiasing);
-        p.strokePath(text, QPen(QColor(255, 255, 255, 220), 2 * halo));
-        p.fillPath(text, Qt::black);
-        return *m_labels.insert(name, image);
+        return *m_labels.insert(index, LabelImage(name, font, box.expandedTo(QSize(1, 1)),
+                                                  QPointF(halo, halo + metrics.ascent()),
+                                                  static_cast<int>(std::lround(halo))));
     };
-    const CWaypointFrame frame =
-        m_waypointLayer.Compose(m_model.Viewport(), style, [&](std::size_t index) {
-            const QString name = QString::fromStdString((*waypoints)[index].m_name);
-            return std::ceil(metrics.horizontalAdvance(name) + 2 * halo);
-        });
+    const CWaypointFrame frame = m_waypointLayer.Compose(
+        m_model.Viewport(), style,
+        [&](std::size_t index) {
+            double &width = m_labelWidths[index];
+            if (width < 0) {
+                const QString name = QString::fromStdString((*waypoints)[index].m_name);
+                width = std::ceil(metrics.horizontalAdvance(name) + 2 * halo);
+            }
+            return width;
+        },
+        m_shownLabels);
+    m_shownLabels.clear();
+    for (const CWaypointLabel &l : frame.labels)
+        m_shownLabels.push_back(l.waypoint);
+    std::sort(m_shownLabels.begin(), m_shownLabels.end());
+    const QPen pen(Qt::black, dpr);
+    const QColor fill(255, 255, 0, 150);
+    // Circles up to a size are copied from an image made once per size (one per radius in the
+    // list, mostly): many times faster than filling and stroking each.
+    if (m_dotSprites.size() > kDotSpriteCount)
+        m_dotSprites.clear();
     painter.setRenderHint(QPainter::Antialiasing);
-    painter.setPen(QPen(Qt::black, dpr));
-    painter.setBrush(QColor(255, 255, 0, 150));
-    for (const CWaypointDot &d : frame.dots)
-        painter.drawEllipse(QPointF(d.x, d.y), d.radiusX, d.radiusY);
+    painter.setPen(pen);
+    painter.setBrush(fill);
+    for (const CWaypointDot &d : frame.dots) {
+        if (d.radiusX > kDotSpriteRadius || d.radiusY > kDotSpriteRadius) {
+            painter.drawEllipse(QPointF(d.x, d.y), d.radiusX, d.radiusY);
+            continue;
+        }
+        // Quarter pixels: a size that differs less does not show.
+        const int qx = static_cast<int>(std::lround(d.radiusX * 4));
+        const int qy = static_cast<int>(std::lround(d.radiusY * 4));
+        QImage &sprite = m_dotSprites[qx * 4096 + qy];
+        if (sprite.isNull()) {
+            const double rx = qx / 4.0;
+            const double ry = qy / 4.0;
+            sprite = QImage(static_cast<int>(std::ceil(2 * (rx + dpr))),
+                            static_cast<int>(std::ceil(2 * (ry + dpr))),
+                            QImage::Format_ARGB32_Premultiplied);
+            sprite.fill(Qt::transparent);
+            QPainter p(&sprite);
+            p.setRenderHint(QPainter::Antialiasing);
+            p.setPen(pen);
+            p.setBrush(fill);
+            p.drawEllipse(QPointF(sprite.width() / 2.0, sprite.height() / 2.0), rx, ry);
+        }
+        painter.drawImage(QPointF(std::round(d.x - sprite.width() / 2.0),
+                                  std::round(d.y - sprite.height() / 2.0)),
+                          sprite);
+    }
     painter.setBrush(Qt::NoBrush);
     painter.setRenderHint(QPainter::Antialiasing, false);
     for (const CWaypointLabel &l : frame.labels)

@@ -157,9 +157,16 @@ private:
     bool m_waitCursor = false;
 
     CWaypointLayer m_waypointLayer;
+    const CWaypoint *m_layerList = nullptr; // the list the layer was built from
+    std::size_t m_layerListSize = 0;
     static constexpr qsizetype kLabelCacheSize = 4096;
     QFont m_labelFont;
-    QHash<QString, QImage> m_labels; // waypoint names as drawn, in m_labelFont
+    QHash<std::size_t, QImage> m_labels;    // waypoint names as drawn, in m_labelFont
+    std::vector<double> m_labelWidths;      // their widths, -1 until measured
+    std::vector<std::size_t> m_shownLabels; // the waypoints named in the last frame, ascending
+    static constexpr double kDotSpriteRadius = 32.0;
+    static constexpr qsizetype kDotSpriteCount = 256;
+    QHash<int, QImage> m_dotSprites; // waypoint circles by size, in quarter pixels
 
     QImage m_frame; // map, track and waypoints of the current view
     bool m_frameValid = false;

@@ -2,13 +2,17 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdint>
 #include <tuple>
+#include <unordered_set>
 
 namespace
 {
 
 // Candidates for names put in order by distance; beyond this many only the nearest are.
 constexpr std::size_t kLabelPool = 4096;
+// Farther than any distance on a screen, squared: a new name comes after every kept one.
+constexpr double kNewLabel = 1e18;
 
 } // namespace
 
@@ -86,7 +90,8 @@ void CWaypointLayer::Candidates(double left, double top, double right, double bo
 }
 
 CWaypointFrame CWaypointLayer::Compose(const CMapViewport &view, const CWaypointStyle &style,
-                                       const std::function<double(std::size_t)> &measure) const
+                                       const std::function<double(std::size_t)> &measure,
+                                       const std::vector<std::size_t> &previous) const
 {
     CWaypointFrame frame;
     if (!m_built || (m_marks.empty() && m_wide.empty()))
@@ -129,27 +134,59 @@ CWaypointFrame CWaypointLayer::Compose(const CMapViewport &view, const CWaypoint
         }
         frame.dots.push_back(d);
     }
+    // A crowd that would cover the view several times over shows as a crowd with fewer circles:
+    // of circles of one size, one per square of its own area.
+    double cover = 0.0;
+    for (const CWaypointDot &d : frame.dots)
+        cover += 4.0 * d.radiusX * d.radiusY;
+    if (cover > style.maxCover * width * height) {
+        std::unordered_set<std::uint64_t> taken;
+        taken.reserve(frame.dots.size());
+        std::vector<CWaypointDot> thinned;
+        // Squares fixed on the map, not on the screen: the same circles stay as the view moves.
+        for (const CWaypointDot &d : frame.dots) {
+            const double side = 2.0 * std::sqrt(d.radiusX * d.radiusY);
+            const double mapSide = side * zoom;
+            const double mapX = view.GetOrigin().x + d.x * zoom;
+            const double mapY = view.GetOrigin().y + d.y * zoom;
+            const auto cellX = static_cast<std::uint64_t>(std::floor(mapX / mapSide) + 65536);
+            const auto cellY = static_cast<std::uint64_t>(std::floor(mapY / mapSide) + 65536);
+            const auto size = static_cast<std::uint64_t>(std::lround(side * 4)) & 0xFFFF;
+            if (taken.insert(size << 48 | (cellY & 0xFFFFFF) << 24 | (cellX & 0xFFFFFF)).second)
+                thinned.push_back(d);
+        }
+        frame.dots = std::move(thinned);
+    }
     // Drawn in list order, as the list would draw them.
     std::sort(frame.dots.begin(), frame.dots.end(),
               [](const CWaypointDot &a, const CWaypointDot &b) { return a.waypoint < b.waypoint; });
 
-    // Names nearest the view centre first: those are the ones looked at.
+    // Names shown before keep their place while they fit; then the nearest the view centre
+    // first: those are the ones looked at.
     std::vector<CWaypointLabel> anchors;
     anchors.reserve(frame.dots.size());
     for (const CWaypointDot &d : frame.dots)
         anchors.push_back({d.waypoint, d.x + d.radiusX + style.labelGap, d.y, 0.0});
     const double cx = view.ScreenX(view.GetCentre().x);
     const double cy = view.ScreenY(view.GetCentre().y);
-    const auto nearer = [cx, cy](const CWaypointLabel &a, const CWaypointLabel &b) {
-        const double da = std::hypot(a.x - cx, a.y - cy);
-        const double db = std::hypot(b.x - cx, b.y - cy);
-        return da != db ? da < db : a.waypoint < b.waypoint;
-    };
-    if (anchors.size() > kLabelPool) {
-        std::nth_element(anchors.begin(), anchors.begin() + kLabelPool, anchors.end(), nearer);
-        anchors.resize(kLabelPool);
+    std::vector<std::pair<double, std::size_t>> order; // squared distance, anchor
+    order.reserve(anchors.size());
+    for (std::size_t i = 0; i < anchors.size(); ++i) {
+        const double dx = anchors[i].x - cx;
+        const double dy = anchors[i].y - cy;
+        const bool kept = std::binary_search(previous.begin(), previous.end(), anchors[i].waypoint);
+        order.emplace_back(dx * dx + dy * dy + (kept ? 0.0 : kNewLabel), i);
     }
-    std::sort(anchors.begin(), anchors.end(), nearer);
+    if (order.size() > kLabelPool) {
+        std::nth_element(order.begin(), order.begin() + kLabelPool, order.end());
+        order.resize(kLabelPool);
+    }
+    std::sort(order.begin(), order.end());
+    std::vector<CWaypointLabel> nearest;
+    nearest.reserve(order.size());
+    for (const auto &entry : order)
+        nearest.push_back(anchors[entry.second]);
+    anchors = std::move(nearest);
     const std::vector<std::size_t> chosen =
         PlaceLabels(anchors, width, height, style.labelHeight, style.labelBudget,
                     style.labelBudget * kLabelTriesPerLabel,

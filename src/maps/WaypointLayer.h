@@ -30,7 +30,8 @@ struct CWaypointStyle {
     double dotRadius = 3.0; ///< the smallest circle drawn
     double labelGap = 3.0;  ///< between a circle and its name
     double labelHeight = 12.0;
-    int labelBudget = 60; ///< names per frame at most
+    int labelBudget = 60;  ///< names per frame at most
+    double maxCover = 1.0; ///< circles covering the view more often than this are thinned
 };
 
 struct CWaypointFrame {
@@ -55,10 +56,14 @@ public:
     [[nodiscard]] std::size_t GetCount() const { return m_marks.size(); }
 
     /// The circles and names of the view. Dots that would cover a drawn one exactly are left
-    /// out; names go nearest the view centre first, never over another name, wholly inside the
-    /// view, at most the budget. `measure` gives a waypoint's name width in device pixels.
+    /// out, and where circles would cover the view over and over, one of a size per square of
+    /// its area is kept; names go nearest the view centre first, never over another name, wholly
+    /// inside the view, at most the budget; those of `previous` (waypoint indices, ascending)
+    /// before any other, so that names stay put while the view moves. `measure` gives a waypoint's
+    /// name width in device pixels.
     [[nodiscard]] CWaypointFrame Compose(const CMapViewport &view, const CWaypointStyle &style,
-                                         const std::function<double(std::size_t)> &measure) const;
+                                         const std::function<double(std::size_t)> &measure,
+                                         const std::vector<std::size_t> &previous = {}) const;
 
 private:
     struct CMark {
