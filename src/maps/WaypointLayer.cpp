@@ -22,6 +22,7 @@ void CWaypointLayer::Build(const CWaypointList &waypoints, const CMapInfo &map)
     m_map = map;
     m_marks.clear();
     m_wide.clear();
+    m_reach = 0.0;
     m_columns = std::max(1, (map.m_width + kCellSide) / kCellSide);
     m_rows = std::max(1, (map.m_height + kCellSide) / kCellSide);
     m_cellStart.assign(static_cast<std::size_t>(m_columns) * static_cast<std::size_t>(m_rows) + 1,
@@ -36,10 +37,11 @@ void CWaypointLayer::Build(const CWaypointList &waypoints, const CMapInfo &map)
             continue;
         const CMark mark{i, pixel, std::abs(map.m_xScale) * w.m_radius / 3600.0,
                          std::abs(map.m_yScale) * w.m_radius / 3600.0};
-        if (mark.radiusX > kCellSide || mark.radiusY > kCellSide) {
+        if (mark.radiusX > kWideRadius || mark.radiusY > kWideRadius) {
             m_wide.push_back(mark);
             continue;
         }
+        m_reach = std::max({m_reach, mark.radiusX, mark.radiusY});
         const int column = std::clamp(pixel.x / kCellSide, 0, m_columns - 1);
         const int row = std::clamp(pixel.y / kCellSide, 0, m_rows - 1);
         placed.emplace_back(static_cast<std::size_t>(row) * static_cast<std::size_t>(m_columns)
@@ -71,14 +73,14 @@ void CWaypointLayer::Build(const CWaypointList &waypoints, const CMapInfo &map)
 void CWaypointLayer::Candidates(double left, double top, double right, double bottom,
                                 std::vector<const CMark *> &out) const
 {
-    // A circle reaches at most a cell beyond the cell of its centre.
+    // Centres as far outside as the widest circle in the grid reaches.
     const auto cellOf = [](double v, int count) {
         return std::clamp(static_cast<int>(std::floor(v / kCellSide)), 0, count - 1);
     };
-    const int c0 = cellOf(left - kCellSide, m_columns);
-    const int c1 = cellOf(right + kCellSide, m_columns);
-    const int r0 = cellOf(top - kCellSide, m_rows);
-    const int r1 = cellOf(bottom + kCellSide, m_rows);
+    const int c0 = cellOf(left - m_reach, m_columns);
+    const int c1 = cellOf(right + m_reach, m_columns);
+    const int r0 = cellOf(top - m_reach, m_rows);
+    const int r1 = cellOf(bottom + m_reach, m_rows);
     for (int r = r0; r <= r1; ++r) {
         const std::size_t row = static_cast<std::size_t>(r) * static_cast<std::size_t>(m_columns);
         for (std::size_t k = m_cellStart[row + static_cast<std::size_t>(c0)];

@@ -45,7 +45,9 @@ class CWaypointLayer
 {
 public:
     /// Side of a grid cell in map pixels.
-    static constexpr int kCellSide = 256;
+    static constexpr int kCellSide = 64;
+    /// Circles wider than this (map pixels) are kept apart and looked at in every frame.
+    static constexpr double kWideRadius = 256.0;
     /// Names measured per name drawn at most: those refused for overlap cost a measure each.
     static constexpr int kLabelTriesPerLabel = 8;
 
@@ -82,7 +84,8 @@ private:
     int m_rows = 0;
     std::vector<CMark> m_marks;           ///< by cell, list order within a cell
     std::vector<std::size_t> m_cellStart; ///< m_columns × m_rows + 1 offsets into m_marks
-    std::vector<CMark> m_wide;            ///< circles wider than a cell: always looked at
+    std::vector<CMark> m_wide; ///< circles wider than kWideRadius: always looked at
+    double m_reach = 0.0;      ///< the widest circle in the grid, map pixels
 };
 
 /// Which names of `candidates` (anchors: left end and vertical middle) to draw: in the order
