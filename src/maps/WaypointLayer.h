@@ -84,8 +84,8 @@ private:
     int m_rows = 0;
     std::vector<CMark> m_marks;           ///< by cell, list order within a cell
     std::vector<std::size_t> m_cellStart; ///< m_columns × m_rows + 1 offsets into m_marks
-    std::vector<CMark> m_wide; ///< circles wider than kWideRadius: always looked at
-    double m_reach = 0.0;      ///< the widest circle in the grid, map pixels
+    std::vector<CMark> m_wide;            ///< circles wider than kWideRadius: always looked at
+    double m_reach = 0.0;                 ///< the widest circle in the grid, map pixels
 };
 
 /// Which names of `candidates` (anchors: left end and vertical middle) to draw: in the order
