@@ -398,6 +398,11 @@ void CMapView::BitmapDecoded(const std::shared_ptr<CDecodeJob> &job)
 {
     if (job != m_job)
         return;
+    {
+        // The thread wrote the job before it took the lock to post this call: taking it here
+        // orders those writes before the reads below for any checker.
+        std::lock_guard lock(m_link->mutex);
+    }
     m_job.reset();
     if (m_waitCursor) {
         QApplication::restoreOverrideCursor();
