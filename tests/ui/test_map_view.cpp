@@ -225,3 +225,47 @@ TEST_F(MapViewTest, OnlyTheLastRequestedBitmapIsShown)
     ASSERT_TRUE(view->WaitForBitmap(5000));
     EXPECT_EQ(view->GetBitmap().GetSize(), QSize(300, 200));
 }
+
+// Circles and names are cached: a waypoint added later shows too, and a name is drawn beside
+// its circle.
+TEST_F(MapViewTest, WaypointsShowAndFollowTheList)
+{
+    const auto write = [this](const char *name, const std::string &gpx) {
+        QFile file(Data(name));
+        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+        file.write(gpx.data(), static_cast<qint64>(gpx.size()));
+    };
+    write("one.gpx", R"(<gpx version="1.0"><wpt lat="47.5" lon="11.6"><name>Tower</name>
+        </wpt></gpx>)");
+    write("two.gpx", R"(<gpx version="1.0"><wpt lat="47.5" lon="11.4"><name>Mill</name>
+        </wpt></gpx>)");
+    CWaypointBook book(nullptr);
+    book.Load(m_data.path(), false);
+    ASSERT_EQ(book.ImportFile(Data("one.gpx"), WaypointFileType::GPX), 1);
+    m_messages.clear();
+    auto view = View(&book);
+    view->GetModel().m_settings.outline = false;
+    const auto yellow = [](QRgb rgb) { return qRed(rgb) > 200 && qBlue(rgb) < 200; };
+    const auto inked = [](const QImage &image, int mapX, int mapY) {
+        for (int x = mapX + 4; x < mapX + 40; ++x)
+            for (int y = mapY - 5; y <= mapY + 5; ++y)
+                if (qGray(At(image, x, y)) < 60)
+                    return true;
+        return false;
+    };
+    QImage image = view->Render();
+    EXPECT_TRUE(yellow(At(image, 600, 400)));
+    EXPECT_TRUE(inked(image, 600, 400)) << "no name beside the circle";
+    EXPECT_EQ(At(image, 400, 400), kWhite);
+
+    // Even without WaypointsChanged (a list that grew behind the page's back), at the next
+    // frame composed.
+    ASSERT_EQ(book.ImportFile(Data("two.gpx"), WaypointFileType::GPX), 1);
+    view->ZoomIn();
+    view->ZoomOut();
+    ASSERT_EQ(view->GetModel().Viewport().GetZoom(), 1.0);
+    image = view->Render();
+    EXPECT_TRUE(yellow(At(image, 400, 400)));
+    EXPECT_TRUE(inked(image, 400, 400));
+    EXPECT_TRUE(yellow(At(image, 600, 400)));
+}
