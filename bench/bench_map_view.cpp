@@ -1,7 +1,8 @@
 // The Map page on a 10,000 × 10,000-pixel sheet with a 50,000-point track, 1024 × 768 offscreen:
 // a frame composed again after the view moved, at zoom 1 and 4, with its parts (the sheet alone,
 // the frame without the track, the overlays over a composed frame); a fix followed by the view;
-// the sheet's memory with its half-size copies, RGB32 and paletted. The device pixel ratio is
+// the sheet's memory with its half-size copies, RGB32, paletted and 1-bit, at even and odd
+// heights; a fix followed with 2 or 70,000 waypoints in the database. The device pixel ratio is
 // the platform's: run again with QT_SCALE_FACTOR=2 for 2×.
 #include "QtBenchMain.h"
 #include "app/MessageBox.h"
@@ -11,6 +12,8 @@
 #include "maps/MapView.h"
 #include "maps/TrackLoader.h"
 #include "nmea/Numbers.h"
+#include "waypoints/WaypointBook.h"
+#include "waypoints/WaypointDatabase.h"
 
 #include <QApplication>
 #include <QImage>
@@ -22,6 +25,7 @@
 #include <benchmark/benchmark.h>
 #include <cmath>
 #include <cstdio>
+#include <cstring>
 #include <fstream>
 #include <malloc.h>
 #include <memory>
@@ -88,6 +92,25 @@ QImage ColourSheet(const QImage &paletted)
     return image;
 }
 
+// A scanned 1-bit plan, 15,000 × 14,000: thin lines on white; a few tens of kB as PNG. (Qt's
+// reader refuses larger 1-bit images under the page's allocation limit.)
+QImage MonoSheet()
+{
+    QImage image(15000, 14000, QImage::Format_Mono);
+    image.setColorTable({qRgb(255, 255, 255), qRgb(0, 0, 0)});
+    image.fill(0);
+    for (int y = 0; y < image.height(); ++y) {
+        uchar *line = image.scanLine(y);
+        if (y % 400 < 2) {
+            std::memset(line, 0xFF, static_cast<std::size_t>(image.bytesPerLine()));
+            continue;
+        }
+        for (int x = 0; x < image.width(); x += 400)
+            line[x / 8] = 0xC0;
+    }
+    return image;
+}
+
 // (48.2 N, 11.5 E) at the top-left corner, (48.1 N, 11.7 E) at the bottom-right.
 CMapInfo SheetMap(const QString &file)
 {
@@ -113,15 +136,25 @@ public:
         const QImage paletted = PalettedSheet();
         m_colourPath = m_dir.filePath(QStringLiteral("sheet.png"));
         m_palettedPath = m_dir.filePath(QStringLiteral("paletted.png"));
+        m_oddPalettedPath = m_dir.filePath(QStringLiteral("paletted-odd.png"));
+        m_monoPath = m_dir.filePath(QStringLiteral("mono.png"));
+        m_oddMonoPath = m_dir.filePath(QStringLiteral("mono-odd.png"));
         m_map = SheetMap(m_colourPath);
+        const QImage mono = MonoSheet();
         m_ok = m_dir.isValid() && Write(ColourSheet(paletted), m_colourPath)
                && Write(paletted, m_palettedPath)
+               && Write(paletted.copy(0, 0, kSheetSide, kSheetSide - 1), m_oddPalettedPath)
+               && Write(mono, m_monoPath)
+               && Write(mono.copy(0, 0, mono.width(), mono.height() - 1), m_oddMonoPath)
                && SaveMapDatabase(m_dir.path().toStdString(), {m_map}) == 0;
     }
 
     QTemporaryDir m_dir;
     QString m_colourPath;
     QString m_palettedPath;
+    QString m_oddPalettedPath;
+    QString m_monoPath;
+    QString m_oddMonoPath;
     CMapInfo m_map;
     bool m_ok = false;
 
@@ -176,7 +209,7 @@ public:
         : m_map(files.m_map)
     {
         m_view.resize(kWindow);
-        m_view.Start(files.m_dir.path(), true, nullptr);
+        m_view.Start(files.m_dir.path(), true, &m_book);
         if (!m_view.WaitForBitmap(300000)
             || m_view.GetBitmap().GetSize() != m_map.m_width * QSize(1, 1))
             return;
@@ -201,11 +234,12 @@ public:
         return position;
     }
 
+    CWaypointBook m_book{nullptr}; // empty unless a benchmark loads one
     CMapView m_view;
     bool m_ok = false;
+    CMapInfo m_map;
 
 private:
-    CMapInfo m_map;
     CDrive m_drive;
 };
 
@@ -355,13 +389,19 @@ void BM_FixFollowed(benchmark::State &state)
 BENCHMARK(BM_FixFollowed)->Unit(benchmark::kMillisecond);
 
 // Decoding the sheet's PNG as the page does: the bytes kept (the image and its half-size copies)
-// and the resident memory the load needed at its peak, in MB of 10^6 bytes.
+// and the resident memory the load needed at its peak, in MB of 10^6 bytes. Kinds: 0 the
+// 10,000 × 10,000 sheet in true colour, 1 paletted, 2 the 15,000 × 14,000 1-bit plan; `odd`
+// takes a row off the height.
 void BM_SheetMemory(benchmark::State &state)
 {
     const CSheetFiles *files = Files(state);
     if (files == nullptr)
         return;
-    const bool paletted = state.range(0) != 0;
+    const auto kind = state.range(0);
+    const bool odd = state.range(1) != 0;
+    const QString path = kind == 0   ? files->m_colourPath
+                         : kind == 1 ? (odd ? files->m_oddPalettedPath : files->m_palettedPath)
+                                     : (odd ? files->m_oddMonoPath : files->m_monoPath);
     CMapBitmap bitmap;
     std::int32_t before = -1;
     std::int32_t peak = -1;
@@ -371,7 +411,7 @@ void BM_SheetMemory(benchmark::State &state)
         ::malloc_trim(0);
         const bool reset = ResetPeakRss();
         before = StatusKiB("VmRSS:");
-        bitmap = CMapBitmap::Decode(paletted ? files->m_palettedPath : files->m_colourPath);
+        bitmap = CMapBitmap::Decode(path);
         peak = reset ? StatusKiB("VmHWM:") : -1;
     }
     if (bitmap.IsNull()) {
@@ -381,14 +421,79 @@ void BM_SheetMemory(benchmark::State &state)
     state.counters["MB"] = static_cast<double>(bitmap.GetBytes()) / 1e6;
     if (peak > 0 && before > 0)
         state.counters["load_peak_MB"] = (peak - before) * 1.024e-3;
-    state.SetLabel(paletted ? "Indexed8" : "RGB32");
+    const QImage &top = bitmap.GetLevels().front();
+    state.SetLabel(FormatC("%dx%d, %s", top.width(), top.height(),
+                           kind == 0   ? "RGB32"
+                           : kind == 1 ? "Indexed8"
+                                       : "1-bit"));
 }
 BENCHMARK(BM_SheetMemory)
-    ->ArgName("paletted")
-    ->Arg(0)
-    ->Arg(1)
+    ->ArgNames({"kind", "odd"})
+    ->Args({0, 0})
+    ->Args({1, 0})
+    ->Args({1, 1})
+    ->Args({2, 0})
+    ->Args({2, 1})
     ->Iterations(1)
     ->Repetitions(1)
+    ->Unit(benchmark::kMillisecond);
+
+// `count` waypoints, each with the default 1" circle (14 × 28 pixels here), spread over the
+// sheet or (dense) packed into the 3,000-pixel square around where the drive is; then a fix
+// followed as in BM_FixFollowed. 2 against 70,000: the cost of a big database on the page.
+void BM_FixFollowedWaypoints(benchmark::State &state)
+{
+    CSheetView *sheet = View(state);
+    if (sheet == nullptr)
+        return;
+    CMapView &view = sheet->m_view;
+    view.GetModel().m_settings.trackPosition = true;
+    view.GetModel().Viewport().SetZoom(1.0);
+    view.SetPosition(sheet->NextFix());
+    const CMapPoint at = view.GetModel().Viewport().GetCentre();
+    const bool dense = state.range(1) != 0;
+    const int side = dense ? 3000 : kSheetSide;
+    const int left = dense ? std::clamp(at.x - side / 2, 0, kSheetSide - side) : 0;
+    const int top = dense ? std::clamp(at.y - side / 2, 0, kSheetSide - side) : 0;
+    std::mt19937 random(18);
+    std::uniform_int_distribution<int> offset(0, side - 1);
+    CWaypointList list;
+    for (std::int64_t i = 0; i < state.range(0); ++i) {
+        CWaypoint w;
+        w.m_name = FormatC("WP%05d", static_cast<int>(i));
+        sheet->m_map.PixelToPosition({left + offset(random), top + offset(random)}, w.m_position);
+        list.push_back(w);
+    }
+    QTemporaryDir dir;
+    QTemporaryDir none;
+    if (!dir.isValid() || !none.isValid()
+        || SaveWaypointDatabase(dir.path().toStdString(), list) != 0
+        || SaveWaypointDatabase(none.path().toStdString(), {}) != 0) {
+        state.SkipWithError("cannot write the waypoints");
+        return;
+    }
+    sheet->m_book.Load(dir.path(), false);
+    view.WaypointsChanged();
+    if (sheet->m_book.GetWaypoints().size() != list.size()) {
+        state.SkipWithError("the waypoints did not load");
+        return;
+    }
+    for (auto _ : state) {
+        view.SetPosition(sheet->NextFix());
+        const QImage image = view.Render();
+        benchmark::DoNotOptimize(image.constBits());
+    }
+    view.GetModel().m_settings.trackPosition = false;
+    sheet->m_book.Load(none.path(), false);
+    view.WaypointsChanged();
+    state.SetLabel(WindowLabel(view) + (dense ? ", dense" : ", spread"));
+}
+BENCHMARK(BM_FixFollowedWaypoints)
+    ->ArgNames({"waypoints", "dense"})
+    ->Args({2, 0})
+    ->Args({70000, 0})
+    ->Args({2, 1})
+    ->Args({70000, 1})
     ->Unit(benchmark::kMillisecond);
 
 } // namespace

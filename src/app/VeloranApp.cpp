@@ -7,6 +7,7 @@
 #include "app/MessageBox.h"
 #include "app/SettingsKey.h"
 #include "dashboard/DigiDash.h"
+#include "maps/MapView.h"
 
 #include <QApplication>
 #include <QCommandLineParser>
@@ -18,11 +19,15 @@
 #include <QTimer>
 
 #include <array>
+#include <cerrno>
+#include <chrono>
 #include <csignal>
 #include <cstdio>
 #include <ctime>
+#include <fcntl.h>
 #include <memory>
 #include <sys/socket.h>
+#include <thread>
 #include <unistd.h>
 
 namespace
@@ -33,12 +38,42 @@ constexpr int kLiveScreenshotMs = 5000;
 constexpr int kScreenshotSettleMs = 200;
 
 int g_signalSocket[2] = {-1, -1};
+int g_watchdogPipe[2] = {-1, -1};
 
-void OnSignal(int)
+// How long the orderly quit after a signal may take before the process is ended regardless.
+constexpr auto kQuitGrace = std::chrono::milliseconds(1500);
+
+void OnSignal(int signal)
 {
     const char byte = 1;
-    // Only the async-signal-safe write here; the window ends in the event loop.
+    // Only async-signal-safe writes here; the window ends in the event loop.
     [[maybe_unused]] const ssize_t n = ::write(g_signalSocket[0], &byte, 1);
+    const auto number = static_cast<unsigned char>(signal);
+    [[maybe_unused]] const ssize_t m = ::write(g_watchdogPipe[1], &number, 1);
+}
+
+// The last resort when the quit after a signal hangs anyway (a thread stuck in the kernel, a
+// file system that does not answer): a signal must end the program within two seconds.
+void StartQuitWatchdog()
+{
+    if (::pipe2(g_watchdogPipe, O_CLOEXEC | O_NONBLOCK) != 0)
+        return;
+    // The thread blocks in read; the signal handler's write never does.
+    const int flags = ::fcntl(g_watchdogPipe[0], F_GETFL);
+    ::fcntl(g_watchdogPipe[0], F_SETFL, flags & ~O_NONBLOCK);
+    std::thread([] {
+        unsigned char signal = 0;
+        ssize_t n = 0;
+        do
+            n = ::read(g_watchdogPipe[0], &signal, 1);
+        while (n < 0 && errno == EINTR);
+        if (n != 1)
+            return;
+        std::this_thread::sleep_for(kQuitGrace);
+        static constexpr char kMessage[] = "veloran: quit did not finish in time; ended\n";
+        [[maybe_unused]] const ssize_t w = ::write(STDERR_FILENO, kMessage, sizeof kMessage - 1);
+        ::_exit(128 + signal);
+    }).detach();
 }
 
 /// SIGTERM, SIGINT and SIGHUP end the program the way Quit does.
@@ -56,6 +91,7 @@ void InstallSignalHandlers(CMainFrame &frame)
         // would not end the program then.
         QCoreApplication::exit(0);
     });
+    StartQuitWatchdog();
     struct sigaction action = {};
     action.sa_handler = OnSignal;
     sigemptyset(&action.sa_mask);
@@ -403,7 +439,11 @@ int CVeloranApp::Run(int argc, char **argv)
     });
     const int status = QApplication::exec();
     frame.reset(); // closes the log: a last write failure counts too
-    if (status == 0 && IsUnattended() && GetErrorCount() > 0)
-        return 1;
-    return status;
+    const int result = status == 0 && IsUnattended() && GetErrorCount() > 0 ? 1 : status;
+    if (CMapView::AbandonedDecodes() > 0) {
+        // A map decode still runs on a stuck file: exit handlers would tear down what it uses.
+        std::fflush(nullptr);
+        ::_exit(result);
+    }
+    return result;
 }

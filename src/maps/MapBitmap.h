@@ -4,12 +4,13 @@
 #include <QRectF>
 #include <QString>
 
+#include <atomic>
 #include <vector>
 
 class QPainter;
 
 /// A decoded map image and its half-size copies, so that a zoomed-out view never scales the
-/// whole sheet per frame. Paletted and grey images stay 8-bit at full size.
+/// whole sheet per frame. Paletted, grey and 1-bit images keep their depth at every size.
 class CMapBitmap
 {
 public:
@@ -18,11 +19,12 @@ public:
     /// Halving stops once the longer side is at most this.
     static constexpr int kSmallestLevelSide = 1500;
 
-    /// Reads the image file; blocks, so run it off the window's thread. On failure the result
-    /// is null and `error` says why.
-    static CMapBitmap Decode(const QString &path, QString *error = nullptr);
+    /// Reads the image file, a regular file only; slow, so run it off the window's thread. On
+    /// failure the result is null and `error` says why. Setting `cancel` ends it early.
+    static CMapBitmap Decode(const QString &path, QString *error = nullptr,
+                             const std::atomic<bool> *cancel = nullptr);
     /// An image already in memory (tests, benchmarks).
-    static CMapBitmap FromImage(QImage image);
+    static CMapBitmap FromImage(QImage image, const std::atomic<bool> *cancel = nullptr);
 
     [[nodiscard]] bool IsNull() const { return m_levels.empty(); }
     [[nodiscard]] QSize GetSize() const;
@@ -34,7 +36,5 @@ public:
     void Draw(QPainter &painter, const QRectF &target, const QRectF &source, double zoom) const;
 
 private:
-    void BuildLevels();
-
     std::vector<QImage> m_levels;
 };

@@ -26,7 +26,11 @@
 #include <QTimer>
 
 #include <algorithm>
+#include <chrono>
 #include <cmath>
+#include <condition_variable>
+#include <mutex>
+#include <thread>
 
 namespace
 {
@@ -46,15 +50,59 @@ double OverlayScale(const QSize &size)
     return std::clamp(std::min(size.width(), size.height()) / 240.0, 1.0, 2.0);
 }
 
+// Black text in a white halo `reach` pixels wide. Glyphs come from the painter's cache and the
+// halo is the text spread by hand: stroking the outline of every name costs ten times more.
+QImage LabelImage(const QString &name, const QFont &font, const QSize &size,
+                  const QPointF &baseline, int reach)
+{
+    QImage text(size, QImage::Format_ARGB32_Premultiplied);
+    text.fill(Qt::transparent);
+    {
+        QPainter p(&text);
+        p.setFont(font);
+        p.setPen(Qt::black);
+        p.drawText(baseline, name);
+    }
+    QImage image(size, QImage::Format_ARGB32_Premultiplied);
+    const int w = size.width();
+    const int h = size.height();
+    for (int y = 0; y < h; ++y) {
+        auto *out = reinterpret_cast<QRgb *>(image.scanLine(y));
+        const auto *ink = reinterpret_cast<const QRgb *>(text.constScanLine(y));
+        for (int x = 0; x < w; ++x) {
+            int spread = 0;
+            for (int dy = std::max(0, y - reach); dy <= std::min(h - 1, y + reach); ++dy) {
+                const auto *line = reinterpret_cast<const QRgb *>(text.constScanLine(dy));
+                for (int dx = std::max(0, x - reach); dx <= std::min(w - 1, x + reach); ++dx)
+                    spread = std::max(spread, qAlpha(line[dx]));
+            }
+            const int a = qAlpha(ink[x]);
+            const int white = spread * 220 / 255 * (255 - a) / 255;
+            out[x] = qRgba(white, white, white, a + white);
+        }
+    }
+    return image;
+}
+
 } // namespace
 
 struct CMapView::CDecodeJob {
     QString path;
-    int generation = 0;
     CMapBitmap bitmap;
     QString error;
     std::function<void(bool)> done;
+    std::atomic<bool> cancel{false};
 };
+
+// What a decoding thread shares with the page: the page may be gone when the thread ends.
+struct CMapView::CDecodeLink {
+    std::mutex mutex;
+    std::condition_variable idle;
+    CMapView *view = nullptr;
+    int running = 0;
+};
+
+std::atomic<int> CMapView::s_abandoned{0};
 
 CMapView::CMapView(QWidget *parent)
     : QWidget(parent)
@@ -70,15 +118,24 @@ CMapView::CMapView(QWidget *parent)
         m_dragPath.clear();
         ShowMenu(m_holdGlobal);
     });
+    m_link = std::make_shared<CDecodeLink>();
+    m_link->view = this;
     ReadSettings();
 }
 
 CMapView::~CMapView()
 {
     WriteSettings();
-    if (m_decoder != nullptr) {
-        m_decoder->wait();
-        delete m_decoder;
+    if (m_job != nullptr)
+        m_job->cancel = true;
+    {
+        // A decode of a regular file ends soon once cancelled; one stuck in a slow file system
+        // is left behind rather than keeping the window open.
+        std::unique_lock lock(m_link->mutex);
+        m_link->view = nullptr;
+        if (!m_link->idle.wait_for(lock, std::chrono::milliseconds(kDecodeGraceMs),
+                                   [this] { return m_link->running == 0; }))
+            s_abandoned += m_link->running;
     }
     if (m_waitCursor)
         QApplication::restoreOverrideCursor();
@@ -243,6 +300,10 @@ void CMapView::SetUnits(UnitSystem units)
 
 void CMapView::WaypointsChanged()
 {
+    m_waypointLayer.Invalidate();
+    m_labels.clear();
+    m_labelWidths.clear();
+    m_shownLabels.clear();
     Redraw();
 }
 
@@ -309,7 +370,6 @@ void CMapView::LoadBitmap(const QString &path, std::function<void(bool)> done)
 {
     auto job = std::make_shared<CDecodeJob>();
     job->path = path;
-    job->generation = ++m_generation;
     job->done = std::move(done);
     m_bitmap = CMapBitmap();
     m_frameValid = false;
@@ -317,30 +377,35 @@ void CMapView::LoadBitmap(const QString &path, std::function<void(bool)> done)
         QApplication::setOverrideCursor(Qt::WaitCursor);
         m_waitCursor = true;
     }
+    // The older request is stale: it stops at its next step, or finishes unheard.
+    if (m_job != nullptr)
+        m_job->cancel = true;
     m_job = job;
-    if (m_decoder == nullptr)
-        BitmapDecoded(0);
+    {
+        std::lock_guard lock(m_link->mutex);
+        ++m_link->running;
+    }
+    std::thread([job, link = m_link] {
+        job->bitmap = CMapBitmap::Decode(job->path, &job->error, &job->cancel);
+        std::lock_guard lock(link->mutex);
+        if (link->view != nullptr)
+            QMetaObject::invokeMethod(
+                link->view, [view = link->view, job] { view->BitmapDecoded(job); },
+                Qt::QueuedConnection);
+        --link->running;
+        link->idle.notify_all();
+    }).detach();
 }
 
-// Starts the queued job once the decoder is free, and hands over a finished one.
-void CMapView::BitmapDecoded(int generation)
+// Hands over a finished decode unless a newer one was asked for since.
+void CMapView::BitmapDecoded(const std::shared_ptr<CDecodeJob> &job)
 {
-    if (m_decoder != nullptr) {
-        m_decoder->wait();
-        delete m_decoder;
-        m_decoder = nullptr;
-    }
-    std::shared_ptr<CDecodeJob> job = m_job;
-    if (job == nullptr)
+    if (job != m_job)
         return;
-    if (job->generation != generation) {
-        // A newer request: decode that one (the finished one, if any, is stale).
-        m_decoder =
-            QThread::create([job] { job->bitmap = CMapBitmap::Decode(job->path, &job->error); });
-        connect(m_decoder, &QThread::finished, this,
-                [this, g = job->generation] { BitmapDecoded(g); });
-        m_decoder->start();
-        return;
+    {
+        // The thread wrote the job before it took the lock to post this call: taking it here
+        // orders those writes before the reads below for any checker.
+        std::lock_guard lock(m_link->mutex);
     }
     m_job.reset();
     if (m_waitCursor) {
@@ -482,43 +547,109 @@ void CMapView::DrawTrack(QPainter &painter, std::size_t from) const
     painter.setRenderHint(QPainter::Antialiasing, false);
 }
 
-void CMapView::DrawWaypoints(QPainter &painter) const
+// Circles and names come from the layer, which looks only at the waypoints near the view and
+// picks the names that fit; a name drawn is kept as an image and then only copied.
+void CMapView::DrawWaypoints(QPainter &painter)
 {
     const CWaypointList *waypoints = Waypoints();
     const CMapInfo *map = m_model.GetCurrentMap();
     if (waypoints == nullptr || map == nullptr || !map->IsCalibrated())
         return;
-    const CMapViewport &vp = m_model.Viewport();
-    const double zoom = vp.GetZoom();
+    // Edits come with WaypointsChanged; a list loaded or replaced behind the page's back shows
+    // in its address or size.
+    if (!m_waypointLayer.IsBuiltFor(*map) || waypoints->data() != m_layerList
+        || waypoints->size() != m_layerListSize) {
+        m_waypointLayer.Build(*waypoints, *map);
+        m_layerList = waypoints->data();
+        m_layerListSize = waypoints->size();
+        m_labels.clear();
+        m_labelWidths.clear();
+        m_shownLabels.clear();
+    }
     const double dpr = devicePixelRatioF();
-    const QRectF view(0, 0, vp.GetClientWidth(), vp.GetClientHeight());
     QFont font = painter.font();
     font.setPixelSize(static_cast<int>(11 * dpr * OverlayScale(size()) / 1.5));
-    painter.setFont(font);
+    if (font != m_labelFont) {
+        m_labelFont = font;
+        m_labels.clear();
+        m_labelWidths.clear();
+        m_shownLabels.clear();
+    }
+    if (m_labels.size() > kLabelCacheSize)
+        m_labels.clear();
+    m_labelWidths.resize(waypoints->size(), -1.0);
+    const double halo = 1.5 * dpr;
+    const QFontMetricsF metrics(font);
+    CWaypointStyle style;
+    style.dotRadius = 3.0 * dpr;
+    style.labelGap = 3.0 * dpr - halo;
+    style.labelHeight = std::ceil(metrics.height() + 2 * halo);
+    const auto label = [&](std::size_t index) -> const QImage & {
+        auto found = m_labels.find(index);
+        if (found != m_labels.end())
+            return *found;
+        const QString name = QString::fromStdString((*waypoints)[index].m_name);
+        const QSize box(static_cast<int>(std::ceil(metrics.horizontalAdvance(name) + 2 * halo)),
+                        static_cast<int>(style.labelHeight));
+        return *m_labels.insert(index, LabelImage(name, font, box.expandedTo(QSize(1, 1)),
+                                                  QPointF(halo, halo + metrics.ascent()),
+                                                  static_cast<int>(std::lround(halo))));
+    };
+    const CWaypointFrame frame = m_waypointLayer.Compose(
+        m_model.Viewport(), style,
+        [&](std::size_t index) {
+            double &width = m_labelWidths[index];
+            if (width < 0) {
+                const QString name = QString::fromStdString((*waypoints)[index].m_name);
+                width = std::ceil(metrics.horizontalAdvance(name) + 2 * halo);
+            }
+            return width;
+        },
+        m_shownLabels);
+    m_shownLabels.clear();
+    for (const CWaypointLabel &l : frame.labels)
+        m_shownLabels.push_back(l.waypoint);
+    std::sort(m_shownLabels.begin(), m_shownLabels.end());
+    const QPen pen(Qt::black, dpr);
+    const QColor fill(255, 255, 0, 150);
+    // Circles up to a size are copied from an image made once per size (one per radius in the
+    // list, mostly): many times faster than filling and stroking each.
+    if (m_dotSprites.size() > kDotSpriteCount)
+        m_dotSprites.clear();
     painter.setRenderHint(QPainter::Antialiasing);
-    for (const CWaypoint &w : *waypoints) {
-        CMapPoint pixel;
-        if (!map->ContainsPosition(w.m_position) || !map->PositionToPixel(w.m_position, pixel))
+    painter.setPen(pen);
+    painter.setBrush(fill);
+    for (const CWaypointDot &d : frame.dots) {
+        if (d.radiusX > kDotSpriteRadius || d.radiusY > kDotSpriteRadius) {
+            painter.drawEllipse(QPointF(d.x, d.y), d.radiusX, d.radiusY);
             continue;
-        const QPointF centre(vp.ScreenX(pixel.x), vp.ScreenY(pixel.y));
-        // The radius in arc seconds on each axis, at least a visible dot.
-        const double rx = std::max(std::abs(map->m_xScale) * w.m_radius / 3600.0 / zoom, 3.0 * dpr);
-        const double ry = std::max(std::abs(map->m_yScale) * w.m_radius / 3600.0 / zoom, 3.0 * dpr);
-        const QRectF box(centre.x() - rx, centre.y() - ry, 2 * rx, 2 * ry);
-        if (!box.adjusted(-200 * dpr, -20 * dpr, 200 * dpr, 20 * dpr).intersects(view))
-            continue;
-        painter.setPen(QPen(Qt::black, dpr));
-        painter.setBrush(QColor(255, 255, 0, 150));
-        painter.drawEllipse(box);
-        const QString name = QString::fromStdString(w.m_name);
-        const QPointF at(box.right() + 3 * dpr, centre.y() + painter.fontMetrics().ascent() / 2.0);
-        QPainterPath text;
-        text.addText(at, font, name);
-        painter.strokePath(text, QPen(QColor(255, 255, 255, 220), 3 * dpr));
-        painter.fillPath(text, Qt::black);
+        }
+        // Quarter pixels: a size that differs less does not show.
+        const int qx = static_cast<int>(std::lround(d.radiusX * 4));
+        const int qy = static_cast<int>(std::lround(d.radiusY * 4));
+        QImage &sprite = m_dotSprites[qx * 4096 + qy];
+        if (sprite.isNull()) {
+            const double rx = qx / 4.0;
+            const double ry = qy / 4.0;
+            sprite = QImage(static_cast<int>(std::ceil(2 * (rx + dpr))),
+                            static_cast<int>(std::ceil(2 * (ry + dpr))),
+                            QImage::Format_ARGB32_Premultiplied);
+            sprite.fill(Qt::transparent);
+            QPainter p(&sprite);
+            p.setRenderHint(QPainter::Antialiasing);
+            p.setPen(pen);
+            p.setBrush(fill);
+            p.drawEllipse(QPointF(sprite.width() / 2.0, sprite.height() / 2.0), rx, ry);
+        }
+        painter.drawImage(QPointF(std::round(d.x - sprite.width() / 2.0),
+                                  std::round(d.y - sprite.height() / 2.0)),
+                          sprite);
     }
     painter.setBrush(Qt::NoBrush);
     painter.setRenderHint(QPainter::Antialiasing, false);
+    for (const CWaypointLabel &l : frame.labels)
+        painter.drawImage(QPointF(std::round(l.x), std::round(l.y - style.labelHeight / 2)),
+                          label(l.waypoint));
 }
 
 QImage CMapView::Render()

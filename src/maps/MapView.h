@@ -4,21 +4,24 @@
 #include "geo/Units.h"
 #include "maps/MapBitmap.h"
 #include "maps/MapPageModel.h"
+#include "maps/WaypointLayer.h"
 #include "nmea/GeoPosition.h"
 #include "nmea/GnssSystem.h"
 #include "waypoints/DatabaseFile.h"
 
+#include <QFont>
+#include <QHash>
 #include <QImage>
 #include <QPoint>
 #include <QWidget>
 
+#include <atomic>
 #include <functional>
 #include <memory>
 #include <vector>
 
 class CWaypointBook;
 class QMenu;
-class QThread;
 class QTimer;
 
 /// What the window has handed to the map page.
@@ -84,6 +87,10 @@ public:
     void ZoomOut();
     void ToggleTrackPosition();
 
+    /// Decoding threads still running when their page went: the process must not wait for
+    /// them, nor run its exit handlers under them.
+    static int AbandonedDecodes() { return s_abandoned.load(); }
+
     /// Blocks until the bitmap being decoded is there (tests, screenshots); false on time-out.
     bool WaitForBitmap(int timeoutMs);
     /// The page as it paints, into an image of its size (device pixels).
@@ -121,11 +128,12 @@ private:
     void Apply(unsigned changes);
     void LoadCurrentBitmap();
     void LoadBitmap(const QString &path, std::function<void(bool)> done);
-    void BitmapDecoded(int generation);
+    struct CDecodeJob;
+    void BitmapDecoded(const std::shared_ptr<CDecodeJob> &job);
     void SyncClientSize();
     void Compose();
     void DrawTrack(QPainter &painter, std::size_t from) const;
-    void DrawWaypoints(QPainter &painter) const;
+    void DrawWaypoints(QPainter &painter);
     void PaintOverlays(QPainter &painter);
     void ShowMenu(const QPoint &globalPos);
     void TapReleased(const QPoint &pos);
@@ -148,12 +156,26 @@ private:
     GnssMode m_gnssMode = GnssMode::AllSystems;
     double m_heading = -1.0;
 
-    // Decoding runs on its own thread; a newer request makes an older result stale.
-    struct CDecodeJob;
+    // Decoding runs on a thread of its own per request; a newer request makes an older one
+    // stale. Nothing ever waits on one for long: a file can be slow, or stuck.
+    struct CDecodeLink;
+    static constexpr int kDecodeGraceMs = 500;
+    static std::atomic<int> s_abandoned;
     std::shared_ptr<CDecodeJob> m_job;
-    QThread *m_decoder = nullptr;
-    int m_generation = 0;
+    std::shared_ptr<CDecodeLink> m_link;
     bool m_waitCursor = false;
+
+    CWaypointLayer m_waypointLayer;
+    const CWaypoint *m_layerList = nullptr; // the list the layer was built from
+    std::size_t m_layerListSize = 0;
+    static constexpr qsizetype kLabelCacheSize = 4096;
+    QFont m_labelFont;
+    QHash<std::size_t, QImage> m_labels;    // waypoint names as drawn, in m_labelFont
+    std::vector<double> m_labelWidths;      // their widths, -1 until measured
+    std::vector<std::size_t> m_shownLabels; // the waypoints named in the last frame, ascending
+    static constexpr double kDotSpriteRadius = 32.0;
+    static constexpr qsizetype kDotSpriteCount = 256;
+    QHash<int, QImage> m_dotSprites; // waypoint circles by size, in quarter pixels
 
     QImage m_frame; // map, track and waypoints of the current view
     bool m_frameValid = false;

@@ -5,6 +5,8 @@
 
 #include <QImage>
 
+#include <sys/stat.h>
+
 namespace
 {
 
@@ -177,4 +179,93 @@ TEST_F(MapViewTest, AddedMapTakesTheCalibrationBesideIt)
     EXPECT_EQ(view->GetModel().GetMaps().size(), 2u);
     EXPECT_TRUE(view->WaitForBitmap(5000));
     EXPECT_TRUE(view->IsMapLoaded());
+}
+
+// A FIFO named as a map, or picked to add, is refused at once: no decode waits for a writer,
+// the page stays usable, and closing it does not wait either.
+TEST_F(MapViewTest, FifoAsMapFileIsRefused)
+{
+    ASSERT_EQ(::mkfifo(Data("pipe.png").toLocal8Bit().constData(), 0600), 0);
+    auto view = View();
+    ASSERT_TRUE(view->IsMapLoaded());
+    view->AddMapFile(Data("pipe.png"));
+    ASSERT_TRUE(view->WaitForBitmap(5000));
+    ASSERT_EQ(m_messages.size(), 1u);
+    EXPECT_EQ(m_messages[0].text, QString::fromLatin1(CMapView::kLoadFailedMessage));
+    EXPECT_TRUE(m_messages[0].details.endsWith(QStringLiteral("Not a regular file")))
+        << m_messages[0].details.toStdString();
+    EXPECT_EQ(view->GetModel().GetMaps().size(), 1u);
+    ASSERT_TRUE(view->WaitForBitmap(5000));
+    EXPECT_TRUE(view->IsMapLoaded());
+
+    // The database itself names the FIFO.
+    CMapLoad load = LoadMapDatabase(m_data.path().toStdString());
+    ASSERT_EQ(load.maps.size(), 1u);
+    load.maps[0].m_file = Data("pipe.png").toStdString();
+    ASSERT_EQ(SaveMapDatabase(m_data.path().toStdString(), load.maps), 0);
+    m_messages.clear();
+    view = View();
+    EXPECT_FALSE(view->IsMapLoaded());
+    EXPECT_EQ(m_messages.size(), 1u);
+    view.reset();
+    EXPECT_EQ(CMapView::AbandonedDecodes(), 0);
+}
+
+// Maps switched faster than they decode: only the last request's bitmap is shown.
+TEST_F(MapViewTest, OnlyTheLastRequestedBitmapIsShown)
+{
+    QImage other(300, 200, QImage::Format_RGB32);
+    other.fill(Qt::blue);
+    ASSERT_TRUE(other.save(Data("other.png")));
+    auto view = View();
+    SetQuestionAnswer(false);
+    view->AddMapFile(Data("other.png"));
+    view->AddMapFile(Data("city.png"));
+    view->AddMapFile(Data("other.png"));
+    ASSERT_TRUE(view->WaitForBitmap(5000));
+    EXPECT_EQ(view->GetBitmap().GetSize(), QSize(300, 200));
+}
+
+// Circles and names are cached: a waypoint added later shows too, and a name is drawn beside
+// its circle.
+TEST_F(MapViewTest, WaypointsShowAndFollowTheList)
+{
+    const auto write = [this](const char *name, const std::string &gpx) {
+        QFile file(Data(name));
+        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+        file.write(gpx.data(), static_cast<qint64>(gpx.size()));
+    };
+    write("one.gpx", R"(<gpx version="1.0"><wpt lat="47.5" lon="11.6"><name>Tower</name>
+        </wpt></gpx>)");
+    write("two.gpx", R"(<gpx version="1.0"><wpt lat="47.5" lon="11.4"><name>Mill</name>
+        </wpt></gpx>)");
+    CWaypointBook book(nullptr);
+    book.Load(m_data.path(), false);
+    ASSERT_EQ(book.ImportFile(Data("one.gpx"), WaypointFileType::GPX), 1);
+    m_messages.clear();
+    auto view = View(&book);
+    view->GetModel().m_settings.outline = false;
+    const auto yellow = [](QRgb rgb) { return qRed(rgb) > 200 && qBlue(rgb) < 200; };
+    const auto inked = [](const QImage &image, int mapX, int mapY) {
+        for (int x = mapX + 4; x < mapX + 40; ++x)
+            for (int y = mapY - 5; y <= mapY + 5; ++y)
+                if (qGray(At(image, x, y)) < 60)
+                    return true;
+        return false;
+    };
+    QImage image = view->Render();
+    EXPECT_TRUE(yellow(At(image, 600, 400)));
+    EXPECT_TRUE(inked(image, 600, 400)) << "no name beside the circle";
+    EXPECT_EQ(At(image, 400, 400), kWhite);
+
+    // Even without WaypointsChanged (a list that grew behind the page's back), at the next
+    // frame composed.
+    ASSERT_EQ(book.ImportFile(Data("two.gpx"), WaypointFileType::GPX), 1);
+    view->ZoomIn();
+    view->ZoomOut();
+    ASSERT_EQ(view->GetModel().Viewport().GetZoom(), 1.0);
+    image = view->Render();
+    EXPECT_TRUE(yellow(At(image, 400, 400)));
+    EXPECT_TRUE(inked(image, 400, 400));
+    EXPECT_TRUE(yellow(At(image, 600, 400)));
 }
