@@ -1,4 +1,5 @@
 #include "FileTestUtils.h"
+#include "WaypointTestUtils.h"
 #include "maps/MapDatabase.h"
 #include "waypoints/AtomicFile.h"
 #include "waypoints/DatabaseFile.h"
@@ -34,22 +35,6 @@ CWaypoint Make(const std::string &name, double lat, double lon)
     return w;
 }
 
-CWaypointList Names(std::initializer_list<const char *> names)
-{
-    CWaypointList list;
-    for (const char *name : names)
-        list.push_back(Make(name, 1.0, 2.0));
-    return list;
-}
-
-std::string NamesOf(const CWaypointList &list)
-{
-    std::string out;
-    for (const CWaypoint &w : list)
-        out += (out.empty() ? "" : " ") + w.m_name;
-    return out;
-}
-
 mode_t TypeOf(const std::string &path)
 {
     struct stat st {
@@ -70,7 +55,7 @@ TEST(ExportTarget, RefusesDatabasesAndWhatIsNoFile)
 {
     CTempDir dir;
     const std::string db = dir / "Waypoints.wdb";
-    ASSERT_EQ(SaveWaypointFile(db, Names({"a"})), 0);
+    ASSERT_EQ(SaveWaypointFile(db, WaypointsNamed({"a"})), 0);
     const std::string bytes = ReadFile(db);
     ASSERT_EQ(::symlink(db.c_str(), (dir / "link.gpx").c_str()), 0);
     ASSERT_EQ(::link(db.c_str(), (dir / "hard.gpx").c_str()), 0);
@@ -144,7 +129,7 @@ TEST(AtomicFile, ReplacesOnlyRegularFiles)
 TEST(WaypointDatabaseFile, TextIsNoDatabase)
 {
     CWaypointList many(0x3F3C, Make("m", 1.0, 2.0)); // counts like "<?" would
-    const std::string gpx = ExportGPX(Names({"a", "b"}));
+    const std::string gpx = ExportGPX(WaypointsNamed({"a", "b"}));
     const struct {
         std::string bytes;
         bool text;
@@ -155,7 +140,7 @@ TEST(WaypointDatabaseFile, TextIsNoDatabase)
         {std::string("\xFF\xFE<\0?\0x\0m\0l\0", 12), true, "UTF-16 text"},
         {"name,lat,lon\nA,1,2\n", true, "CSV"},
         {EncodeWaypoints({}), false, "an empty database"},
-        {EncodeWaypoints(Names({"a"})) + gpx, false, "a database with an old tail"},
+        {EncodeWaypoints(WaypointsNamed({"a"})) + gpx, false, "a database with an old tail"},
         {EncodeWaypoints(many), false, "16188 waypoints"},
         {EncodeWaypoints(CWaypointList(0xFEFF, Make("x", 3.0, 4.0))), false, "65279 waypoints"},
     };
@@ -189,7 +174,7 @@ TEST(WaypointDatabaseFile, LimitsOfWhatIsWritten)
 {
     CTempDir dir;
     const std::string db = dir / "db.wdb";
-    ASSERT_EQ(SaveWaypointFile(db, Names({"kept"})), 0);
+    ASSERT_EQ(SaveWaypointFile(db, WaypointsNamed({"kept"})), 0);
     const std::string before = ReadFile(db);
     {
         CWaypointList full(kMaxWaypoints);
@@ -300,7 +285,7 @@ TEST(AtomicFile, StaleTemporariesAreRemoved)
 {
     CTempDir dir;
     const std::string db = dir / kWaypointFileName;
-    ASSERT_EQ(SaveWaypointFile(db, Names({"a"})), 0);
+    ASSERT_EQ(SaveWaypointFile(db, WaypointsNamed({"a"})), 0);
     const struct {
         const char *name;
         int age;
@@ -328,7 +313,7 @@ TEST(AtomicFile, StaleTemporariesAreRemoved)
         if (std::string(when) == "load")
             EXPECT_TRUE(LoadWaypointFile(db).opened);
         else
-            EXPECT_EQ(SaveWaypointFile(db, Names({"b"})), 0);
+            EXPECT_EQ(SaveWaypointFile(db, WaypointsNamed({"b"})), 0);
         for (const auto &c : cases)
             EXPECT_EQ(fs::exists(dir / c.name), !c.removed) << c.name;
     }
@@ -347,23 +332,25 @@ TEST(DatabaseChanges, DiffAndApply)
         std::optional<std::string> merged; // empty: the changes do not apply
         const char *legend;
     } cases[] = {
-        {Names({"a", "b"}), Names({"a", "b", "c"}), Names({"a", "b", "x"}), "a b x c",
-         "both appended"},
-        {Names({"a", "b", "c"}), Names({"a", "c"}), Names({"a", "b", "c", "x"}), "a c x",
-         "deleted here, appended there"},
-        {Names({"a", "b", "c"}), Names({"a", "B", "c"}), Names({"x", "a", "b", "c"}), "x a B c",
-         "edited here, inserted before it there"},
-        {Names({"a", "b", "c", "d"}), Names({"b", "D"}), Names({"a", "b", "c", "d", "e"}), "b D e",
-         "several changes"},
-        {Names({"a", "b"}), Names({"a", "B"}), Names({"a"}), std::nullopt,
-         "edited here, deleted there"},
-        {Names({"a", "b"}), Names({"a"}), Names({"a", "B"}), std::nullopt,
-         "deleted here, edited there"},
-        {Names({"a", "b", "c"}), Names({"a", "c"}), Names({"c", "a", "b", "b"}), std::nullopt,
+        {WaypointsNamed({"a", "b"}), WaypointsNamed({"a", "b", "c"}),
+         WaypointsNamed({"a", "b", "x"}), "a b x c", "both appended"},
+        {WaypointsNamed({"a", "b", "c"}), WaypointsNamed({"a", "c"}),
+         WaypointsNamed({"a", "b", "c", "x"}), "a c x", "deleted here, appended there"},
+        {WaypointsNamed({"a", "b", "c"}), WaypointsNamed({"a", "B", "c"}),
+         WaypointsNamed({"x", "a", "b", "c"}), "x a B c", "edited here, inserted before it there"},
+        {WaypointsNamed({"a", "b", "c", "d"}), WaypointsNamed({"b", "D"}),
+         WaypointsNamed({"a", "b", "c", "d", "e"}), "b D e", "several changes"},
+        {WaypointsNamed({"a", "b"}), WaypointsNamed({"a", "B"}), WaypointsNamed({"a"}),
+         std::nullopt, "edited here, deleted there"},
+        {WaypointsNamed({"a", "b"}), WaypointsNamed({"a"}), WaypointsNamed({"a", "B"}),
+         std::nullopt, "deleted here, edited there"},
+        {WaypointsNamed({"a", "b", "c"}), WaypointsNamed({"a", "c"}),
+         WaypointsNamed({"c", "a", "b", "b"}), std::nullopt,
          "the item moved and has a twin: ambiguous"},
-        {Names({"a", "b", "c"}), Names({"a", "c"}), Names({"c", "b", "a"}), "c a",
-         "the item moved, but only one is left"},
-        {Names({"a"}), Names({"a"}), Names({"z"}), "z", "nothing changed here"},
+        {WaypointsNamed({"a", "b", "c"}), WaypointsNamed({"a", "c"}),
+         WaypointsNamed({"c", "b", "a"}), "c a", "the item moved, but only one is left"},
+        {WaypointsNamed({"a"}), WaypointsNamed({"a"}), WaypointsNamed({"z"}), "z",
+         "nothing changed here"},
     };
     for (const auto &c : cases) {
         SCOPED_TRACE(c.legend);
@@ -377,7 +364,7 @@ TEST(DatabaseChanges, DiffAndApply)
     }
     CChangeSet<CWaypoint> unknown;
     unknown.known = false;
-    CWaypointList list = Names({"a"});
+    CWaypointList list = WaypointsNamed({"a"});
     EXPECT_FALSE(ApplyChanges(list, unknown));
 }
 
@@ -385,12 +372,12 @@ TEST(DatabaseChanges, SaveKeepsAnotherProgramsChanges)
 {
     CTempDir dir;
     const std::string db = dir / kWaypointFileName;
-    ASSERT_EQ(SaveWaypointFile(db, Names({"a", "b"})), 0);
+    ASSERT_EQ(SaveWaypointFile(db, WaypointsNamed({"a", "b"})), 0);
     const CWaypointLoad mine = LoadWaypointFile(db);
     ASSERT_TRUE(mine.stamp.exists);
 
     // Unchanged on disk: saved as it is.
-    CWaypointList edited = Names({"a", "B"});
+    CWaypointList edited = WaypointsNamed({"a", "B"});
     auto save = SaveDatabaseChanges(db, mine.stamp, edited, DiffLists(mine.waypoints, edited),
                                     WaypointCodec());
     EXPECT_EQ(save.outcome, SaveOutcome::Saved);
@@ -399,9 +386,9 @@ TEST(DatabaseChanges, SaveKeepsAnotherProgramsChanges)
     // The other program appends meanwhile; an edit here is applied to its version. A change of
     // the same size and time shows by content.
     const CDatabaseStamp stamp = save.stamp;
-    ASSERT_EQ(SaveWaypointFile(db, Names({"a", "B", "x"})), 0);
-    edited = Names({"A", "B"});
-    save = SaveDatabaseChanges(db, stamp, edited, DiffLists(Names({"a", "B"}), edited),
+    ASSERT_EQ(SaveWaypointFile(db, WaypointsNamed({"a", "B", "x"})), 0);
+    edited = WaypointsNamed({"A", "B"});
+    save = SaveDatabaseChanges(db, stamp, edited, DiffLists(WaypointsNamed({"a", "B"}), edited),
                                WaypointCodec());
     EXPECT_EQ(save.outcome, SaveOutcome::Merged);
     EXPECT_EQ(NamesOf(save.items), "A B x");
@@ -411,10 +398,10 @@ TEST(DatabaseChanges, SaveKeepsAnotherProgramsChanges)
     // It deletes what is edited here: nothing written until told.
     const std::string before = ReadFile(db);
     CDatabaseStamp old = save.stamp;
-    ASSERT_EQ(SaveWaypointFile(db, Names({"B", "x"})), 0);
+    ASSERT_EQ(SaveWaypointFile(db, WaypointsNamed({"B", "x"})), 0);
     const std::string theirs = ReadFile(db);
-    edited = Names({"a", "B", "x"});
-    const auto changes = DiffLists(Names({"A", "B", "x"}), edited);
+    edited = WaypointsNamed({"a", "B", "x"});
+    const auto changes = DiffLists(WaypointsNamed({"A", "B", "x"}), edited);
     save = SaveDatabaseChanges(db, old, edited, changes, WaypointCodec());
     EXPECT_EQ(save.outcome, SaveOutcome::Conflict);
     EXPECT_EQ(NamesOf(save.items), "B x");
@@ -426,7 +413,7 @@ TEST(DatabaseChanges, SaveKeepsAnotherProgramsChanges)
 
     // Replaced by something that is no database: never merged into nor written over.
     old = save.stamp;
-    WriteFile(db, ExportGPX(Names({"g"})));
+    WriteFile(db, ExportGPX(WaypointsNamed({"g"})));
     const std::string gpx = ReadFile(db);
     save = SaveDatabaseChanges(db, old, edited, changes, WaypointCodec());
     EXPECT_EQ(save.outcome, SaveOutcome::Failed);

@@ -100,6 +100,7 @@ struct CMapView::CDecodeLink {
     std::condition_variable idle;
     CMapView *view = nullptr;
     int running = 0;
+    std::vector<std::shared_ptr<CDecodeJob>> finished;
 };
 
 std::atomic<int> CMapView::s_abandoned{0};
@@ -388,13 +389,26 @@ void CMapView::LoadBitmap(const QString &path, std::function<void(bool)> done)
     std::thread([job, link = m_link] {
         job->bitmap = CMapBitmap::Decode(job->path, &job->error, &job->cancel);
         std::lock_guard lock(link->mutex);
-        if (link->view != nullptr)
-            QMetaObject::invokeMethod(
-                link->view, [view = link->view, job] { view->BitmapDecoded(job); },
-                Qt::QueuedConnection);
+        // The job goes over under the lock; the call posted carries nothing of this thread's
+        // making that the window's thread would read before taking it.
+        if (link->view != nullptr) {
+            link->finished.push_back(job);
+            QMetaObject::invokeMethod(link->view, "TakeDecodedBitmaps", Qt::QueuedConnection);
+        }
         --link->running;
         link->idle.notify_all();
     }).detach();
+}
+
+void CMapView::TakeDecodedBitmaps()
+{
+    std::vector<std::shared_ptr<CDecodeJob>> finished;
+    {
+        std::lock_guard lock(m_link->mutex);
+        finished.swap(m_link->finished);
+    }
+    for (const std::shared_ptr<CDecodeJob> &job : finished)
+        BitmapDecoded(job);
 }
 
 // Hands over a finished decode unless a newer one was asked for since.
@@ -402,11 +416,6 @@ void CMapView::BitmapDecoded(const std::shared_ptr<CDecodeJob> &job)
 {
     if (job != m_job)
         return;
-    {
-        // The thread wrote the job before it took the lock to post this call: taking it here
-        // orders those writes before the reads below for any checker.
-        std::lock_guard lock(m_link->mutex);
-    }
     m_job.reset();
     if (m_waitCursor) {
         QApplication::restoreOverrideCursor();

@@ -123,6 +123,8 @@ protected:
     void contextMenuEvent(QContextMenuEvent *event) override;
 
 private:
+    /// Called (by name, queued) when a decoding thread has handed over its job.
+    Q_INVOKABLE void TakeDecodedBitmaps();
     void ReadSettings();
     void WriteSettings() const;
     void Apply(unsigned changes);

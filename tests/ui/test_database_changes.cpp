@@ -1,3 +1,4 @@
+#include "WaypointTestUtils.h"
 #include "app/MainFrame.h"
 #include "maps/MapDatabase.h"
 #include "maps/MapView.h"
@@ -15,33 +16,13 @@
 namespace
 {
 
-CWaypointList Names(std::initializer_list<const char *> names)
-{
-    CWaypointList list;
-    for (const char *name : names) {
-        CWaypoint w;
-        w.m_name = name;
-        w.m_position = CGeoPosition(47.0, 8.0, 0.0);
-        list.push_back(w);
-    }
-    return list;
-}
-
-std::string NamesOf(const CWaypointList &list)
-{
-    std::string out;
-    for (const CWaypoint &w : list)
-        out += (out.empty() ? "" : " ") + w.m_name;
-    return out;
-}
-
 class DatabaseChangesTest : public CUiTest
 {
 protected:
     void SetUp() override
     {
         CUiTest::SetUp();
-        ASSERT_EQ(SaveWaypointFile(Path(), Names({"a", "b"})), 0);
+        ASSERT_EQ(SaveWaypointFile(Path(), WaypointsNamed({"a", "b"})), 0);
     }
     void TearDown() override
     {
@@ -78,9 +59,9 @@ TEST_F(DatabaseChangesTest, EditOkKeepsAnImportMadeMeanwhile)
     const CWaypointList before = book.GetWaypoints();
     const CDatabaseStamp stamp = LoadWaypointFile(Path()).stamp;
 
-    OtherProgramSaves(Names({"a", "b", "imported"}));
+    OtherProgramSaves(WaypointsNamed({"a", "b", "imported"}));
     // The dialog changed both in place; the other program appended one.
-    EXPECT_TRUE(book.ApplyEdit(before, stamp, Names({"B", "new"})));
+    EXPECT_TRUE(book.ApplyEdit(before, stamp, WaypointsNamed({"B", "new"})));
     EXPECT_EQ(OnDisk(), "B new imported");
     EXPECT_EQ(NamesOf(book.GetWaypoints()), "B new imported");
     EXPECT_TRUE(Texts().empty());
@@ -99,15 +80,15 @@ TEST_F(DatabaseChangesTest, ConflictAnsweredEachWay)
     };
     for (const auto &c : cases) {
         SCOPED_TRACE(c.disk + std::string(" / ") + c.memory);
-        ASSERT_EQ(SaveWaypointFile(Path(), Names({"a", "b"})), 0);
+        ASSERT_EQ(SaveWaypointFile(Path(), WaypointsNamed({"a", "b"})), 0);
         CWaypointBook book(nullptr);
         book.Load(m_data.path(), false);
         const CWaypointList before = book.GetWaypoints();
         const CDatabaseStamp stamp = LoadWaypointFile(Path()).stamp;
         // The other program renamed the waypoint this one edits.
-        OtherProgramSaves(Names({"a", "c"}));
+        OtherProgramSaves(WaypointsNamed({"a", "c"}));
         SetDatabaseConflictAnswer(c.answer);
-        EXPECT_EQ(book.ApplyEdit(before, stamp, Names({"a", "B"})), c.saved);
+        EXPECT_EQ(book.ApplyEdit(before, stamp, WaypointsNamed({"a", "B"})), c.saved);
         EXPECT_EQ(OnDisk(), c.disk);
         EXPECT_EQ(NamesOf(book.GetWaypoints()), c.memory);
         // Unsaved changes are not dropped by a reload behind the user's back.
@@ -121,15 +102,15 @@ TEST_F(DatabaseChangesTest, OutsideChangesAreReloadedWhileIdle)
     CWaypointBook book(nullptr);
     book.Load(m_data.path(), false);
     EXPECT_FALSE(book.CheckOutsideChange());
-    OtherProgramSaves(Names({"a", "b", "c"}));
+    OtherProgramSaves(WaypointsNamed({"a", "b", "c"}));
     EXPECT_TRUE(book.CheckOutsideChange());
     EXPECT_EQ(NamesOf(book.GetWaypoints()), "a b c");
     EXPECT_FALSE(book.CheckOutsideChange());
     // Its own save is no outside change.
     EXPECT_EQ(book.ImportFile(QString(), WaypointFileType::GPX), 0);
     Texts();
-    EXPECT_TRUE(
-        book.ApplyEdit(book.GetWaypoints(), LoadWaypointFile(Path()).stamp, Names({"a", "b"})));
+    EXPECT_TRUE(book.ApplyEdit(book.GetWaypoints(), LoadWaypointFile(Path()).stamp,
+                               WaypointsNamed({"a", "b"})));
     EXPECT_FALSE(book.CheckOutsideChange());
 }
 
@@ -140,7 +121,7 @@ TEST_F(DatabaseChangesTest, TheWindowSaysWhenItReloaded)
     Texts();
     auto *notice = frame.findChild<QLabel *>(QStringLiteral("notice"));
     ASSERT_NE(notice, nullptr);
-    OtherProgramSaves(Names({"a", "b", "from the command line"}));
+    OtherProgramSaves(WaypointsNamed({"a", "b", "from the command line"}));
     EXPECT_TRUE(ProcessUntil([&] { return frame.GetWaypoints().GetWaypoints().size() == 3; }));
     EXPECT_EQ(notice->text().toStdString(), kWaypointReloadedText);
     EXPECT_TRUE(Texts().empty());
@@ -188,7 +169,7 @@ TEST_F(DatabaseChangesTest, ImportSaysWhatItSkipped)
 
 TEST_F(DatabaseChangesTest, AGpxInTheDatabasesPlaceIsNeverSavedOver)
 {
-    const std::string gpx = ExportGPX(Names({"mine"}));
+    const std::string gpx = ExportGPX(WaypointsNamed({"mine"}));
     {
         QFile file(QString::fromStdString(Path()));
         ASSERT_TRUE(file.open(QIODevice::WriteOnly));
@@ -198,7 +179,7 @@ TEST_F(DatabaseChangesTest, AGpxInTheDatabasesPlaceIsNeverSavedOver)
     book.Load(m_data.path(), false);
     EXPECT_TRUE(book.GetWaypoints().empty());
     EXPECT_EQ(Texts(), std::vector<std::string>{"ERROR|Unable to open\nWaypoint-Database."});
-    EXPECT_FALSE(book.ApplyEdit({}, LoadWaypointFile(Path()).stamp, Names({"new"})));
+    EXPECT_FALSE(book.ApplyEdit({}, LoadWaypointFile(Path()).stamp, WaypointsNamed({"new"})));
     EXPECT_EQ(Texts(), std::vector<std::string>{"ERROR|Unable to open\nWaypoint-Database."});
     QFile file(QString::fromStdString(Path()));
     ASSERT_TRUE(file.open(QIODevice::ReadOnly));
