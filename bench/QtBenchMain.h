@@ -1,7 +1,7 @@
 #pragma once
 
-#include "app/MessageBox.h"
-#include "app/SettingsKey.h"
+#include "settings/SettingsKey.h"
+#include "widgets/MessageBox.h"
 
 #include <QApplication>
 #include <QTemporaryDir>

@@ -1,5 +1,5 @@
 // GPX import and export of a 10,000-waypoint file (the import's target: under 100 ms).
-#include "nmea/Numbers.h"
+#include "base/Numbers.h"
 #include "waypoints/WaypointExchange.h"
 
 #include <benchmark/benchmark.h>

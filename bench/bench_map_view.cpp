@@ -5,15 +5,15 @@
 // heights; a fix followed with 2 or 70,000 waypoints in the database. The device pixel ratio is
 // the platform's: run again with QT_SCALE_FACTOR=2 for 2×.
 #include "QtBenchMain.h"
-#include "app/MessageBox.h"
-#include "app/SettingsKey.h"
+#include "base/Numbers.h"
 #include "maps/MapBitmap.h"
 #include "maps/MapDatabase.h"
 #include "maps/MapView.h"
 #include "maps/TrackLoader.h"
-#include "nmea/Numbers.h"
+#include "settings/SettingsKey.h"
 #include "waypoints/WaypointBook.h"
 #include "waypoints/WaypointDatabase.h"
+#include "widgets/MessageBox.h"
 
 #include <QApplication>
 #include <QImage>

@@ -3,11 +3,11 @@
 #include "QtBenchMain.h"
 #include "app/GPSSheet.h"
 #include "app/MainFrame.h"
-#include "app/MessageBox.h"
-#include "app/SettingsKey.h"
 #include "dashboard/SatelliteView.h"
 #include "dashboard/Speedometer.h"
 #include "nmea/GPSData.h"
+#include "settings/SettingsKey.h"
+#include "widgets/MessageBox.h"
 
 #include <QApplication>
 #include <QImage>

@@ -1,5 +1,5 @@
 // The locale-free scans against glibc's sscanf in the "C" locale: same result, same value.
-#include "nmea/Numbers.h"
+#include "base/Numbers.h"
 
 #include <cmath>
 #include <cstddef>

@@ -1,9 +1,9 @@
 #include "NMEATestUtils.h"
-#include "app/LineRouter.h"
 #include "dashboard/SkyView.h"
 #include "nmea/GPSDataRows.h"
 #include "nmea/LineAssembler.h"
 #include "nmea/NMEAParser.h"
+#include "receiver/LineRouter.h"
 
 #include <gtest/gtest.h>
 #include <string>

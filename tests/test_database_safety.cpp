@@ -1,8 +1,8 @@
 #include "FileTestUtils.h"
 #include "WaypointTestUtils.h"
 #include "maps/MapDatabase.h"
-#include "waypoints/AtomicFile.h"
-#include "waypoints/DatabaseFile.h"
+#include "storage/AtomicFile.h"
+#include "storage/DatabaseFile.h"
 #include "waypoints/WaypointDatabase.h"
 #include "waypoints/WaypointExchange.h"
 

@@ -1,7 +1,7 @@
 #include "NMEATestUtils.h"
 #include "app/CommandTable.h"
-#include "app/LineRouter.h"
 #include "nmea/NMEAParser.h"
+#include "receiver/LineRouter.h"
 
 #include <cstdint>
 #include <gtest/gtest.h>

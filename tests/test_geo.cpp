@@ -1,7 +1,7 @@
+#include "base/GeoPosition.h"
 #include "geo/CoordinateFormat.h"
 #include "geo/Distance.h"
 #include "geo/UTM.h"
-#include "nmea/GeoPosition.h"
 
 #include <cmath>
 #include <gtest/gtest.h>

@@ -1,7 +1,7 @@
-#include "app/SettingsKey.h"
 #include "receiver/LogSettings.h"
 #include "receiver/NMEALogFile.h"
 #include "receiver/RecordingRules.h"
+#include "settings/SettingsKey.h"
 
 #include <QDir>
 #include <QTemporaryDir>

@@ -1,4 +1,4 @@
-#include "nmea/Numbers.h"
+#include "base/Numbers.h"
 
 #include <cmath>
 #include <cstdint>

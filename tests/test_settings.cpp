@@ -1,5 +1,5 @@
-#include "app/SettingsKey.h"
 #include "receiver/SerialSettings.h"
+#include "settings/SettingsKey.h"
 
 #include <QDir>
 #include <QFile>

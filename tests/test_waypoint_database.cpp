@@ -1,5 +1,5 @@
-#include "waypoints/Archive.h"
-#include "waypoints/AtomicFile.h"
+#include "storage/Archive.h"
+#include "storage/AtomicFile.h"
 #include "waypoints/WaypointDatabase.h"
 
 #include <algorithm>

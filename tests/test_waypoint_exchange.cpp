@@ -1,4 +1,4 @@
-#include "waypoints/AtomicFile.h"
+#include "storage/AtomicFile.h"
 #include "waypoints/WaypointExchange.h"
 
 #include <cerrno>

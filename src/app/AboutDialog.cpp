@@ -1,7 +1,7 @@
 #include "app/AboutDialog.h"
 
 #include "app/AppIcon.h"
-#include "app/MessageBox.h"
+#include "widgets/MessageBox.h"
 
 #include <QDesktopServices>
 #include <QDialogButtonBox>

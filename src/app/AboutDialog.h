@@ -1,6 +1,6 @@
 #pragma once
 
-#include "app/WebAddress.h"
+#include "base/WebAddress.h"
 
 #include <QDialog>
 #include <QString>

@@ -1,13 +1,13 @@
 #include "app/VeloranApp.h"
 
 #include "app/CommandTable.h"
-#include "app/DataDirectory.h"
 #include "app/GPSSheet.h"
 #include "app/MainFrame.h"
-#include "app/MessageBox.h"
-#include "app/SettingsKey.h"
 #include "dashboard/DigiDash.h"
 #include "maps/MapView.h"
+#include "settings/DataDirectory.h"
+#include "settings/SettingsKey.h"
+#include "widgets/MessageBox.h"
 
 #include <QApplication>
 #include <QCommandLineParser>

@@ -1,6 +1,6 @@
 #include "CliDatabase.h"
 
-#include "app/DataDirectory.h"
+#include "settings/DataDirectory.h"
 
 #include <QFile>
 #include <QString>

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "Cli.h"
-#include "waypoints/DatabaseFile.h"
+#include "storage/DatabaseFile.h"
 
 #include <cstdio>
 #include <cstring>

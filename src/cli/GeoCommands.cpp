@@ -1,8 +1,8 @@
 #include "Cli.h"
+#include "base/GeoPosition.h"
 #include "geo/CoordinateFormat.h"
 #include "geo/CoordinateRange.h"
 #include "geo/Distance.h"
-#include "nmea/GeoPosition.h"
 
 #include <cmath>
 #include <cstdio>

@@ -1,9 +1,9 @@
 #include "JsonDump.h"
 
+#include "base/Numbers.h"
+#include "base/Utf8.h"
 #include "geo/CoordinateFormat.h"
 #include "nmea/NMEAParser.h"
-#include "nmea/Numbers.h"
-#include "waypoints/Utf8.h"
 
 #include <algorithm>
 #include <array>

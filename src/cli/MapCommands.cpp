@@ -1,13 +1,13 @@
 #include "Cli.h"
 #include "CliDatabase.h"
 #include "JsonDump.h"
-#include "app/DataDirectory.h"
+#include "base/Numbers.h"
 #include "geo/CoordinateRange.h"
 #include "maps/CalibrationImport.h"
 #include "maps/MapDatabase.h"
 #include "maps/MapPageModel.h"
 #include "maps/TrackLoader.h"
-#include "nmea/Numbers.h"
+#include "settings/DataDirectory.h"
 
 #include <QFile>
 #include <QImageReader>

@@ -1,8 +1,8 @@
 #include "Cli.h"
 #include "JsonDump.h"
-#include "app/LineRouter.h"
 #include "receiver/DataSource.h"
 #include "receiver/LineConsumer.h"
+#include "receiver/LineRouter.h"
 #include "waypoints/WaypointDatabase.h"
 #include "waypoints/WaypointNavigator.h"
 

@@ -1,11 +1,11 @@
 #include "Cli.h"
 #include "CliDatabase.h"
 #include "JsonDump.h"
-#include "app/DataDirectory.h"
+#include "base/Numbers.h"
 #include "geo/CoordinateFormat.h"
 #include "geo/CoordinateRange.h"
 #include "maps/MapDatabase.h"
-#include "nmea/Numbers.h"
+#include "settings/DataDirectory.h"
 #include "waypoints/WaypointDatabase.h"
 #include "waypoints/WaypointExchange.h"
 

@@ -1,6 +1,6 @@
 #include "dashboard/Altimeter.h"
 
-#include "nmea/Numbers.h"
+#include "base/Numbers.h"
 
 #include <QDialog>
 #include <QDialogButtonBox>

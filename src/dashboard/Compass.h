@@ -1,8 +1,8 @@
 #pragma once
 
+#include "base/Units.h"
 #include "dashboard/CompassMath.h"
 #include "dashboard/Gauge.h"
-#include "geo/Units.h"
 
 #include <QElapsedTimer>
 

@@ -1,6 +1,6 @@
 #include "dashboard/CompassMath.h"
 
-#include "nmea/Numbers.h"
+#include "base/Numbers.h"
 
 #include <algorithm>
 #include <array>

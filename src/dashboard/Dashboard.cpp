@@ -1,6 +1,5 @@
 #include "dashboard/Dashboard.h"
 
-#include "app/SettingsKey.h"
 #include "dashboard/Altimeter.h"
 #include "dashboard/Clock.h"
 #include "dashboard/Compass.h"
@@ -8,6 +7,7 @@
 #include "dashboard/PageArtwork.h"
 #include "dashboard/SatelliteView.h"
 #include "dashboard/Speedometer.h"
+#include "settings/SettingsKey.h"
 
 #include <QApplication>
 #include <QMouseEvent>

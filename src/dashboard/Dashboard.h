@@ -1,11 +1,11 @@
 #pragma once
 
+#include "base/GeoPosition.h"
+#include "base/Units.h"
 #include "dashboard/DashboardLayout.h"
 #include "dashboard/Freshness.h"
 #include "dashboard/Gauge.h"
 #include "dashboard/SkyView.h"
-#include "geo/Units.h"
-#include "nmea/GeoPosition.h"
 
 #include <QElapsedTimer>
 #include <QWidget>

@@ -6,9 +6,9 @@
 #include "dashboard/CompassMath.h"
 #include "dashboard/Dashboard.h"
 #include "dashboard/MileageCounter.h"
-#include "dashboard/NightPalette.h"
 #include "dashboard/PageArtwork.h"
 #include "dashboard/Speedometer.h"
+#include "widgets/NightPalette.h"
 
 #include <QCloseEvent>
 #include <QFontMetricsF>

@@ -1,6 +1,6 @@
 #include "dashboard/GaugeMath.h"
 
-#include "nmea/Numbers.h"
+#include "base/Numbers.h"
 
 #include <array>
 #include <cmath>

@@ -1,6 +1,6 @@
 #include "dashboard/MileageCounter.h"
 
-#include "nmea/Numbers.h"
+#include "base/Numbers.h"
 
 #include <QFontMetricsF>
 #include <QPainter>

@@ -1,8 +1,8 @@
 #pragma once
 
+#include "base/GeoPosition.h"
 #include "dashboard/Gauge.h"
 #include "dashboard/Mileage.h"
-#include "nmea/GeoPosition.h"
 
 #include <ctime>
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "maps/Rgb.h"
+#include "base/Rgb.h"
 #include "nmea/GnssSystem.h"
 
 #include <cstdint>

@@ -1,7 +1,7 @@
 #include "dashboard/Speedometer.h"
 
-#include "geo/Units.h"
-#include "nmea/Numbers.h"
+#include "base/Numbers.h"
+#include "base/Units.h"
 
 #include <QFontMetricsF>
 #include <QPainter>

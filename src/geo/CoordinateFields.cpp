@@ -1,8 +1,8 @@
 #include "geo/CoordinateFields.h"
 
+#include "base/Numbers.h"
 #include "geo/CoordinateRange.h"
 #include "geo/UTM.h"
-#include "nmea/Numbers.h"
 
 #include <cmath>
 #include <cstdint>

@@ -1,8 +1,8 @@
 #include "geo/CoordinateFormat.h"
 
+#include "base/Numbers.h"
 #include "geo/CoordinateRange.h"
 #include "geo/UTM.h"
-#include "nmea/Numbers.h"
 
 #include <cmath>
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "nmea/GeoPosition.h"
+#include "base/GeoPosition.h"
 
 /// A latitude a position can have: finite, in [-90, 90]. NaN fails every comparison.
 [[nodiscard]] inline bool IsValidLatitude(double degrees)

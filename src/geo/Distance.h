@@ -1,7 +1,7 @@
 #pragma once
 
-#include "geo/Units.h"
-#include "nmea/GeoPosition.h"
+#include "base/GeoPosition.h"
+#include "base/Units.h"
 
 #include <string>
 

@@ -1,7 +1,7 @@
 #include "geo/UTM.h"
 
+#include "base/Numbers.h"
 #include "geo/GeoConstants.h"
-#include "nmea/Numbers.h"
 
 #include <climits>
 #include <cmath>

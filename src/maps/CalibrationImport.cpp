@@ -1,11 +1,11 @@
 #include "maps/CalibrationImport.h"
 
+#include "base/Numbers.h"
 #include "geo/CoordinateRange.h"
 #include "geo/Distance.h"
 #include "geo/GeoConstants.h"
 #include "geo/UTM.h"
-#include "nmea/Numbers.h"
-#include "waypoints/AtomicFile.h"
+#include "storage/AtomicFile.h"
 
 #include <algorithm>
 #include <array>

@@ -1,6 +1,6 @@
 #include "maps/MapBitmap.h"
 
-#include "waypoints/FileDescriptor.h"
+#include "storage/FileDescriptor.h"
 
 #include <QFile>
 #include <QImageReader>

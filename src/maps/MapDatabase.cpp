@@ -1,8 +1,7 @@
 #include "maps/MapDatabase.h"
 
-#include "waypoints/Archive.h"
-#include "waypoints/AtomicFile.h"
-#include "waypoints/WaypointDatabase.h"
+#include "storage/Archive.h"
+#include "storage/AtomicFile.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -199,13 +198,4 @@ int InstallWorldMapDatabase(const std::string &directory, const std::string &ima
     if (written != nullptr)
         *written = error == 0;
     return error;
-}
-
-std::vector<std::string> ProgramDatabasePaths(const std::string &directory)
-{
-    std::vector<std::string> paths;
-    for (const char *name :
-         {kWaypointFileName, kWorldpointFileName, kMapFileName, kWorldmapFileName})
-        paths.push_back(JoinDatabasePath(directory, name));
-    return paths;
 }

@@ -1,7 +1,8 @@
 #pragma once
 
 #include "maps/MapInfo.h"
-#include "waypoints/DatabaseFile.h"
+#include "storage/DatabaseFile.h"
+#include "storage/ProgramDatabases.h"
 
 #include <cstddef>
 #include <string>
@@ -10,8 +11,6 @@
 
 struct CWriteFault;
 
-inline constexpr const char *kMapFileName = "MapInfo.gdb";
-inline constexpr const char *kWorldmapFileName = "Worldmap.gdb";
 /// Far beyond any real database; a larger file is refused.
 inline constexpr std::size_t kMaxMapFileBytes = 256u << 20;
 /// The most maps a database may hold, and reference pairs a map: a reader refuses more, so no
@@ -63,7 +62,3 @@ CMapInfo MakeWorldMap(const std::string &imageFile, std::int32_t width, std::int
 /// Returns 0 when written or not needed (`written` tells which), else the errno.
 int InstallWorldMapDatabase(const std::string &directory, const std::string &imageFile,
                             std::int32_t width, std::int32_t height, bool *written = nullptr);
-
-/// The four databases of the program in `directory` (waypoints and maps, with their fallbacks),
-/// which no export may replace.
-std::vector<std::string> ProgramDatabasePaths(const std::string &directory);

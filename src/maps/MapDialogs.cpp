@@ -1,9 +1,9 @@
 #include "maps/MapDialogs.h"
 
-#include "app/DataDirectory.h"
-#include "app/FileDialogs.h"
-#include "app/FormWidgets.h"
-#include "app/MessageBox.h"
+#include "settings/DataDirectory.h"
+#include "widgets/FileDialogs.h"
+#include "widgets/FormWidgets.h"
+#include "widgets/MessageBox.h"
 
 #include <QComboBox>
 #include <QDialogButtonBox>

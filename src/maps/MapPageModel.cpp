@@ -1,9 +1,9 @@
 #include "maps/MapPageModel.h"
 
+#include "base/Numbers.h"
 #include "geo/Distance.h"
 #include "maps/MapDatabase.h"
 #include "maps/ReceptionColour.h"
-#include "nmea/Numbers.h"
 #include "waypoints/WaypointNavigator.h"
 
 #include <cmath>

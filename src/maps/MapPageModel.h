@@ -1,10 +1,10 @@
 #pragma once
 
+#include "base/Rgb.h"
+#include "base/Units.h"
 #include "geo/CoordinateFormat.h"
-#include "geo/Units.h"
 #include "maps/MapInfo.h"
 #include "maps/MapViewport.h"
-#include "maps/Rgb.h"
 #include "maps/TrackLoader.h"
 #include "waypoints/Waypoint.h"
 

@@ -1,16 +1,16 @@
 #include "maps/MapView.h"
 
-#include "app/DataDirectory.h"
-#include "app/FileDialogs.h"
-#include "app/MessageBox.h"
-#include "app/SettingsKey.h"
 #include "maps/CalibrationImport.h"
 #include "maps/DistanceTool.h"
 #include "maps/MapDatabase.h"
 #include "maps/MapDialogs.h"
 #include "maps/TrackLoader.h"
-#include "waypoints/AtomicFile.h"
+#include "settings/DataDirectory.h"
+#include "settings/SettingsKey.h"
+#include "storage/AtomicFile.h"
 #include "waypoints/WaypointBook.h"
+#include "widgets/FileDialogs.h"
+#include "widgets/MessageBox.h"
 
 #include <QApplication>
 #include <QDir>

@@ -1,13 +1,13 @@
 #pragma once
 
+#include "base/GeoPosition.h"
+#include "base/Units.h"
 #include "geo/CoordinateFormat.h"
-#include "geo/Units.h"
 #include "maps/MapBitmap.h"
 #include "maps/MapPageModel.h"
 #include "maps/WaypointLayer.h"
-#include "nmea/GeoPosition.h"
 #include "nmea/GnssSystem.h"
-#include "waypoints/DatabaseFile.h"
+#include "storage/DatabaseFile.h"
 
 #include <QFont>
 #include <QHash>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "nmea/GeoPosition.h"
+#include "base/GeoPosition.h"
 
 #include <cstdint>
 #include <string>

@@ -1,6 +1,6 @@
 #include "maps/ReferenceFields.h"
 
-#include "nmea/Numbers.h"
+#include "base/Numbers.h"
 
 CReferenceFields FieldsOfPair(const CPositionPair &pair, CoordinateFormat format)
 {

@@ -1,9 +1,9 @@
 #include "maps/TrackLoader.h"
 
-#include "app/LineRouter.h"
 #include "maps/ReceptionColour.h"
 #include "nmea/NMEAParser.h"
-#include "waypoints/FileDescriptor.h"
+#include "receiver/LineRouter.h"
+#include "storage/FileDescriptor.h"
 
 #include <algorithm>
 #include <cerrno>

@@ -1,7 +1,7 @@
 #pragma once
 
+#include "base/Rgb.h"
 #include "maps/MapInfo.h"
-#include "maps/Rgb.h"
 #include "nmea/LineAssembler.h"
 #include "nmea/NMEAParser.h"
 

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "GeoPosition.h"
 #include "NMEASentence.h"
+#include "base/GeoPosition.h"
 
 #include <cstdint>
 #include <string>

@@ -1,7 +1,7 @@
 #include "nmea/GPSData.h"
 
-#include "app/SettingsKey.h"
-#include "dashboard/NightPalette.h"
+#include "settings/SettingsKey.h"
+#include "widgets/NightPalette.h"
 
 #include <QPaintEvent>
 #include <QPainter>

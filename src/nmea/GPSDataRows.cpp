@@ -1,7 +1,7 @@
 #include "GPSDataRows.h"
 
 #include "NMEAParser.h"
-#include "Numbers.h"
+#include "base/Numbers.h"
 #include "geo/CoordinateFormat.h"
 #include "geo/Distance.h"
 #include "geo/UTM.h"

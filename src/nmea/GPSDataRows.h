@@ -1,7 +1,7 @@
 #pragma once
 
+#include "base/Units.h"
 #include "geo/CoordinateFormat.h"
-#include "geo/Units.h"
 
 #include <array>
 #include <string>

@@ -1,7 +1,7 @@
 #include "GnssSky.h"
 
 #include "NMEAFields.h"
-#include "Numbers.h"
+#include "base/Numbers.h"
 
 #include <algorithm>
 

@@ -1,6 +1,6 @@
 #include "NMEAFields.h"
 
-#include "Numbers.h"
+#include "base/Numbers.h"
 
 #include <array>
 

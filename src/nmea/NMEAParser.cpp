@@ -1,6 +1,6 @@
 #include "NMEAParser.h"
 
-#include "Numbers.h"
+#include "base/Numbers.h"
 
 #include <cstring>
 #include <memory>

@@ -2,7 +2,7 @@
 
 #include "GGASentence.h"
 #include "NMEAFields.h"
-#include "Numbers.h"
+#include "base/Numbers.h"
 
 #include <cmath>
 

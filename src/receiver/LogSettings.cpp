@@ -1,7 +1,7 @@
 #include "receiver/LogSettings.h"
 
-#include "app/SettingsKey.h"
 #include "receiver/RecordingRules.h"
+#include "settings/SettingsKey.h"
 
 #include <cstdint>
 

@@ -1,6 +1,6 @@
 #include "receiver/SerialSettings.h"
 
-#include "app/SettingsKey.h"
+#include "settings/SettingsKey.h"
 
 #include <algorithm>
 #include <cctype>

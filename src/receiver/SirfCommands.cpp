@@ -1,6 +1,6 @@
 #include "receiver/SirfCommands.h"
 
-#include "nmea/Numbers.h"
+#include "base/Numbers.h"
 
 #include <array>
 #include <utility>

@@ -1,10 +1,10 @@
 #include "waypoints/WaypointBook.h"
 
-#include "app/FileDialogs.h"
-#include "app/MessageBox.h"
-#include "maps/MapDatabase.h"
+#include "storage/ProgramDatabases.h"
 #include "waypoints/WaypointDatabase.h"
 #include "waypoints/WaypointDialogs.h"
+#include "widgets/FileDialogs.h"
+#include "widgets/MessageBox.h"
 
 #include <QApplication>
 #include <QDir>

@@ -2,7 +2,7 @@
 
 #include "geo/CoordinateFormat.h"
 #include "receiver/FixEvents.h"
-#include "waypoints/DatabaseFile.h"
+#include "storage/DatabaseFile.h"
 #include "waypoints/WaypointExchange.h"
 #include "waypoints/WaypointNavigator.h"
 

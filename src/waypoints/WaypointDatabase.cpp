@@ -1,8 +1,8 @@
 #include "waypoints/WaypointDatabase.h"
 
-#include "waypoints/Archive.h"
-#include "waypoints/AtomicFile.h"
-#include "waypoints/DatabaseFile.h"
+#include "storage/Archive.h"
+#include "storage/AtomicFile.h"
+#include "storage/DatabaseFile.h"
 
 #include <algorithm>
 #include <cerrno>

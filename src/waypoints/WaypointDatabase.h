@@ -1,6 +1,7 @@
 #pragma once
 
-#include "waypoints/DatabaseFile.h"
+#include "storage/DatabaseFile.h"
+#include "storage/ProgramDatabases.h"
 #include "waypoints/Waypoint.h"
 
 #include <cstddef>
@@ -10,8 +11,6 @@
 
 struct CWriteFault;
 
-inline constexpr const char *kWaypointFileName = "Waypoints.wdb";
-inline constexpr const char *kWorldpointFileName = "Worldpoints.wdb";
 /// Far beyond any real database (70,000 waypoints take a few MB); a larger file is refused.
 inline constexpr std::size_t kMaxWaypointFileBytes = 256u << 20;
 /// The most waypoints a database may hold: a reader refuses more, so no save writes more.

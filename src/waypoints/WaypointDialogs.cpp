@@ -1,7 +1,7 @@
 #include "waypoints/WaypointDialogs.h"
 
-#include "app/FormWidgets.h"
-#include "app/MessageBox.h"
+#include "widgets/FormWidgets.h"
+#include "widgets/MessageBox.h"
 
 #include <QApplication>
 #include <QComboBox>

@@ -1,7 +1,7 @@
 #pragma once
 
+#include "base/GeoPosition.h"
 #include "geo/CoordinateFormat.h"
-#include "nmea/GeoPosition.h"
 #include "waypoints/Waypoint.h"
 #include "waypoints/WaypointFields.h"
 

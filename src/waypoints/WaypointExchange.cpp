@@ -1,10 +1,10 @@
 #include "waypoints/WaypointExchange.h"
 
-#include "app/WebAddress.h"
+#include "base/Numbers.h"
+#include "base/Utf8.h"
+#include "base/WebAddress.h"
 #include "geo/CoordinateRange.h"
-#include "nmea/Numbers.h"
-#include "waypoints/AtomicFile.h"
-#include "waypoints/Utf8.h"
+#include "storage/AtomicFile.h"
 
 #include <cstring>
 #include <pugixml.hpp>

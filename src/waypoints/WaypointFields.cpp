@@ -1,7 +1,7 @@
 #include "waypoints/WaypointFields.h"
 
+#include "base/Numbers.h"
 #include "geo/CoordinateFields.h"
-#include "nmea/Numbers.h"
 
 #include <cmath>
 #include <utility>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "geo/Units.h"
+#include "base/Units.h"
 #include "waypoints/Waypoint.h"
 
 #include <cstddef>

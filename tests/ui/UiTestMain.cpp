@@ -1,5 +1,5 @@
-#include "app/MessageBox.h"
-#include "app/SettingsKey.h"
+#include "settings/SettingsKey.h"
+#include "widgets/MessageBox.h"
 
 #include <QApplication>
 #include <QTemporaryDir>

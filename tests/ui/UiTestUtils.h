@@ -1,8 +1,8 @@
 #pragma once
 
-#include "app/DataDirectory.h"
-#include "app/MessageBox.h"
-#include "app/SettingsKey.h"
+#include "settings/DataDirectory.h"
+#include "settings/SettingsKey.h"
+#include "widgets/MessageBox.h"
 
 #include <QCoreApplication>
 #include <QElapsedTimer>

@@ -1,5 +1,5 @@
 #include "UiTestUtils.h"
-#include "app/FileSelector.h"
+#include "widgets/FileSelector.h"
 
 #include <QDateTime>
 #include <QDialogButtonBox>

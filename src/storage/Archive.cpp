@@ -1,4 +1,4 @@
-#include "waypoints/Archive.h"
+#include "storage/Archive.h"
 
 #include <algorithm>
 #include <bit>

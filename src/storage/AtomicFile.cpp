@@ -1,6 +1,6 @@
-#include "waypoints/AtomicFile.h"
+#include "storage/AtomicFile.h"
 
-#include "waypoints/FileDescriptor.h"
+#include "storage/FileDescriptor.h"
 
 #include <algorithm>
 #include <cerrno>

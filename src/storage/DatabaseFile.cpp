@@ -1,7 +1,7 @@
-#include "waypoints/DatabaseFile.h"
+#include "storage/DatabaseFile.h"
 
-#include "waypoints/Archive.h"
-#include "waypoints/AtomicFile.h"
+#include "storage/Archive.h"
+#include "storage/AtomicFile.h"
 
 #include <cerrno>
 #include <climits>

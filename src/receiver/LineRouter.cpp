@@ -1,7 +1,7 @@
-#include "app/LineRouter.h"
+#include "receiver/LineRouter.h"
 
+#include "base/Numbers.h"
 #include "nmea/NMEAParser.h"
-#include "nmea/Numbers.h"
 
 #include <string_view>
 

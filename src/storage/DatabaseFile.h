@@ -1,6 +1,6 @@
 #pragma once
 
-#include "waypoints/AtomicFile.h"
+#include "storage/AtomicFile.h"
 
 #include <algorithm>
 #include <cerrno>

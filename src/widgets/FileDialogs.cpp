@@ -1,6 +1,6 @@
-#include "app/FileDialogs.h"
+#include "widgets/FileDialogs.h"
 
-#include "app/FileSelector.h"
+#include "widgets/FileSelector.h"
 
 #include <QFileDialog>
 

@@ -1,4 +1,4 @@
-#include "app/FormWidgets.h"
+#include "widgets/FormWidgets.h"
 
 #include <QComboBox>
 #include <QDialog>

@@ -1,4 +1,4 @@
-#include "app/FileSelector.h"
+#include "widgets/FileSelector.h"
 
 #include <QDateTime>
 #include <QDialogButtonBox>

@@ -1,4 +1,4 @@
-#include "app/SettingsKey.h"
+#include "settings/SettingsKey.h"
 
 #include <QDateTime>
 #include <QDir>
