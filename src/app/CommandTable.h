@@ -10,7 +10,7 @@
 #include <optional>
 #include <string_view>
 
-/// Command identifiers of the window; the numbers are the ones the menus were designed with.
+/// Command identifiers of the window; the numbers are fixed, as tests and help refer to them.
 enum CommandId : int {
     kCmdConfigure = 32779,
     kCmdProgramChipset = 32894,

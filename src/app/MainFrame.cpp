@@ -49,7 +49,6 @@
 namespace
 {
 
-constexpr const char *kAppKey = "Software/Veloran";
 constexpr const char *kReplayFilter = "NMEA Log Files (*.nmea)";
 constexpr const char *kLogPattern = "*.nmea";
 // The desktop's idle timer is told of activity at most this often while data arrives.

@@ -406,8 +406,8 @@ int CVeloranApp::Run(int argc, char **argv)
     frame->show();
     if (options.page == kDigitalDashboard)
         frame->RunCommand(kCmdDigitalDashboard);
-    // Opening a source waits for the window, as the design of auto-connect does; the recording
-    // is opened only once its source is, so a failed start leaves an older file alone.
+    // Opening a source waits for the window, so a box about it has a window to sit on; the
+    // recording is opened only once its source is, so a failed start leaves an older file alone.
     QTimer::singleShot(0, frame.get(), [&, takeScreenshot] {
         TellSettingsProblem(frame.get());
         bool sourceOpen = true;

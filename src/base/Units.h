@@ -21,7 +21,7 @@ enum class UnitSystem : int { Metric = 1, Imperial = 2, Nautic = 3 };
 }
 
 /// Speeds travel in km/h. The mile is the 1609.3 m one of the distance texts, so speeds and
-/// distances agree; converting back uses the exact 1.609344, an asymmetry users have always seen.
+/// distances agree; converting back uses the exact 1.609344.
 inline constexpr double kMphPerKmh = 0.6213881811967936;
 inline constexpr double kKnotsPerKmh = 0.5399568034557235;
 inline constexpr double kKmhPerMph = 1.609344;

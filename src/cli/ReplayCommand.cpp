@@ -34,7 +34,7 @@ constexpr const char *kReplayHelp =
     "               all systems the first GGA of every epoch, whatever its talker);\n"
     "               1000 is real time, 0 (the default) as fast as possible\n"
     "  --gnss M     all: every satellite system, any talker, LF line ends (the default);\n"
-    "               gps: the five $GP sentences, 82-byte lines, exactly as designed\n"
+    "               gps: the five $GP sentences, 82-byte lines, as before all systems\n"
     "  --record OUT write the lines the recording rules keep to OUT, opened once FILE is;\n"
     "               an existing OUT is replaced (said on stderr), one in use by another\n"
     "               recording or FILE itself is refused; the rules are every sentence and\n"

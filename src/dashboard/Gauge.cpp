@@ -32,7 +32,7 @@ QString Text(const std::string &s)
     return QString::fromStdString(s);
 }
 
-// Pens of the dials end round, as the handheld's geometric pens did.
+// Pens of the dials end round, so short ticks do not look clipped.
 QPen DialPen(const QColor &colour, double width)
 {
     QPen pen(colour, width);

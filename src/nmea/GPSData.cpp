@@ -11,9 +11,7 @@
 namespace
 {
 
-constexpr const char *kAppKey = "Software/Veloran";
-
-// Geometry of the page as designed for a 240-pixel-wide screen; it is scaled to the widget.
+// Geometry of the page on a 240-pixel-wide page; it is scaled to the widget.
 constexpr double kDesignWidth = 240.0;
 constexpr double kRowHeight = 15.0;
 constexpr double kCaptionHeight = 17.0;

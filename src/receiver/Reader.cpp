@@ -65,7 +65,7 @@ bool Pause(CReaderSession &s, unsigned milliseconds)
                                  [&] { return s.m_stop.load(); });
 }
 
-// The port discards NUL bytes as they arrive, as serial drivers of handhelds always have; a
+// The port discards NUL bytes as they arrive (line noise on a receiver's plug-in); a
 // replayed file is taken as it is.
 std::string_view DropNulBytes(char *data, std::size_t size)
 {

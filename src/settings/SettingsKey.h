@@ -8,6 +8,9 @@
 #include <string>
 #include <string_view>
 
+/// The program's own key; the subsystems' keys lie under it.
+inline constexpr const char *kAppKey = "Software/Veloran";
+
 /// One key of the settings tree ("Software/Veloran", "Software/Veloran/SerialPort", ...),
 /// kept in an INI file: numbers as integers, texts as strings, doubles and colour triples.
 ///
