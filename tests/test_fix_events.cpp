@@ -3,6 +3,7 @@
 #include "nmea/NMEAParser.h"
 #include "receiver/FixEvents.h"
 #include "receiver/ReceiverWatch.h"
+#include "waypoints/WaypointNavigator.h"
 
 #include <cerrno>
 #include <cstdlib>
@@ -77,12 +78,12 @@ TEST(FixEvents, GotoTargetAndClockTimeInUTC)
     parser.Parse(Sentence("GPGGA,123519,4807.038,N,01131.000,E,1"));
     parser.Parse(Sentence("GPRMC,123519,A,4807.038,N,01131.000,E,10,84.4,230304,,"));
     CFixEvents events;
-    const CFixActions a = events.OnRMC(parser, true, true, true, [](const CGeoPosition &p) {
-        return std::pair{p.m_latitude, 1234.5};
-    });
-    EXPECT_EQ(a.bearing, parser.m_rmc.m_position.m_latitude);
-    EXPECT_EQ(a.distance, 1234.5);
-    EXPECT_EQ(events.GetLastBearing(), a.bearing);
+    CWaypoint target;
+    target.m_position = {48.2, 11.4, 0.0};
+    const CFixActions a = events.OnRMC(parser, true, true, true, &target);
+    EXPECT_NEAR(a.bearing, 305.3, 0.1) << "north-west on the degree grid";
+    EXPECT_EQ(a.bearing, BearingToWaypoint(parser.m_rmc.m_position, target));
+    EXPECT_NEAR(a.distance, 12629.0, 30.0) << "metres";
     ASSERT_TRUE(a.setClockUtc.has_value());
     EXPECT_EQ(*a.setClockUtc, 1080045319) << "2004-03-23 12:35:19 UTC, whatever the zone";
     if (previous)
@@ -105,7 +106,7 @@ TEST(FixEvents, ReceiverLostShowsTheFixAsLost)
     const CDataRows positionBefore =
         BuildPositionRows(parser, CoordinateFormat::DD, UnitSystem::Metric);
 
-    ForgetLiveFix(parser);
+    parser.ForgetFix();
     const CFixActions lost = events.OnReceiverLost(true);
     EXPECT_TRUE(lost.fixLost);
     EXPECT_EQ(lost.sound, Sound::FixLost);

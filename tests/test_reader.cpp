@@ -1,7 +1,7 @@
 #include "PtyPair.h"
 #include "receiver/DataSource.h"
-#include "receiver/LineConsumer.h"
 #include "receiver/NMEALogFile.h"
+#include "receiver/ReceiverSession.h"
 
 #include <cerrno>
 #include <chrono>
@@ -226,19 +226,19 @@ TEST(Replay, RecordsByteIdenticalOrThinnedByRates)
         SCOPED_TRACE(c.legend);
         const std::string out = TempFile("replay-out.nmea");
         CConsumerLoop loop;
-        CLineConsumer consumer;
-        loop.onLine = [&](std::string_view line) { consumer.HandleLine(line); };
-        consumer.m_rules.SetRate(kSentenceGGA, c.rate);
-        consumer.m_rules.SetRate(kSentenceGSV, c.rate);
-        consumer.m_rules.SetEnabled(kSentenceRMC, c.rate == 1);
-        ASSERT_TRUE(consumer.m_log.Create(out));
+        CReceiverSession session;
+        loop.onLine = [&](std::string_view line) { session.HandleLine(line); };
+        session.GetRecordingRules().SetRate(kSentenceGGA, c.rate);
+        session.GetRecordingRules().SetRate(kSentenceGSV, c.rate);
+        session.GetRecordingRules().SetEnabled(kSentenceRMC, c.rate == 1);
+        ASSERT_TRUE(session.GetLog().Create(out));
         loop.source.SetReplayDelay(0);
         std::string error;
         ASSERT_TRUE(loop.source.OpenReplay(c.in, error)) << error;
         EXPECT_TRUE(loop.source.IsReplaying());
         ASSERT_TRUE(loop.PumpUntil([&] { return loop.closed; }, 20s));
         EXPECT_FALSE(loop.source.IsOpen());
-        consumer.m_log.Close();
+        session.CloseLog();
         EXPECT_EQ(ReadFile(out), c.expected);
     }
 }
@@ -258,19 +258,19 @@ TEST(Replay, GarbageRecordsByteIdenticalInBothModes)
         SCOPED_TRACE(mode == GnssMode::GpsOnly ? "GPS only" : "all systems");
         const std::string out = TempFile("garbage-out.nmea");
         CConsumerLoop loop;
-        CLineConsumer consumer;
-        consumer.SetGnssMode(mode);
+        CReceiverSession session;
+        session.SetGnssMode(mode);
         loop.source.SetGnssMode(mode);
-        loop.onLine = [&](std::string_view line) { consumer.HandleLine(line); };
+        loop.onLine = [&](std::string_view line) { session.HandleLine(line); };
         loop.source.SetUnfinishedHandler(
-            [&](std::string_view bytes) { consumer.RecordUnfinished(bytes); });
-        ASSERT_TRUE(consumer.m_log.Create(out));
+            [&](std::string_view bytes) { session.RecordUnfinished(bytes); });
+        ASSERT_TRUE(session.GetLog().Create(out));
         loop.source.SetReplayDelay(0);
         std::string error;
         ASSERT_TRUE(loop.source.OpenReplay(in, error)) << error;
         ASSERT_TRUE(loop.PumpUntil([&] { return loop.closed; }, 20s));
-        consumer.m_log.Close();
-        EXPECT_EQ(consumer.GetCount(kSentenceGGA), 3u) << "the good GGAs, nothing else";
+        session.CloseLog();
+        EXPECT_EQ(session.GetCount(kSentenceGGA), 3u) << "the good GGAs, nothing else";
         EXPECT_TRUE(ReadFile(out) == garbage) << "the recording differs from the replayed file";
     }
 }
@@ -291,18 +291,18 @@ TEST(Replay, AllSystemsRecordsSentencesAndWholeSkies)
     }
     const std::string out = TempFile("all-systems-out.nmea");
     CConsumerLoop loop;
-    CLineConsumer consumer;
-    consumer.SetGnssMode(GnssMode::AllSystems);
+    CReceiverSession session;
+    session.SetGnssMode(GnssMode::AllSystems);
     loop.source.SetGnssMode(GnssMode::AllSystems);
-    loop.onLine = [&](std::string_view line) { consumer.HandleLine(line); };
-    consumer.m_rules.SetRate(kSentenceGSV, 2);
-    ASSERT_TRUE(consumer.m_log.Create(out));
+    loop.onLine = [&](std::string_view line) { session.HandleLine(line); };
+    session.GetRecordingRules().SetRate(kSentenceGSV, 2);
+    ASSERT_TRUE(session.GetLog().Create(out));
     std::string error;
     ASSERT_TRUE(loop.source.OpenReplay(TempFile("all-systems.nmea", log), error)) << error;
     ASSERT_TRUE(loop.PumpUntil([&] { return loop.closed; }, 10s));
-    consumer.m_log.Close();
+    session.CloseLog();
     EXPECT_EQ(loop.lines.size(), 20u);
-    EXPECT_EQ(consumer.GetCount(kSentenceGSV), 8u);
+    EXPECT_EQ(session.GetCount(kSentenceGSV), 8u);
     EXPECT_EQ(ReadFile(out), expected);
 }
 

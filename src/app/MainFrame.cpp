@@ -12,7 +12,6 @@
 #include "maps/MapView.h"
 #include "nmea/GPSData.h"
 #include "receiver/FixSound.h"
-#include "receiver/LineRouter.h"
 #include "receiver/LogSettings.h"
 #include "receiver/LogSettingsDialog.h"
 #include "receiver/SerialPort.h"
@@ -120,7 +119,7 @@ CMainFrame::CMainFrame(QWidget *parent)
     setFocusProxy(m_sheet);
     m_dashboard = new CDashboard(m_sheet);
     m_mapView = new CMapView(m_sheet);
-    m_listPage = new CGPSData(m_consumer.m_parser, m_sheet);
+    m_listPage = new CGPSData(m_session.GetParser(), m_sheet);
     m_dataPage = new CDataLogView(m_sheet);
     m_sheet->addTab(m_dashboard, tr("Dashboard"));
     m_sheet->addTab(m_mapView, tr("Map"));
@@ -128,16 +127,16 @@ CMainFrame::CMainFrame(QWidget *parent)
     m_sheet->addTab(m_dataPage, tr("Data"));
     connect(m_sheet, &QTabWidget::currentChanged, this, [this] { UpdateCommands(); });
 
-    m_consumer.SetSentenceHook([this](int type, std::string_view line) { OnSentence(type, line); });
-    m_consumer.m_log.SetFailureHandler([this](const std::string &error) {
-        ShowErrorLater(this, tr("Failed to write the log file; recording has stopped."),
-                       QString::fromStdString(m_consumer.m_log.GetPath() + ": " + error));
-    });
-    LoadRecordingRules(m_consumer.m_rules);
+    LoadRecordingRules(m_session.GetRecordingRules());
     m_serialSettings.Load();
-    m_source.SetBatchHandler([this] { m_consumer.EndOfBatch(); });
-    m_source.SetUnfinishedHandler(
-        [this](std::string_view bytes) { m_consumer.RecordUnfinished(bytes); });
+    m_source.SetBatchHandler([this] {
+        if (const std::optional<std::string> error = m_session.EndOfBatch())
+            RecordFailed(*error);
+    });
+    m_source.SetUnfinishedHandler([this](std::string_view bytes) {
+        if (const std::optional<std::string> error = m_session.RecordUnfinished(bytes))
+            RecordFailed(*error);
+    });
     m_wake = new QSocketNotifier(m_source.GetWakeHandle(), QSocketNotifier::Read, this);
     connect(m_wake, &QSocketNotifier::activated, this, [this] { OnWake(); });
     m_sound = std::make_unique<CFixSound>();
@@ -145,6 +144,7 @@ CMainFrame::CMainFrame(QWidget *parent)
     ReadSettings();
     m_waypoints = std::make_unique<CWaypointBook>(this);
     m_waypoints->Load(GetDataDirectory(), WasDataDirectoryCreated());
+    m_session.SetWaypoints(&m_waypoints->GetWaypoints(), &m_waypoints->GetNavigator());
     m_mapView->Start(GetDataDirectory(), WasDataDirectoryCreated(), m_waypoints.get());
     WatchDatabases();
     // The dashboard keeps night mode; the other pages follow it.
@@ -188,8 +188,7 @@ void CMainFrame::ReadSettings()
     CSettingsKey key;
     key.Open(kAppKey, true);
     m_autoConnect = Read(key, kAutoConnect) != 0;
-    m_autoSync = Read(key, kAutoSync) != 0;
-    m_playSound = Read(key, kPlaySound) != 0;
+    m_session.SetFixOptions(Read(key, kPlaySound) != 0, Read(key, kAutoSync) != 0);
     SetAdvancedFileSelector(Read(key, kAdvancedFileSelector) != 0);
     SetProjection(
         CoordinateFormatFromNumber(Read(key, kProjection)).value_or(CoordinateFormat::DD));
@@ -203,8 +202,8 @@ void CMainFrame::WriteSettings() const
     if (!key.Open(kAppKey, true))
         return;
     key.WriteNumber(kAutoConnect.name, m_autoConnect ? 1 : 0);
-    key.WriteNumber(kAutoSync.name, m_autoSync ? 1 : 0);
-    key.WriteNumber(kPlaySound.name, m_playSound ? 1 : 0);
+    key.WriteNumber(kAutoSync.name, m_session.SyncsClock() ? 1 : 0);
+    key.WriteNumber(kPlaySound.name, m_session.PlaysSound() ? 1 : 0);
     key.WriteNumber(kProjection.name, ToNumber(m_projection));
     key.WriteNumber(kAdvancedFileSelector.name, m_advancedFileSelector ? 1 : 0);
     key.WriteNumber(kAllSystems.name, AllSystemsValue(m_storedGnssMode));
@@ -287,14 +286,14 @@ CFrameState CMainFrame::GetState() const
     CFrameState s;
     s.sourceOpen = m_source.IsOpen();
     s.replaying = m_source.IsReplaying();
-    s.reconnecting = m_watch.IsReconnecting();
-    s.logOpen = m_consumer.m_log.IsOpen();
+    s.reconnecting = m_session.GetWatch().IsReconnecting();
+    s.logOpen = IsLogOpen();
     s.chipsetSirf = m_serialSettings.GetChipsetIndex() == CSerialSettings::kChipsetSirf;
     s.portConfigured = m_serialSettings.IsConfigured();
     s.fix = GetParser().m_gga.m_quality != 0;
     s.autoConnect = m_autoConnect;
-    s.autoSync = m_autoSync;
-    s.playSound = m_playSound;
+    s.autoSync = m_session.SyncsClock();
+    s.playSound = m_session.PlaysSound();
     s.advancedFileSelector = m_advancedFileSelector;
     s.projection = m_projection;
     s.gnssMode = m_gnssMode;
@@ -351,7 +350,7 @@ void CMainFrame::RunCommand(int id)
         ChooseAndReplay();
         break;
     case kCmdLogSettings: {
-        CLogSettingsDialog dialog(m_consumer.m_rules, this);
+        CLogSettingsDialog dialog(m_session.GetRecordingRules(), this);
         dialog.exec();
         break;
     }
@@ -365,10 +364,10 @@ void CMainFrame::RunCommand(int id)
         Quit();
         break;
     case kCmdFixSound:
-        m_playSound = !m_playSound;
+        m_session.SetFixOptions(!m_session.PlaysSound(), m_session.SyncsClock());
         break;
     case kCmdAutoSync:
-        m_autoSync = !m_autoSync;
+        m_session.SetFixOptions(m_session.PlaysSound(), !m_session.SyncsClock());
         break;
     case kCmdSyncClock:
         SetClock(RMCTimeAsUTC(GetParser().m_rmc));
@@ -480,10 +479,10 @@ bool CMainFrame::OpenPort()
     std::string error;
     const bool opened = m_source.OpenPort(device, m_serialSettings.GetBaudRate(), error);
     if (opened) {
-        m_watch.OnPortOpened(device);
+        m_session.PortOpened(device);
         m_dashboard->SetReplaying(false);
     } else {
-        m_watch.OnClosedByUser();
+        m_session.ClosedByUser();
         ShowError(this, QString::fromLatin1(CSerialPort::kOpenFailedMessage),
                   QString::fromStdString(error));
     }
@@ -493,15 +492,16 @@ bool CMainFrame::OpenPort()
 
 void CMainFrame::RetryPort()
 {
-    if (!m_watch.IsReconnecting())
+    const CReceiverWatch &watch = m_session.GetWatch();
+    if (!watch.IsReconnecting())
         return;
     std::string error;
-    if (!m_source.OpenPort(m_watch.GetDevice(), m_serialSettings.GetBaudRate(), error))
+    if (!m_source.OpenPort(watch.GetDevice(), m_serialSettings.GetBaudRate(), error))
         return; // still gone: again at the next tick
     m_retry->stop();
-    m_watch.OnPortOpened(m_watch.GetDevice());
+    m_session.PortOpened(watch.GetDevice());
     m_dashboard->SetReplaying(false);
-    const std::string notice = m_watch.BackNotice();
+    const std::string notice = watch.BackNotice();
     std::fprintf(stderr, "veloran: %s\n", notice.c_str());
     ShowNotice(QString::fromStdString(notice), CReceiverWatch::kBackNoticeMs);
     UpdateCommands();
@@ -605,8 +605,8 @@ bool CMainFrame::ReplayFile(const QString &path)
     StopRetrying();
     std::string error;
     // A log being recorded cannot be replayed: it would grow under the replay without end.
-    if (!m_source.OpenReplay(path.toStdString(), error, m_consumer.m_log.GetIdentity())) {
-        m_watch.OnClosedByUser();
+    if (!m_source.OpenReplay(path.toStdString(), error, GetLog().GetIdentity())) {
+        m_session.ClosedByUser();
         const bool thread = m_source.GetLastFailure() == CDataSource::Failure::Thread;
         ShowError(this,
                   QString::fromLatin1(thread ? CDataSource::kThreadFailedMessage
@@ -615,7 +615,7 @@ bool CMainFrame::ReplayFile(const QString &path)
         UpdateCommands();
         return false;
     }
-    m_watch.OnReplayStarted();
+    m_session.ReplayStarted();
     m_dashboard->SetReplaying(true);
     m_replayPath = path;
     m_mapView->ClearPointList();
@@ -626,7 +626,7 @@ bool CMainFrame::ReplayFile(const QString &path)
 void CMainFrame::CloseSource()
 {
     StopRetrying();
-    m_watch.OnClosedByUser();
+    m_session.ClosedByUser();
     m_source.Close();
     UpdateCommands();
 }
@@ -646,7 +646,7 @@ void CMainFrame::ChooseAndCreateLog()
         ChooseSaveFile(this, QString::fromLatin1(CNMEALogFile::kDialogTitle),
                        QString::fromLatin1(CNMEALogFile::kFilterName), GetDataDirectory());
     if (path.isEmpty()) {
-        m_consumer.m_rules.ResetCounters();
+        m_session.GetRecordingRules().ResetCounters();
         return;
     }
     CreateLog(path);
@@ -654,21 +654,20 @@ void CMainFrame::ChooseAndCreateLog()
 
 bool CMainFrame::CreateLog(const QString &path)
 {
-    if (!m_consumer.m_log.Create(path.toStdString(), m_source.GetReplayIdentity())) {
+    if (!m_session.CreateLog(path.toStdString(), m_source.GetReplayIdentity())) {
         ShowError(this, QString::fromLatin1(CNMEALogFile::kCreateFailedMessage),
-                  path + QStringLiteral(": ")
-                      + QString::fromStdString(m_consumer.m_log.GetErrorText()));
+                  path + QStringLiteral(": ") + QString::fromStdString(GetLog().GetErrorText()));
         UpdateCommands();
         return false;
     }
-    m_consumer.m_rules.ResetCounters();
     UpdateCommands();
     return true;
 }
 
 void CMainFrame::StopLogging()
 {
-    m_consumer.m_log.Close();
+    if (const std::optional<std::string> error = m_session.CloseLog())
+        RecordFailed(*error);
     UpdateCommands();
 }
 
@@ -688,13 +687,14 @@ void CMainFrame::OnWake()
 
 void CMainFrame::OnSourceClosed(int errorCode)
 {
-    const CReceiverWatch::CEndActions a = m_watch.OnSourceEnded(errorCode);
+    const CReceiverSession::CSourceEnd end = m_session.SourceEnded(errorCode);
+    const CReceiverWatch::CEndActions &a = end.actions;
     if (a.replayFailed)
         ShowErrorLater(this, QString::fromLatin1(CDataSource::kReplayReadFailedMessage),
                        m_replayPath + QStringLiteral(": ")
                            + QString::fromStdString(std::system_category().message(errorCode)));
     if (a.receiverLost)
-        ReceiverLost(errorCode);
+        ReceiverLost(errorCode, end.update);
     if (a.retry)
         m_retry->start();
     UpdateCommands();
@@ -702,85 +702,76 @@ void CMainFrame::OnSourceClosed(int errorCode)
         emit SourceEnded(a.replayEnded);
 }
 
-void CMainFrame::ReceiverLost(int errorCode)
+void CMainFrame::ReceiverLost(int errorCode, const CReceiverUpdate &update)
 {
-    // The last values must not read as live: the fix is lost, as a receiver without one says.
-    ForgetLiveFix(m_consumer.m_parser);
-    CarryOut(m_fixEvents.OnReceiverLost(m_playSound));
-    m_listPage->UpdatePosition();
-    m_listPage->UpdateReception();
-    m_listPage->UpdateDilution();
-    m_dashboard->UpdateSatellites(SkyViewOf(GetParser()));
-    m_dashboard->SetFixLost(true);
-    const std::string notice = m_watch.LostNotice(std::system_category().message(errorCode));
+    Show(update);
+    const std::string notice =
+        m_session.GetWatch().LostNotice(std::system_category().message(errorCode));
     std::fprintf(stderr, "veloran: %s\n", notice.c_str());
     ShowNotice(QString::fromStdString(notice), 0);
 }
 
 void CMainFrame::HandleLine(std::string_view line)
 {
-    m_consumer.HandleLine(line);
+    Show(m_session.HandleLine(line));
 }
 
-void CMainFrame::OnSentence(int type, std::string_view line)
+void CMainFrame::Show(const CReceiverUpdate &u)
 {
-    const CNMEAParser &parser = GetParser();
-    const CLineRoute r = RouteLine(type, parser);
-    if (r.navigation)
+    if (u.Happened(kEventActivity))
         ResetIdleTimer();
-    if (r.altitude)
-        m_dashboard->SetAltitude(*r.altitude);
-    if (r.timeOfDay)
-        m_dashboard->SetTimeOfDay(*r.timeOfDay);
-    if (r.fix) {
-        m_mapView->SetPosition(*r.fix);
-        if (m_waypoints->CheckProximity(*r.fix) && m_playSound)
-            m_sound->Play(CFixSound::Kind::FixGained); // a box alone is easily missed driving
+    if (u.Changed(kChangeAltitude))
+        m_dashboard->SetAltitude(u.altitude);
+    if (u.Changed(kChangeTimeOfDay))
+        m_dashboard->SetTimeOfDay(u.timeOfDay);
+    if (u.Changed(kChangePosition))
+        m_mapView->SetPosition(u.position);
+    if (u.Happened(kEventWaypointReached)) {
+        // A modal box must not run its event loop while the reader waits for this line.
+        const CMessage message{QString::fromLatin1(kWaypointReachedCaption),
+                               QString::fromStdString(u.waypointAlert), QMessageBox::Information,
+                               QString()};
+        QTimer::singleShot(0, this, [this, message] { ShowMessage(this, message); });
     }
-    if (r.navigation) {
+    if (u.Changed(kChangeNavigation)) {
         m_listPage->UpdatePosition();
         m_listPage->UpdateReception();
         m_listPage->UpdateDilution();
     }
-    if (r.satellites) {
-        m_dashboard->UpdateSatellites(SkyViewOf(parser));
-        if (r.reception && m_mapView->ShowsReceptionIndicator())
-            m_mapView->SetReception(*r.reception);
+    if (u.Changed(kChangeSky)) {
+        m_dashboard->UpdateSatellites(SkyViewOf(GetParser()));
+        if (u.Changed(kChangeReception) && m_mapView->ShowsReceptionIndicator())
+            m_mapView->SetReception(u.reception);
     }
-    if (r.fixEvents)
-        FixEvents();
-    if (r.fixLost)
-        m_dashboard->SetFixLost(*r.fixLost);
-    m_dataPage->AddLine(type, line);
+    if (u.Happened(kEventFixGained | kEventFixLost))
+        m_mapView->SetFix(u.Happened(kEventFixGained));
+    if (u.Happened(kEventSetClock))
+        SetClock(u.clockUtc);
+    if (u.sound != FixSound::None)
+        m_sound->Play(u.sound == FixSound::Gained ? CFixSound::Kind::FixGained
+                                                  : CFixSound::Kind::FixLost);
+    if (u.Changed(kChangeMotion)) {
+        if (u.Changed(kChangeCompass))
+            m_dashboard->SetCompass(u.course, u.bearing, u.distance);
+        m_dashboard->SetSpeed(u.speedKmh);
+        if (u.Changed(kChangeMileage))
+            m_dashboard->AddMileageSample(u.samplePosition, u.sampleTime, u.speedKmh, u.replay);
+        if (u.Changed(kChangeHeadingRows))
+            m_listPage->UpdateHeading();
+        m_mapView->SetHeading(u.heading);
+    }
+    if (u.Changed(kChangeFixState))
+        m_dashboard->SetFixLost(u.fixLost);
+    if (u.Changed(kChangeLine))
+        m_dataPage->AddLine(u.type, u.text);
+    if (u.Happened(kEventRecordFailed))
+        RecordFailed(u.recordError);
 }
 
-void CMainFrame::FixEvents()
+void CMainFrame::RecordFailed(const std::string &error)
 {
-    const CNMEAParser &parser = GetParser();
-    const bool live = m_source.IsOpen() && !m_source.IsReplaying();
-    CarryOut(
-        m_fixEvents.OnRMC(parser, m_playSound, m_autoSync, live, m_waypoints->GetGotoTarget()));
-}
-
-void CMainFrame::CarryOut(const CFixActions &a)
-{
-    const CNMEAParser &parser = GetParser();
-    if (a.fixLost || a.fixGained)
-        m_mapView->SetFix(a.fixGained);
-    if (a.setClockUtc)
-        SetClock(*a.setClockUtc);
-    if (a.sound != CFixActions::Sound::None)
-        m_sound->Play(a.sound == CFixActions::Sound::FixGained ? CFixSound::Kind::FixGained
-                                                               : CFixSound::Kind::FixLost);
-    if (a.updateCompass)
-        m_dashboard->SetCompass(a.course, a.bearing, a.distance);
-    m_dashboard->SetSpeed(a.speedKmh);
-    if (a.mileageSample)
-        m_dashboard->AddMileageSample(parser.m_rmc.m_position, parser.m_rmc.m_dateTime, a.speedKmh,
-                                      m_source.IsReplaying());
-    if (a.updateList)
-        m_listPage->UpdateHeading();
-    m_mapView->SetHeading(parser.m_rmc.m_status == "A" ? parser.m_rmc.m_course : -1.0);
+    ShowErrorLater(this, tr("Failed to write the log file; recording has stopped."),
+                   QString::fromStdString(GetLog().GetPath() + ": " + error));
 }
 
 void CMainFrame::HotConnect()
@@ -856,14 +847,13 @@ void CMainFrame::ChooseGnssMode(GnssMode mode)
     SetGnssMode(mode);
     // Sky, speed, map fix and heading came from the other mode; none of it is current now. No
     // sound: the receiver did not lose anything.
-    m_dashboard->UpdateSatellites(SkyViewOf(GetParser()));
-    CarryOut(m_fixEvents.OnReceiverLost(false));
+    Show(m_session.ClearShownFix());
 }
 
 void CMainFrame::SetGnssMode(GnssMode mode)
 {
     m_gnssMode = mode;
-    m_consumer.SetGnssMode(mode);
+    m_session.SetGnssMode(mode);
     m_source.SetGnssMode(mode);
     m_mapView->SetGnssMode(mode);
     // The parser starts empty, and the List page's rows differ by mode.

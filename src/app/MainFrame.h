@@ -2,9 +2,7 @@
 
 #include "app/CommandTable.h"
 #include "receiver/DataSource.h"
-#include "receiver/FixEvents.h"
-#include "receiver/LineConsumer.h"
-#include "receiver/ReceiverWatch.h"
+#include "receiver/ReceiverSession.h"
 #include "receiver/SerialSettings.h"
 
 #include <QMainWindow>
@@ -82,14 +80,14 @@ public:
     [[nodiscard]] CDataLogView *GetDataPage() const { return m_dataPage; }
     /// The digital dashboard; null until it was first opened.
     [[nodiscard]] CDigiDash *GetDigitalDashboard() const { return m_digiDash; }
-    [[nodiscard]] const CNMEAParser &GetParser() const { return m_consumer.m_parser; }
-    [[nodiscard]] CRecordingRules &GetRecordingRules() { return m_consumer.m_rules; }
+    [[nodiscard]] const CNMEAParser &GetParser() const { return m_session.GetParser(); }
+    [[nodiscard]] CRecordingRules &GetRecordingRules() { return m_session.GetRecordingRules(); }
     [[nodiscard]] CSerialSettings &GetSerialSettings() { return m_serialSettings; }
     [[nodiscard]] const CDataSource &GetSource() const { return m_source; }
-    [[nodiscard]] bool IsLogOpen() const { return m_consumer.m_log.IsOpen(); }
-    [[nodiscard]] const CNMEALogFile &GetLog() const { return m_consumer.m_log; }
+    [[nodiscard]] bool IsLogOpen() const { return m_session.GetLog().IsOpen(); }
+    [[nodiscard]] const CNMEALogFile &GetLog() const { return m_session.GetLog(); }
     [[nodiscard]] CWaypointBook &GetWaypoints() const { return *m_waypoints; }
-    [[nodiscard]] const CReceiverWatch &GetReceiverWatch() const { return m_watch; }
+    [[nodiscard]] const CReceiverWatch &GetReceiverWatch() const { return m_session.GetWatch(); }
     /// The notice above the pages (a receiver gone or back); empty while none shows.
     [[nodiscard]] QString GetNotice() const;
 
@@ -107,8 +105,9 @@ private:
     void BuildCommands();
     void ReadSettings();
     void WriteSettings() const;
-    void OnSentence(int type, std::string_view line);
-    void FixEvents();
+    /// Carries out on the pages what the session says a line or event changed.
+    void Show(const CReceiverUpdate &update);
+    void RecordFailed(const std::string &error);
     /// Opens the port when needed and sends the map cursor as the receiver's first guess.
     void HotConnect();
     void SetClock(std::time_t utc);
@@ -116,12 +115,11 @@ private:
     void ResetIdleTimer();
     void OnWake();
     void OnSourceClosed(int errorCode);
-    void ReceiverLost(int errorCode);
+    void ReceiverLost(int errorCode, const CReceiverUpdate &update);
     void RetryPort();
     void StopRetrying();
     void ShowNotice(const QString &text, int hideAfterMs);
     void StyleNotice();
-    void CarryOut(const CFixActions &actions);
     [[nodiscard]] std::string PortDevice() const;
     void ChooseAndReplay();
     void ChooseAndCreateLog();
@@ -146,11 +144,10 @@ private:
     CMapView *m_mapView = nullptr;
     CGPSData *m_listPage = nullptr;
     CDataLogView *m_dataPage = nullptr;
-    CLineConsumer m_consumer; // parser, recording rules, log file
+    CReceiverSession m_session; // parser, recording, fix events, proximity, the source's watch
     CSerialSettings m_serialSettings;
     CDataSource m_source;
     QSocketNotifier *m_wake = nullptr;
-    CFixEvents m_fixEvents;
     std::unique_ptr<CFixSound> m_sound;
     std::map<int, QAction *> m_actions;
     std::unique_ptr<CWaypointBook> m_waypoints;
@@ -159,15 +156,12 @@ private:
 
     // Settings of the frame.
     bool m_autoConnect = false;
-    bool m_autoSync = false;
-    bool m_playSound = true;
     bool m_advancedFileSelector = false;
     CoordinateFormat m_projection = CoordinateFormat::DD;
     GnssMode m_storedGnssMode = GnssMode::AllSystems;
     GnssMode m_gnssMode = GnssMode::AllSystems; // in effect: the stored one or the command line's
 
     QString m_portOverride;
-    CReceiverWatch m_watch;
     QString m_replayPath;
     QTimer *m_retry = nullptr;
     QTimer *m_noticeTimer = nullptr;

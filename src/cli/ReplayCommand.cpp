@@ -1,8 +1,7 @@
 #include "Cli.h"
 #include "JsonDump.h"
 #include "receiver/DataSource.h"
-#include "receiver/LineConsumer.h"
-#include "receiver/LineRouter.h"
+#include "receiver/ReceiverSession.h"
 #include "waypoints/WaypointDatabase.h"
 #include "waypoints/WaypointNavigator.h"
 
@@ -177,6 +176,7 @@ int RunReplay(const std::vector<std::string_view> &args)
 
     CWaypointList list;
     CWaypointNavigator navigator;
+    CReceiverSession session;
     if (haveGoto) {
         const CWaypointLoad load = LoadWaypointFile(waypoints);
         if (!load.opened || load.damaged) {
@@ -191,41 +191,45 @@ int RunReplay(const std::vector<std::string_view> &args)
             return UsageError("replay: no waypoint named '" + gotoName + "' in '" + waypoints
                               + "'");
         navigator.SelectTarget(static_cast<int>(found - list.begin()), list.size());
+        session.SetWaypoints(&list, &navigator);
     }
 
     CSignalPipe signals;
-    CLineConsumer consumer;
-    consumer.SetGnssMode(mode);
+    session.SetGnssMode(mode);
     if (profile >= 0)
-        consumer.m_rules.ApplyProfile(static_cast<RecordingProfile>(profile));
+        session.GetRecordingRules().ApplyProfile(static_cast<RecordingProfile>(profile));
     std::string writeError;
-    consumer.m_log.SetFailureHandler([&](const std::string &error) { writeError = error; });
+    const auto recorded = [&](const std::optional<std::string> &error) {
+        if (error)
+            writeError = *error;
+    };
     bool ended = false;
     int readError = 0;
-    CDataSource source([&](std::string_view line) { consumer.HandleLine(line); },
-                       [&](int errorCode) {
-                           ended = true;
-                           readError = errorCode;
-                       });
-    source.SetBatchHandler([&] { consumer.EndOfBatch(); });
-    source.SetUnfinishedHandler([&](std::string_view bytes) { consumer.RecordUnfinished(bytes); });
+    std::string alerts;
+    const auto handleLine = [&](std::string_view line) {
+        const CReceiverUpdate update = session.HandleLine(line);
+        if (update.Happened(kEventRecordFailed))
+            writeError = update.recordError;
+        if (!update.Happened(kEventWaypointReached))
+            return;
+        const std::string n = std::to_string(session.GetLines());
+        if (json) {
+            alerts += "{\"n\": " + n + ", \"event\": \"reached\", \"name\": ";
+            AppendJsonText(alerts, gotoName);
+            alerts += "}\n";
+        } else {
+            alerts += n + " reached " + gotoName + "\n";
+        }
+    };
+    CDataSource source(handleLine, [&](int errorCode) {
+        ended = true;
+        readError = errorCode;
+    });
+    source.SetBatchHandler([&] { recorded(session.EndOfBatch()); });
+    source.SetUnfinishedHandler(
+        [&](std::string_view bytes) { recorded(session.RecordUnfinished(bytes)); });
     source.SetReplayDelay(delay);
     source.SetGnssMode(mode);
-    std::string alerts;
-    if (haveGoto)
-        consumer.SetSentenceHook([&](int type, std::string_view) {
-            const CLineRoute route = RouteLine(type, consumer.m_parser);
-            if (!route.fix || !navigator.CheckProximity(*route.fix, list))
-                return;
-            const std::string n = std::to_string(consumer.GetLines());
-            if (json) {
-                alerts += "{\"n\": " + n + ", \"event\": \"reached\", \"name\": ";
-                AppendJsonText(alerts, gotoName);
-                alerts += "}\n";
-            } else {
-                alerts += n + " reached " + gotoName + "\n";
-            }
-        });
     const auto started = std::chrono::steady_clock::now();
     std::string error;
     if (!source.OpenReplay(file, error)) {
@@ -235,14 +239,14 @@ int RunReplay(const std::vector<std::string_view> &args)
     // Only now that the log to replay is open: a file it cannot be, or one a failed replay
     // would have emptied for nothing.
     if (!record.empty()) {
-        if (!consumer.m_log.Create(record, source.GetReplayIdentity())) {
+        if (!session.CreateLog(record, source.GetReplayIdentity())) {
             std::fprintf(stderr, "veloran-cli: cannot record to '%s': %s\n", record.c_str(),
-                         consumer.m_log.GetErrorText().c_str());
+                         session.GetLog().GetErrorText().c_str());
             return kExitFile;
         }
-        if (consumer.m_log.GetReplacedBytes() > 0)
+        if (session.GetLog().GetReplacedBytes() > 0)
             std::fprintf(stderr, "veloran-cli: recording to '%s' replaces its %lld bytes\n",
-                         record.c_str(), consumer.m_log.GetReplacedBytes());
+                         record.c_str(), session.GetLog().GetReplacedBytes());
     }
 
     pollfd fds[2] = {{source.GetWakeHandle(), POLLIN, 0}, {signals.GetHandle(), POLLIN, 0}};
@@ -256,7 +260,7 @@ int RunReplay(const std::vector<std::string_view> &args)
     }
     // Lines the reader still holds are dropped; what was handled is in the log, whole lines.
     source.Close();
-    consumer.m_log.Close();
+    recorded(session.CloseLog());
     if (!alerts.empty() && std::fwrite(alerts.data(), 1, alerts.size(), stdout) != alerts.size())
         return OutputError(errno);
     if (summary) {
@@ -264,12 +268,12 @@ int RunReplay(const std::vector<std::string_view> &args)
             std::chrono::duration<double>(std::chrono::steady_clock::now() - started).count();
         for (int t = 0; t < kSentenceTypeCount; ++t)
             std::printf("%-8s %llu\n", SentenceTypeName(t),
-                        static_cast<unsigned long long>(consumer.GetCount(t)));
+                        static_cast<unsigned long long>(session.GetCount(t)));
         std::printf("%-8s %llu\n", "refused",
-                    static_cast<unsigned long long>(consumer.GetCount(kSentenceNone)));
-        std::printf("%-8s %llu\n", "lines", static_cast<unsigned long long>(consumer.GetLines()));
+                    static_cast<unsigned long long>(session.GetCount(kSentenceNone)));
+        std::printf("%-8s %llu\n", "lines", static_cast<unsigned long long>(session.GetLines()));
         std::printf("%-8s %.3f\n", "seconds", seconds);
-        std::printf("%-8s %.0f\n", "lines/s", seconds > 0 ? consumer.GetLines() / seconds : 0.0);
+        std::printf("%-8s %.0f\n", "lines/s", seconds > 0 ? session.GetLines() / seconds : 0.0);
     }
     int status = kExitOk;
     if (readError != 0) {

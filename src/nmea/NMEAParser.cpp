@@ -28,6 +28,20 @@ template <class Sentence> void Renew(Sentence &sentence)
 
 } // namespace
 
+void CNMEAParser::ForgetFix()
+{
+    m_gga.m_quality = 0;
+    m_gga.m_satellites = 0;
+    m_gsa.m_fixMode = 1;
+    m_gsa.m_used.Clear();
+    m_gsv.m_inView = 0;
+    m_gsv.m_moreToCome = false;
+    m_sky.Reset();
+    m_rmc.m_status.assign(1, 'V'); // not = "V": g++ 12 warns falsely (-Wrestrict)
+    m_rmc.m_speedKnots = 0.0;
+    m_rmc.m_speedKmh = 0.0;
+}
+
 void CNMEAParser::SetMode(GnssMode mode)
 {
     m_mode = mode;
@@ -46,12 +60,12 @@ void CNMEAParser::SetMode(GnssMode mode)
     m_gsaNumbers.clear();
 }
 
-int CNMEAParser::Parse(std::string_view line)
+SentenceType CNMEAParser::Parse(std::string_view line)
 {
     return m_mode == GnssMode::GpsOnly ? ParseGpsOnly(line) : ParseAllSystems(line);
 }
 
-int CNMEAParser::ParseGpsOnly(std::string_view line)
+SentenceType CNMEAParser::ParseGpsOnly(std::string_view line)
 {
     if (const void *nul = std::memchr(line.data(), '\0', line.size()))
         line =
@@ -76,11 +90,11 @@ bool IsUpper(char c)
     return c >= 'A' && c <= 'Z';
 }
 
-int TypeOf(std::string_view name)
+SentenceType TypeOf(std::string_view name)
 {
     for (int type = 0; type < kSentenceTypeCount; ++type)
         if (name == SentenceTypeName(type))
-            return type;
+            return static_cast<SentenceType>(type);
     return kSentenceNone;
 }
 
@@ -110,7 +124,7 @@ bool CNMEAParser::CTalkerChoice::Accept(std::array<char, 2> talker)
     return false;
 }
 
-int CNMEAParser::ParseAllSystems(std::string_view line)
+SentenceType CNMEAParser::ParseAllSystems(std::string_view line)
 {
     m_used = true;
     m_skyChanged = false;
@@ -121,7 +135,7 @@ int CNMEAParser::ParseAllSystems(std::string_view line)
     if (tag.size() != 6 || !IsUpper(tag[1]) || !IsUpper(tag[2]))
         return kSentenceNone;
     m_talker = {tag[1], tag[2]};
-    const int type = TypeOf(tag.substr(3));
+    const SentenceType type = TypeOf(tag.substr(3));
     // Whatever it is, a well-formed sentence ends the runs of GSAs and GSVs before it.
     if (type != kSentenceGSA)
         m_sky.EndGsaRun();

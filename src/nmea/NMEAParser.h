@@ -32,7 +32,12 @@ public:
     /// One line as received, line end included. Returns the sentence type, or kSentenceNone
     /// when refused; a refused line changes no sentence value. In GpsOnly mode the line ends at
     /// its first NUL, as the C string it travels as would.
-    int Parse(std::string_view line);
+    SentenceType Parse(std::string_view line);
+
+    /// The receiver is gone: the values that describe a live fix go to their no-fix state
+    /// (quality 0, no satellites, fix mode "n.a.", speed 0, RMC status "V"). The last position,
+    /// altitude, times and DOP averages stay, as the last known ones.
+    void ForgetFix();
 
     /// Starts afresh in `mode`: every value back to its empty state.
     void SetMode(GnssMode mode);
@@ -83,8 +88,8 @@ private:
         int m_missed = 0; // others' sentences since the chosen talker's last
     };
 
-    int ParseGpsOnly(std::string_view line);
-    int ParseAllSystems(std::string_view line);
+    SentenceType ParseGpsOnly(std::string_view line);
+    SentenceType ParseAllSystems(std::string_view line);
     void ParseGSA();
     void TakeTime(const std::string &time);
 

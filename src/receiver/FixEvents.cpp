@@ -1,9 +1,10 @@
 #include "receiver/FixEvents.h"
 
 #include "nmea/NMEAParser.h"
+#include "waypoints/WaypointNavigator.h"
 
 CFixActions CFixEvents::OnRMC(const CNMEAParser &parser, bool playSound, bool autoSync,
-                              bool livePort, const GotoTarget &gotoTarget)
+                              bool livePort, const CWaypoint *target)
 {
     CFixActions a;
     // RMC carries no quality of its own; the fix is what the last GGA said.
@@ -30,13 +31,10 @@ CFixActions CFixEvents::OnRMC(const CNMEAParser &parser, bool playSound, bool au
     if (rmc.m_speedKmh > kCompassMinSpeedKmh) {
         a.updateCompass = true;
         a.course = rmc.m_course;
-        if (gotoTarget) {
-            const auto [bearing, distance] = gotoTarget(rmc.m_position);
-            a.bearing = bearing;
-            a.distance = distance;
-            m_lastBearing = bearing;
+        if (target != nullptr) {
+            a.bearing = BearingToWaypoint(rmc.m_position, *target);
+            a.distance = DistanceToWaypoint(rmc.m_position, *target, std::nullopt);
         }
-        m_lastCourse = rmc.m_course;
     }
     a.speedKmh = rmc.m_speedKmh;
     a.mileageSample = true;
@@ -55,20 +53,6 @@ CFixActions CFixEvents::OnReceiverLost(bool playSound)
     }
     a.updateList = true;
     return a;
-}
-
-void ForgetLiveFix(CNMEAParser &parser)
-{
-    parser.m_gga.m_quality = 0;
-    parser.m_gga.m_satellites = 0;
-    parser.m_gsa.m_fixMode = 1;
-    parser.m_gsa.m_used.Clear();
-    parser.m_gsv.m_inView = 0;
-    parser.m_gsv.m_moreToCome = false;
-    parser.m_sky.Reset();
-    parser.m_rmc.m_status.assign(1, 'V'); // not = "V": g++ 12 warns falsely (-Wrestrict)
-    parser.m_rmc.m_speedKnots = 0.0;
-    parser.m_rmc.m_speedKmh = 0.0;
 }
 
 std::time_t RMCTimeAsUTC(const CRMCSentence &rmc)

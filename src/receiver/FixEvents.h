@@ -1,9 +1,9 @@
 #pragma once
 
 #include "base/GeoPosition.h"
+#include "waypoints/Waypoint.h"
 
 #include <ctime>
-#include <functional>
 #include <optional>
 
 class CNMEAParser;
@@ -30,36 +30,25 @@ struct CFixActions {
 class CFixEvents
 {
 public:
-    /// Bearing (degrees) and distance (metres) from a position to the goto waypoint.
-    using GotoTarget = std::function<std::pair<double, double>(const CGeoPosition &)>;
-
     /// Below this speed (km/h) the compass keeps its reading: a standing receiver's course is
     /// noise.
     static constexpr double kCompassMinSpeedKmh = 1.0;
 
     /// After an RMC was parsed. The clock is set only when a fix is gained, `autoSync` is on and
-    /// the source is a live port (never a replay). `gotoTarget` is empty without a goto waypoint.
+    /// the source is a live port (never a replay). `target` is the goto waypoint, null without
+    /// one: the compass gets the bearing and the distance in metres to it.
     CFixActions OnRMC(const CNMEAParser &parser, bool playSound, bool autoSync, bool livePort,
-                      const GotoTarget &gotoTarget = {});
+                      const CWaypoint *target = nullptr);
 
     /// The receiver went away: the fix is lost as if an RMC without one had come, and the
-    /// List page is rebuilt from values that no longer claim a fix (see ForgetLiveFix).
+    /// List page is rebuilt from values that no longer claim a fix (CNMEAParser::ForgetFix).
     CFixActions OnReceiverLost(bool playSound);
 
     [[nodiscard]] bool HasFix() const { return m_fixHeld; }
-    [[nodiscard]] double GetLastCourse() const { return m_lastCourse; }
-    [[nodiscard]] double GetLastBearing() const { return m_lastBearing; }
 
 private:
     bool m_fixHeld = false;
-    double m_lastCourse = 0.0;
-    double m_lastBearing = -1.0;
 };
-
-/// Puts the values that describe a live fix into their no-fix state (quality 0, no satellites,
-/// fix mode "n.a.", speed 0, RMC status "V"): what a receiver that is gone can still be said to
-/// report. The last position, altitude, times and DOP averages stay, as the last known ones.
-void ForgetLiveFix(CNMEAParser &parser);
 
 /// The RMC date and time as UTC seconds. The sentence keeps them read as local time; the clock
 /// wants the receiver's fields taken as UTC.

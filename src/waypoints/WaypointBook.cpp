@@ -10,7 +10,6 @@
 #include <QDir>
 #include <QFile>
 #include <QPushButton>
-#include <QTimer>
 
 #include <cerrno>
 #include <cstring>
@@ -292,28 +291,4 @@ bool CWaypointBook::ExportFile(const QString &path)
         text += QLatin1Char('\n') + QString::fromStdString(SkippedMessage(skipped));
     ShowMessage(m_window, {QString(), text, QMessageBox::Information, QString()});
     return true;
-}
-
-bool CWaypointBook::CheckProximity(const CGeoPosition &position)
-{
-    const std::optional<std::string> alert = m_navigator.CheckProximity(position, m_waypoints);
-    if (!alert)
-        return false;
-    // A modal box must not run its event loop while the reader waits for this line.
-    const CMessage message{QString::fromLatin1(kWaypointReachedCaption),
-                           QString::fromStdString(*alert), QMessageBox::Information, QString()};
-    QTimer::singleShot(0, m_window, [window = m_window, message] { ShowMessage(window, message); });
-    return true;
-}
-
-CFixEvents::GotoTarget CWaypointBook::GetGotoTarget() const
-{
-    const CWaypoint *target = m_navigator.GetTargetWaypoint(m_waypoints);
-    if (!target)
-        return {};
-    const CWaypoint waypoint = *target;
-    return [waypoint](const CGeoPosition &from) {
-        return std::pair(BearingToWaypoint(from, waypoint),
-                         DistanceToWaypoint(from, waypoint, std::nullopt));
-    };
 }

@@ -1,7 +1,6 @@
 #pragma once
 
 #include "geo/CoordinateFormat.h"
-#include "receiver/FixEvents.h"
 #include "storage/DatabaseFile.h"
 #include "waypoints/WaypointExchange.h"
 #include "waypoints/WaypointNavigator.h"
@@ -65,14 +64,10 @@ public:
     /// Exports to `path` as the command does once the name is chosen.
     bool ExportFile(const QString &path);
 
-    /// After a GGA with a fix: the "Waypoint reached" box (shown once the line is handled) when
-    /// an approach begins. Returns whether it alerted.
-    bool CheckProximity(const CGeoPosition &position);
-    /// Bearing and distance to the target for the compass; empty without a target.
-    [[nodiscard]] CFixEvents::GotoTarget GetGotoTarget() const;
-
     [[nodiscard]] const CWaypointList &GetWaypoints() const { return m_waypoints; }
     [[nodiscard]] const CWaypointNavigator &GetNavigator() const { return m_navigator; }
+    /// The receiver's proximity alarm and compass follow the goto target through this.
+    [[nodiscard]] CWaypointNavigator &GetNavigator() { return m_navigator; }
     [[nodiscard]] QString GetDatabasePath() const;
     [[nodiscard]] const QString &GetDirectory() const { return m_directory; }
 
