@@ -1,15 +1,5 @@
 #include "app/CommandTable.h"
 
-namespace
-{
-
-bool Has(const CFrameState &s, Feature f)
-{
-    return (s.features & f) != 0;
-}
-
-} // namespace
-
 // clang-format off
 const std::array<CMenuEntry, 39> kMenuEntries = {{
     {kCmdConfigure, "GPS", "", "Configure...", false},
@@ -59,14 +49,14 @@ CCommandState EvaluateCommand(int id, const CFrameState &s)
     const bool live = s.sourceOpen && !s.replaying;
     switch (id) {
     case kCmdProgramChipset:
-        return {Has(s, kFeatureChipset) && s.chipsetSirf && live, false};
+        return {s.chipsetSirf && live, false};
     case kCmdAutoConnect:
         return {s.portConfigured, s.autoConnect};
     case kCmdDisconnect:
         // Also ends the retries of a receiver that went away.
         return {live || s.reconnecting, false};
     case kCmdHotConnect:
-        return {Has(s, kFeatureChipset) && s.chipsetSirf && s.lastPositionStored, false};
+        return {s.chipsetSirf && s.lastPositionStored, false};
     case kCmdPlainConnect:
         return {!s.sourceOpen, false};
     case kCmdDirectConnect:
@@ -81,12 +71,6 @@ CCommandState EvaluateCommand(int id, const CFrameState &s)
         return {s.logOpen, false};
     case kCmdCreateLog:
         return {!s.logOpen, false};
-    case kCmdExportWaypoints:
-    case kCmdImportLoc:
-    case kCmdImportGpx:
-    case kCmdSelectWaypoint:
-    case kCmdEditWaypoints:
-        return {Has(s, kFeatureWaypoints), false};
     case kCmdFixSound:
         return {true, s.playSound};
     case kCmdAutoSync:
@@ -94,7 +78,7 @@ CCommandState EvaluateCommand(int id, const CFrameState &s)
     case kCmdSyncClock:
         return {live && s.fix, false};
     case kCmdResetGauges:
-        return {Has(s, kFeatureGauges) && !s.sourceOpen, false};
+        return {!s.sourceOpen, false};
     case kCmdSelectorAdvanced:
         return {true, s.advancedFileSelector};
     case kCmdSelectorStandard:
@@ -114,14 +98,14 @@ CCommandState EvaluateCommand(int id, const CFrameState &s)
     case kCmdStepOn:
     case kCmdStepOff: {
         if (s.visiblePage == kPageDashboard)
-            return {Has(s, kFeatureGauges) && (id == kCmdStepOn) != s.dashboardModeOn, false};
+            return {(id == kCmdStepOn) != s.dashboardModeOn, false};
         if (s.visiblePage == kPageMap)
-            return {Has(s, kFeatureMaps) && s.mapLoaded, false};
+            return {s.mapLoaded, false};
         return {false, false};
     }
     case kCmdDisplayMode:
         if (s.visiblePage == kPageMap)
-            return {Has(s, kFeatureMaps), false};
+            return {true, false};
         return {s.visiblePage == kPageDashboard || s.visiblePage == kPageList, false};
     default:
         return {true, false};

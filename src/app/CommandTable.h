@@ -60,14 +60,6 @@ enum CommandId : int {
 /// Pages of the sheet, in tab order.
 enum PageIndex : int { kPageDashboard = 0, kPageMap = 1, kPageList = 2, kPageData = 3 };
 
-/// Parts of the program that arrive later; their commands stay disabled until they are there.
-enum Feature : unsigned {
-    kFeatureWaypoints = 1u << 0,
-    kFeatureMaps = 1u << 1,
-    kFeatureChipset = 1u << 2,
-    kFeatureGauges = 1u << 3,
-};
-
 /// Everything the enable and check rules look at.
 struct CFrameState {
     bool sourceOpen = false;
@@ -90,7 +82,6 @@ struct CFrameState {
     int visiblePage = kPageDashboard;
     bool dashboardModeOn = false;
     bool mapLoaded = false;
-    unsigned features = 0;
 };
 
 struct CCommandState {

@@ -301,7 +301,6 @@ CFrameState CMainFrame::GetState() const
     s.replayDelay = m_source.GetReplayDelay();
     s.visiblePage = m_sheet->currentIndex();
     s.dashboardModeOn = m_dashboard->IsExclusive();
-    s.features = kFeatureGauges | kFeatureWaypoints | kFeatureMaps | kFeatureChipset;
     CGeoPosition cursor;
     s.lastPositionStored = m_mapView->GetCursorPosition(cursor);
     s.mapLoaded = m_mapView->IsMapLoaded();
