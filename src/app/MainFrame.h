@@ -82,12 +82,10 @@ public:
     [[nodiscard]] CDigiDash *GetDigitalDashboard() const { return m_digiDash; }
     [[nodiscard]] const CNMEAParser &GetParser() const { return m_session.GetParser(); }
     [[nodiscard]] CRecordingRules &GetRecordingRules() { return m_session.GetRecordingRules(); }
-    [[nodiscard]] CSerialSettings &GetSerialSettings() { return m_serialSettings; }
     [[nodiscard]] const CDataSource &GetSource() const { return m_source; }
     [[nodiscard]] bool IsLogOpen() const { return m_session.GetLog().IsOpen(); }
     [[nodiscard]] const CNMEALogFile &GetLog() const { return m_session.GetLog(); }
     [[nodiscard]] CWaypointBook &GetWaypoints() const { return *m_waypoints; }
-    [[nodiscard]] const CReceiverWatch &GetReceiverWatch() const { return m_session.GetWatch(); }
     /// The notice above the pages (a receiver gone or back); empty while none shows.
     [[nodiscard]] QString GetNotice() const;
 

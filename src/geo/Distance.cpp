@@ -39,11 +39,6 @@ CDistance::CDistance(double metres)
 {
 }
 
-double CDistance::GetMetres() const
-{
-    return m_metres;
-}
-
 void CDistance::Format(std::string &out, UnitSystem unitSystem) const
 {
     const double d = m_metres;

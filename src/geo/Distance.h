@@ -17,9 +17,6 @@ public:
     explicit CDistance(double metres);
     virtual ~CDistance() = default;
 
-    /// The distance in metres.
-    [[nodiscard]] double GetMetres() const;
-
     /// Writes the distance in the unit system; a value outside the enumeration leaves `out` as
     /// it was.
     void Format(std::string &out, UnitSystem unitSystem) const;

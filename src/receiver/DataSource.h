@@ -89,7 +89,6 @@ public:
     /// How the reader cuts lines (see CLineAssembler); a change applies from the next block
     /// read, also to the open source.
     void SetGnssMode(GnssMode mode) { m_gnssMode->store(mode); }
-    [[nodiscard]] GnssMode GetGnssMode() const { return m_gnssMode->load(); }
 
     /// Called at the end of every ProcessPending that handled lines: the moment to flush what
     /// the lines produced (the recording) before the reader goes on.

@@ -113,14 +113,6 @@ void CSerialSettings::Save()
     m_configured = true;
 }
 
-void CSerialSettings::SetDefaults()
-{
-    m_portName = kPortEntries[0];
-    m_baudRateIndex = 0;
-    m_protocolIndex = 0;
-    m_chipsetIndex = 0;
-}
-
 int CSerialSettings::GetBaudRate() const
 {
     if (!IsTableIndex(m_baudRateIndex, kBaudRates))

@@ -43,8 +43,6 @@ public:
     void Load();
     /// Writes port name, baud-rate and chipset index, and marks the settings configured.
     void Save();
-    /// The dialog's "Default" button: port "COM1:", baud-rate, protocol and chipset index 0.
-    void SetDefaults();
 
     /// Line speed of the baud-rate index; an index outside the table gives kBaudRates[0].
     [[nodiscard]] int GetBaudRate() const;

@@ -69,7 +69,6 @@ public:
     /// The receiver's proximity alarm and compass follow the goto target through this.
     [[nodiscard]] CWaypointNavigator &GetNavigator() { return m_navigator; }
     [[nodiscard]] QString GetDatabasePath() const;
-    [[nodiscard]] const QString &GetDirectory() const { return m_directory; }
 
 private:
     // Saves `mine`, which is `changes` applied to the list read from the file of `stamp`.

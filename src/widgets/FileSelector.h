@@ -34,7 +34,6 @@ public:
     /// The selected folder's full path ending in '/'; empty while none is selected.
     [[nodiscard]] QString GetFolder() const { return m_folder; }
     /// The selected file's name; empty while none is selected in the current folder.
-    [[nodiscard]] QString GetFileName() const { return m_fileName; }
     /// Folder and file name joined; empty when no file is selected.
     [[nodiscard]] QString GetPath() const;
 
