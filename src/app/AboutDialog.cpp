@@ -22,7 +22,7 @@ struct CWebPageError {
     const char *text;
 };
 
-// The codes follow the classic shell's numbering for launch failures.
+// Why the web page did not open, by the launcher's failure code.
 constexpr std::array<CWebPageError, 8> kWebPageErrors{{
     {2, "File not found."},
     {3, "Path not found."},

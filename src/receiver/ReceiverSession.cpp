@@ -10,7 +10,7 @@ CReceiverSession::CReceiverSession()
 CReceiverUpdate CReceiverSession::HandleLine(std::string_view raw)
 {
     CReceiverUpdate u;
-    // GPS only reads a line as the C string it always was: a NUL ends it. The log gets it all.
+    // GPS only reads a line as a C string: a NUL ends it. The log gets every byte.
     u.text = m_parser.GetMode() == GnssMode::GpsOnly ? raw.substr(0, raw.find('\0')) : raw;
     u.type = m_parser.Parse(u.text);
     u.changes |= kChangeLine;
