@@ -31,6 +31,9 @@ namespace
 const std::string kGgaFix =
     Sentence("GPGGA,123519.00,4807.038,N,01131.000,E,1,08,0.9,545.4,M,47.3,M,,");
 const std::string kGgaNoFix = Sentence("GPGGA,123520.00,,,,,0,00,,,M,,M,,");
+// A degree north of kGgaFix: another pixel of the factory world map.
+const std::string kGgaFixNorth =
+    Sentence("GPGGA,123521.00,4907.038,N,01131.000,E,1,08,0.9,545.4,M,47.3,M,,");
 const std::string kGsa3D = Sentence("GPGSA,A,3,04,05,,09,12,,,24,,,,,2.5,1.3,2.1");
 const std::string kRmc100 = Sentence("GPRMC,123519,A,4807.038,N,01131.000,E,54.0,84.4,230394,,");
 
@@ -38,6 +41,18 @@ std::string Gsv(int number, int count)
 {
     return Sentence("GPGSV," + std::to_string(count) + "," + std::to_string(number)
                     + ",09,01,40,083,46,02,17,308,41,12,07,344,39,14,22,228,45");
+}
+
+// The last fix the map page was given: what its reference dialog offers.
+double MapFixLatitude(CMainFrame &frame)
+{
+    return frame.GetMapView()->GetModel().ProposedPair().m_position.m_latitude;
+}
+
+// The map page's track: fixes join while the page hears the fix held.
+const std::vector<CTrackSegment> &MapTrack(CMainFrame &frame)
+{
+    return frame.GetMapView()->GetModel().GetTrack();
 }
 
 std::string Row(const CGPSData &page, CGPSData::Section section, const std::string &label)
@@ -90,15 +105,14 @@ TEST_F(FrameTest, MenusCarryEveryCommandWithItsRule)
 TEST_F(FrameTest, GgaRoutingByFixQualityAndTime)
 {
     const CDashboard &dash = *m_frame->GetDashboard();
-    const CMapFeed &map = m_frame->GetMapView()->GetFeed();
 
-    Feed({kGgaNoFix});
-    EXPECT_EQ(map.positionUpdates, 0);
+    // Without a fix, not even the position a receiver may still name goes to the map.
+    Feed({kGgaNoFix, Sentence("GPGGA,123520.00,4907.038,N,01131.000,E,0,00,,,M,,M,,")});
+    EXPECT_EQ(MapFixLatitude(*m_frame), 0.0);
     EXPECT_DOUBLE_EQ(dash.GetClock()->GetValue(), 12 * 3600 + 35 * 60 + 20);
 
     Feed({kGgaFix});
-    EXPECT_EQ(map.positionUpdates, 1);
-    EXPECT_NEAR(map.position.m_latitude, 48.1173, 1e-4);
+    EXPECT_NEAR(MapFixLatitude(*m_frame), 48.1173, 1e-4);
     EXPECT_NEAR(dash.GetAltimeter()->GetValue(), 545.4 - 47.3, 1e-9);
     EXPECT_DOUBLE_EQ(dash.GetClock()->GetValue(), 12 * 3600 + 35 * 60 + 19);
 
@@ -133,19 +147,19 @@ TEST_F(FrameTest, SatellitesOnlyForCompleteGroups)
 TEST_F(FrameTest, FixEventsFeedSpeedMapAndList)
 {
     const CDashboard &dash = *m_frame->GetDashboard();
-    const CMapFeed &map = m_frame->GetMapView()->GetFeed();
+    const std::vector<CTrackSegment> &track = MapTrack(*m_frame);
     Feed({kRmc100}); // no GGA yet: no fix
     EXPECT_DOUBLE_EQ(dash.GetSpeedometer()->GetValue(), 0.0);
-    EXPECT_FALSE(map.fix);
     Feed({kGgaFix, kRmc100});
-    EXPECT_TRUE(map.fix);
     EXPECT_NEAR(dash.GetSpeedometer()->GetValue(), 100.008, 1e-9);
     EXPECT_DOUBLE_EQ(dash.GetCompass()->GetCourse(), 84.4);
     EXPECT_TRUE(std::isfinite(dash.GetFeedAges().Age(GaugeFeed::Mileage))) << "a sample came";
+    Feed({kGgaFixNorth, kRmc100});
+    EXPECT_EQ(track.size(), 1u) << "the fix held: the map joins the two";
     Feed({kGgaNoFix, kRmc100});
-    EXPECT_FALSE(map.fix);
-    EXPECT_EQ(map.fixChanges, 2);
     EXPECT_DOUBLE_EQ(dash.GetSpeedometer()->GetValue(), 0.0);
+    Feed({kGgaFix, kRmc100, kGgaFixNorth, kRmc100});
+    EXPECT_EQ(track.size(), 2u) << "the fix was lost between: the map starts a new piece";
 }
 
 TEST_F(FrameTest, ListPageTexts)
@@ -276,7 +290,8 @@ TEST_F(FrameTest, SatelliteSystemsByMenuAndForOneRun)
     const std::string gnGga =
         Sentence("GNGGA,123519.00,4807.038,N,01131.000,E,1,08,0.9,545.4,M,47.3,M,,");
     const QString stored = QStringLiteral("Software/Veloran/AllSystems");
-    const CMapFeed &map = m_frame->GetMapView()->GetFeed();
+    const std::string gnGgaNorth =
+        Sentence("GNGGA,123520.00,4907.038,N,01131.000,E,1,08,0.9,545.4,M,47.3,M,,");
     const CGPSData &list = *m_frame->GetListPage();
     auto quality = [this] {
         return Row(*m_frame->GetListPage(), CGPSData::kReception, "Quality of fix:");
@@ -289,7 +304,7 @@ TEST_F(FrameTest, SatelliteSystemsByMenuAndForOneRun)
     Feed({gnGga});
     EXPECT_NE(quality(), noFix);
     EXPECT_EQ(Row(list, CGPSData::kPosition, "Latitude:"), "48.117300 N");
-    EXPECT_EQ(map.positionUpdates, 1);
+    EXPECT_NEAR(MapFixLatitude(*m_frame), 48.1173, 1e-4);
 
     // GPS only, through the menu entry: stored at once, the old position gone, $GN refused.
     m_frame->GetAction(kCmdGnssGpsOnly)->trigger();
@@ -301,9 +316,9 @@ TEST_F(FrameTest, SatelliteSystemsByMenuAndForOneRun)
         EXPECT_EQ(ini.value(stored).toInt(), 0);
     }
     EXPECT_EQ(quality(), noFix);
-    Feed({gnGga});
+    Feed({gnGgaNorth});
     EXPECT_EQ(quality(), noFix);
-    EXPECT_EQ(map.positionUpdates, 1);
+    EXPECT_NEAR(MapFixLatitude(*m_frame), 48.1173, 1e-4) << "the map was not given it";
     Feed({kGgaFix});
     EXPECT_NE(quality(), noFix);
 
@@ -402,16 +417,16 @@ TEST_F(FrameTest, ReceiverUnpluggedIsShownLostAndComesBackByItself)
         QFile::remove(link);
         ASSERT_TRUE(QFile::link(QString::fromStdString(pty->SlavePath()), link));
     };
-    ASSERT_TRUE(pty->Send(kGsa3D + kGgaFix + kRmc100));
-    ASSERT_TRUE(ProcessUntil([&] { return quality() == "GPS fix / 3D"; }));
-    EXPECT_TRUE(m_frame->GetMapView()->GetFeed().fix);
+    const std::vector<CTrackSegment> &track = MapTrack(*m_frame);
+    ASSERT_TRUE(pty->Send(kGsa3D + kGgaFix + kRmc100 + kGgaFixNorth + kRmc100));
+    ASSERT_TRUE(ProcessUntil([&] { return quality() == "GPS fix / 3D" && !track.empty(); }));
+    EXPECT_EQ(track.size(), 1u) << "the fix held: the map joins the two";
 
     unplug();
     EXPECT_TRUE(m_frame->GetNotice().startsWith("Receiver disconnected: " + link + ": "))
         << m_frame->GetNotice().toStdString();
     EXPECT_EQ(quality(), "no fix / n.a.");
     EXPECT_EQ(Row(list, CGPSData::kHeading, "Speed:"), "0.0 km/h");
-    EXPECT_FALSE(m_frame->GetMapView()->GetFeed().fix);
     EXPECT_DOUBLE_EQ(m_frame->GetDashboard()->GetSpeedometer()->GetValue(), 0.0);
     EXPECT_TRUE(m_messages.empty()) << "a notice, not a box";
     m_frame->UpdateCommands();
@@ -422,6 +437,7 @@ TEST_F(FrameTest, ReceiverUnpluggedIsShownLostAndComesBackByItself)
     EXPECT_TRUE(m_frame->GetNotice().startsWith("Receiver connected again: " + link));
     ASSERT_TRUE(pty->Send(kGsa3D + kGgaFix + kRmc100));
     EXPECT_TRUE(ProcessUntil([&] { return quality() == "GPS fix / 3D"; }));
+    EXPECT_EQ(track.size(), 1u) << "the fix was lost between: the map starts a new piece";
 
     unplug();
     m_frame->RunCommand(kCmdDisconnect);

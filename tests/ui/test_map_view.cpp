@@ -135,7 +135,7 @@ TEST_F(MapViewTest, MissingBitmapIsReported)
     auto view = View();
     EXPECT_FALSE(view->IsMapLoaded());
     ASSERT_EQ(m_messages.size(), 1u);
-    EXPECT_EQ(m_messages[0].text, QString::fromLatin1(CMapView::kLoadFailedMessage));
+    EXPECT_EQ(m_messages[0].text, QString::fromLatin1(CMapBitmapLoader::kLoadFailedMessage));
     EXPECT_FALSE(view->Render().isNull()); // no map, no crash
 }
 
@@ -175,7 +175,7 @@ TEST_F(MapViewTest, AddedMapTakesTheCalibrationBesideIt)
     view->AddMapFile(Data("harbour.pgw"));
     ASSERT_TRUE(view->WaitForBitmap(5000));
     ASSERT_EQ(m_messages.size(), 1u);
-    EXPECT_EQ(m_messages[0].text, QString::fromLatin1(CMapView::kLoadFailedMessage));
+    EXPECT_EQ(m_messages[0].text, QString::fromLatin1(CMapBitmapLoader::kLoadFailedMessage));
     EXPECT_EQ(view->GetModel().GetMaps().size(), 2u);
     EXPECT_TRUE(view->WaitForBitmap(5000));
     EXPECT_TRUE(view->IsMapLoaded());
@@ -191,7 +191,7 @@ TEST_F(MapViewTest, FifoAsMapFileIsRefused)
     view->AddMapFile(Data("pipe.png"));
     ASSERT_TRUE(view->WaitForBitmap(5000));
     ASSERT_EQ(m_messages.size(), 1u);
-    EXPECT_EQ(m_messages[0].text, QString::fromLatin1(CMapView::kLoadFailedMessage));
+    EXPECT_EQ(m_messages[0].text, QString::fromLatin1(CMapBitmapLoader::kLoadFailedMessage));
     EXPECT_TRUE(m_messages[0].details.endsWith(QStringLiteral("Not a regular file")))
         << m_messages[0].details.toStdString();
     EXPECT_EQ(view->GetModel().GetMaps().size(), 1u);
