@@ -23,8 +23,6 @@ public:
     /// The correction added to every height, in metres ("AltimeterOffset").
     void SetOffset(double metres);
     [[nodiscard]] double GetOffset() const { return m_offset; }
-    /// The height last received, in metres, without the offset.
-    [[nodiscard]] double GetHeight() const { return m_metres; }
     /// "Correction Offset": a small dialog for the offset.
     void OnAction(int index) override;
     [[nodiscard]] QString GetValueText() const override;

@@ -195,11 +195,6 @@ bool CDataLogView::IsPaused() const
     return m_pause->isChecked();
 }
 
-void CDataLogView::SetPaused(bool paused)
-{
-    m_pause->setChecked(paused);
-}
-
 void CDataLogView::Refresh()
 {
     const std::size_t dropped = m_history.Dropped() - m_droppedShown;

@@ -71,13 +71,12 @@ public:
 
     [[nodiscard]] bool IsShown(int type) const { return m_show[FilterIndex(type)]; }
     void SetShown(int type, bool shown);
-    [[nodiscard]] bool IsPaused() const;
-    void SetPaused(bool paused);
 
     [[nodiscard]] const CLineHistory &GetHistory() const { return m_history; }
 
 private:
     static int FilterIndex(int type) { return type >= 0 && type < kFilterCount - 1 ? type : 5; }
+    [[nodiscard]] bool IsPaused() const;
     void Refresh();
 
     CLineHistory m_history;

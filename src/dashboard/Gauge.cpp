@@ -82,12 +82,6 @@ void CGauge::SetDigital(bool digital)
     InvalidateBackground();
 }
 
-void CGauge::SetDigitalOverlay(bool overlay)
-{
-    m_digitalOverlay = overlay;
-    update();
-}
-
 void CGauge::SetModeQuiet(int mode)
 {
     StoreMode(mode);
@@ -234,8 +228,6 @@ void CGauge::Render(QPainter &painter)
             DrawDigital(painter);
         else
             DrawAnalog(painter);
-        if (m_digitalOverlay)
-            DrawDigital(painter);
     }
     DrawStatus(painter);
     if (m_night) {

@@ -40,9 +40,6 @@ public:
     [[nodiscard]] int GetRadius() const { return GaugeRadius(width()); }
     [[nodiscard]] double GetValue() const { return m_value; }
     [[nodiscard]] int GetMode() const { return m_mode; }
-    [[nodiscard]] const QStringList &GetModeNames() const { return m_modeNames; }
-    [[nodiscard]] const QStringList &GetActionNames() const { return m_actionNames; }
-    [[nodiscard]] bool IsDigitalCapable() const { return m_digitalCapable; }
     [[nodiscard]] bool IsDigital() const { return m_digital; }
     [[nodiscard]] bool IsNight() const { return m_night; }
     [[nodiscard]] int GetTickGroup() const { return m_tickGroup; }
@@ -59,7 +56,6 @@ public:
 
     void SetNight(bool night, bool redraw);
     void SetDigital(bool digital);
-    void SetDigitalOverlay(bool overlay);
     /// Stores the mode without redrawing (settings being loaded).
     virtual void SetModeQuiet(int mode);
 
@@ -137,7 +133,6 @@ protected:
     void SetShowsFix(bool shows) { m_showsFix = shows; }
     /// Every change of the mode goes through here.
     void StoreMode(int mode);
-    void StoreValue(double value) { m_value = value; }
 
 private:
     void DrawStatus(QPainter &painter);
@@ -152,7 +147,6 @@ private:
     QStringList m_actionNames;
     QStringList m_modeNames;
     int m_tickGroup = 10;
-    bool m_digitalOverlay = false;
     int m_radius = 0;
     double m_value = 0.0;
     QPixmap m_background;

@@ -33,10 +33,9 @@ public:
     /// The trip and the total.
     [[nodiscard]] QStringList InfoItems() const override;
 
+private:
     /// Metres in the mode's unit.
     [[nodiscard]] double InUnit(double metres) const;
-
-private:
     /// The mode's unit system.
     [[nodiscard]] UnitSystem Units() const;
     void Show();

@@ -38,7 +38,6 @@ public:
 
     /// Opens `path` ("Software/Veloran/SerialPort"); with `create`, a missing key is created.
     bool Open(std::string_view path, bool create);
-    [[nodiscard]] bool IsOpen() const;
 
     /// True when the value exists and has the right kind; `value` is untouched otherwise.
     bool ReadNumber(std::string_view name, std::int32_t &value) const;
