@@ -1,5 +1,6 @@
 // Core tests of the speedometer, sky view, altimeter and mileage arithmetic.
 #include "NMEATestUtils.h"
+#include "dashboard/InstrumentUnits.h"
 #include "dashboard/Mileage.h"
 #include "dashboard/SkyView.h"
 #include "nmea/NMEAParser.h"
@@ -8,6 +9,7 @@
 #include <gtest/gtest.h>
 #include <limits>
 #include <numbers>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -111,5 +113,33 @@ TEST(SkyView, SatellitesOfTheLastGroupMarkedByTheFix)
         v = SkyViewOf(p);
         EXPECT_EQ(v.satellites.size(), c.listed);
         EXPECT_EQ(v.inView, c.inView);
+    }
+}
+
+// The Units menu's check mark from the instruments' units.
+TEST(InstrumentUnits, AgreedSystem)
+{
+    constexpr auto M = UnitSystem::Metric;
+    constexpr auto I = UnitSystem::Imperial;
+    constexpr auto N = UnitSystem::Nautic;
+    struct Case {
+        std::optional<UnitSystem> speed;
+        UnitSystem altitude, trip;
+        std::optional<UnitSystem> agreed;
+        const char *legend;
+    };
+    const Case cases[] = {
+        {M, M, M, M, "all metric"},
+        {I, I, I, I, "all imperial"},
+        {N, M, N, N, "at sea the altimeter keeps metres"},
+        {N, I, N, N, "or feet"},
+        {N, M, M, std::nullopt, "speed alone at sea"},
+        {I, M, I, std::nullopt, "the altimeter left"},
+        {M, M, I, std::nullopt, "the trip left"},
+        {std::nullopt, M, M, std::nullopt, "a speedometer mode outside the systems"},
+    };
+    for (const Case &c : cases) {
+        SCOPED_TRACE(c.legend);
+        EXPECT_EQ((CInstrumentUnits{c.speed, c.altitude, c.trip}.Agreed()), c.agreed);
     }
 }

@@ -167,13 +167,3 @@ std::optional<GnssMode> GnssModeOfCommand(int id)
         return std::nullopt;
     }
 }
-
-std::int32_t AllSystemsValue(GnssMode mode)
-{
-    return mode == GnssMode::AllSystems ? 1 : 0;
-}
-
-GnssMode GnssModeOfAllSystemsValue(std::int32_t value)
-{
-    return value != 0 ? GnssMode::AllSystems : GnssMode::GpsOnly;
-}

@@ -4,9 +4,9 @@
 #include "geo/CoordinateFormat.h"
 #include "nmea/GnssSystem.h"
 #include "receiver/ReplaySpeed.h"
+#include "settings/SettingsTable.h"
 
 #include <array>
-#include <cstdint>
 #include <optional>
 #include <string_view>
 
@@ -99,11 +99,6 @@ struct CCommandState {
 [[nodiscard]] std::optional<unsigned> ReplayDelayOfCommand(int id);
 /// What a command of Tools > Satellite Systems chooses; empty for every other command.
 [[nodiscard]] std::optional<GnssMode> GnssModeOfCommand(int id);
-
-/// The stored "AllSystems" value: 1 all satellite systems (the default), 0 GPS only.
-[[nodiscard]] std::int32_t AllSystemsValue(GnssMode mode);
-/// Any value but 0 reads as all systems, as the other switches of the key do.
-[[nodiscard]] GnssMode GnssModeOfAllSystemsValue(std::int32_t value);
 
 /// Where a command sits: menu, optional submenu, text. Commands on no menu have an empty menu.
 struct CMenuEntry {

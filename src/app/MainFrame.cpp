@@ -20,6 +20,7 @@
 #include "receiver/SystemClock.h"
 #include "settings/DataDirectory.h"
 #include "settings/SettingsKey.h"
+#include "settings/SettingsTable.h"
 #include "waypoints/WaypointBook.h"
 #include "waypoints/WaypointDatabase.h"
 #include "widgets/FileDialogs.h"
@@ -65,23 +66,10 @@ QString Latin1(std::string_view text)
     return QString::fromLatin1(text.data(), static_cast<qsizetype>(text.size()));
 }
 
-struct FrameValue {
-    const char *name;
-    std::int32_t fallback;
-};
-// Written back in this order.
-constexpr FrameValue kAutoConnect{"AutoConnect", 0};
-constexpr FrameValue kAutoSync{"AutoSync", 0};
-constexpr FrameValue kPlaySound{"PlaySound", 1};
-constexpr FrameValue kProjection{"Projection", 1};
-constexpr FrameValue kAdvancedFileSelector{"AdvancedFileSelector", 0};
-constexpr FrameValue kAllSystems{"AllSystems", 1};
-
-std::int32_t Read(const CSettingsKey &key, const FrameValue &value)
+std::int32_t Read(const CSettingsKey &key, const CStoredNumber &value)
 {
     std::int32_t number = value.fallback;
-    if (!key.ReadNumber(value.name, number))
-        number = value.fallback;
+    key.ReadNumber(value.name, number);
     return number;
 }
 
@@ -117,10 +105,11 @@ CMainFrame::CMainFrame(QWidget *parent)
     paneLayout->addWidget(m_sheet, 1);
     setCentralWidget(pane);
     setFocusProxy(m_sheet);
-    m_dashboard = new CDashboard(m_sheet);
+    m_display.Load();
+    m_dashboard = new CDashboard(m_display, m_sheet);
     m_mapView = new CMapView(m_sheet);
-    m_listPage = new CGPSData(m_session.GetParser(), m_sheet);
-    m_dataPage = new CDataLogView(m_sheet);
+    m_listPage = new CGPSData(m_session.GetParser(), m_display, m_sheet);
+    m_dataPage = new CDataLogView(m_display, m_sheet);
     m_sheet->addTab(m_dashboard, tr("Dashboard"));
     m_sheet->addTab(m_mapView, tr("Map"));
     m_sheet->addTab(m_listPage, tr("List"));
@@ -142,16 +131,19 @@ CMainFrame::CMainFrame(QWidget *parent)
     m_sound = std::make_unique<CFixSound>();
 
     ReadSettings();
+    ApplyGnssMode();
+    connect(&m_display, &CDisplaySettings::Changed, this, [this](DisplaySetting what) {
+        if (what == DisplaySetting::NightMode)
+            StyleNotice();
+        else if (what == DisplaySetting::GnssMode)
+            ApplyGnssMode();
+    });
     m_waypoints = std::make_unique<CWaypointBook>(this);
     m_waypoints->Load(GetDataDirectory(), WasDataDirectoryCreated());
     m_session.SetWaypoints(&m_waypoints->GetWaypoints(), &m_waypoints->GetNavigator());
     m_mapView->Start(GetDataDirectory(), WasDataDirectoryCreated(), m_waypoints.get());
     WatchDatabases();
-    // The dashboard keeps night mode; the other pages follow it.
-    m_nightMode = m_dashboard->IsNightMode();
-    m_listPage->SetNightMode(m_nightMode);
-    m_dataPage->SetNightMode(m_nightMode);
-    m_mapView->SetNightMode(m_nightMode);
+    FollowDisplaySettingsOnMap();
 
     m_retry = new QTimer(this);
     m_retry->setInterval(CReceiverWatch::kRetryIntervalMs);
@@ -187,26 +179,19 @@ void CMainFrame::ReadSettings()
 {
     CSettingsKey key;
     key.Open(kAppKey, true);
-    m_autoConnect = Read(key, kAutoConnect) != 0;
-    m_session.SetFixOptions(Read(key, kPlaySound) != 0, Read(key, kAutoSync) != 0);
-    SetAdvancedFileSelector(Read(key, kAdvancedFileSelector) != 0);
-    SetProjection(
-        CoordinateFormatFromNumber(Read(key, kProjection)).value_or(CoordinateFormat::DD));
-    m_storedGnssMode = GnssModeOfAllSystemsValue(Read(key, kAllSystems));
-    SetGnssMode(m_storedGnssMode);
+    m_autoConnect = Read(key, kAutoConnectSetting) != 0;
+    m_session.SetFixOptions(Read(key, kPlaySoundSetting) != 0, Read(key, kAutoSyncSetting) != 0);
 }
 
 void CMainFrame::WriteSettings() const
 {
+    m_display.Store();
     CSettingsKey key;
     if (!key.Open(kAppKey, true))
         return;
-    key.WriteNumber(kAutoConnect.name, m_autoConnect ? 1 : 0);
-    key.WriteNumber(kAutoSync.name, m_session.SyncsClock() ? 1 : 0);
-    key.WriteNumber(kPlaySound.name, m_session.PlaysSound() ? 1 : 0);
-    key.WriteNumber(kProjection.name, ToNumber(m_projection));
-    key.WriteNumber(kAdvancedFileSelector.name, m_advancedFileSelector ? 1 : 0);
-    key.WriteNumber(kAllSystems.name, AllSystemsValue(m_storedGnssMode));
+    key.WriteNumber(kAutoConnectSetting.name, m_autoConnect ? 1 : 0);
+    key.WriteNumber(kAutoSyncSetting.name, m_session.SyncsClock() ? 1 : 0);
+    key.WriteNumber(kPlaySoundSetting.name, m_session.PlaysSound() ? 1 : 0);
 }
 
 void CMainFrame::BuildCommands()
@@ -294,9 +279,9 @@ CFrameState CMainFrame::GetState() const
     s.autoConnect = m_autoConnect;
     s.autoSync = m_session.SyncsClock();
     s.playSound = m_session.PlaysSound();
-    s.advancedFileSelector = m_advancedFileSelector;
-    s.projection = m_projection;
-    s.gnssMode = m_gnssMode;
+    s.advancedFileSelector = m_display.IsAdvancedFileSelector();
+    s.projection = m_display.GetProjection();
+    s.gnssMode = m_display.GetGnssMode();
     s.units = m_dashboard->GetUnits();
     s.replayDelay = m_source.GetReplayDelay();
     s.visiblePage = m_sheet->currentIndex();
@@ -373,18 +358,18 @@ void CMainFrame::RunCommand(int id)
         break;
     case kCmdSelectorAdvanced:
     case kCmdSelectorStandard:
-        SetAdvancedFileSelector(id == kCmdSelectorAdvanced);
+        m_display.SetAdvancedFileSelector(id == kCmdSelectorAdvanced);
         break;
     case kCmdUnitsMetric:
     case kCmdUnitsImperial:
     case kCmdUnitsNautic:
-        SetUnits(*UnitsOfCommand(id));
+        m_display.SetUnits(*UnitsOfCommand(id));
         break;
     case kCmdCoordDegrees:
     case kCmdCoordDegMin:
     case kCmdCoordDegMinSec:
     case kCmdCoordUTM:
-        SetProjection(*FormatOfCommand(id));
+        m_display.SetProjection(*FormatOfCommand(id));
         break;
     case kCmdGnssAll:
     case kCmdGnssGpsOnly:
@@ -395,7 +380,7 @@ void CMainFrame::RunCommand(int id)
         if (m_sheet->currentIndex() == kPageMap)
             m_mapView->ToggleTrackPosition();
         else
-            ToggleDisplayMode();
+            m_display.SetNightMode(!m_display.IsNightMode());
         break;
     case kCmdStepOn:
     case kCmdStepOff:
@@ -424,17 +409,17 @@ void CMainFrame::RunCommand(int id)
         break;
     }
     case kCmdEditWaypoints:
-        m_waypoints->Edit(m_projection, ProposedPosition());
+        m_waypoints->Edit(m_display.GetProjection(), ProposedPosition());
         m_mapView->WaypointsChanged();
         break;
     case kCmdSelectWaypoint:
-        m_waypoints->SelectGoto(m_projection);
+        m_waypoints->SelectGoto(m_display.GetProjection());
         m_mapView->WaypointsChanged();
         break;
     case kCmdImportGpx:
     case kCmdImportLoc:
         m_waypoints->Import(id == kCmdImportGpx ? WaypointFileType::GPX : WaypointFileType::LOC,
-                            m_advancedFileSelector);
+                            m_display.IsAdvancedFileSelector());
         m_mapView->WaypointsChanged();
         break;
     case kCmdProgramChipset:
@@ -459,8 +444,7 @@ void CMainFrame::SetPortOverride(const QString &device)
 
 void CMainFrame::SetGnssModeOverride(GnssMode mode)
 {
-    if (mode != m_gnssMode)
-        SetGnssMode(mode);
+    m_display.OverrideGnssMode(mode);
     UpdateCommands();
 }
 
@@ -568,9 +552,10 @@ void CMainFrame::StyleNotice()
     // as the pages do, to be read at a glance on a car's screen.
     const int pixels = std::clamp(width() / 36, kNoticeMinPixels, kNoticeMaxPixels);
     const QString colours =
-        m_nightMode ? QStringLiteral("background: %1; color: %2;")
-                          .arg(CNightPalette::Band().name(), CNightPalette::Text().name())
-                    : QStringLiteral("background: #ffc94a; color: #1a1a1a;");
+        m_display.IsNightMode()
+            ? QStringLiteral("background: %1; color: %2;")
+                  .arg(CNightPalette::Band().name(), CNightPalette::Text().name())
+            : QStringLiteral("background: #ffc94a; color: #1a1a1a;");
     m_notice->setStyleSheet(
         QStringLiteral("QLabel#notice { %1 font-weight: bold; font-size: %2px; padding: %3px; }")
             .arg(colours)
@@ -633,7 +618,7 @@ void CMainFrame::CloseSource()
 void CMainFrame::ChooseAndReplay()
 {
     const QString filter = QString::fromLatin1(kReplayFilter);
-    const QString path = ChooseOpenFile(this, m_advancedFileSelector, filter, filter,
+    const QString path = ChooseOpenFile(this, m_display.IsAdvancedFileSelector(), filter, filter,
                                         QString::fromLatin1(kLogPattern), GetDataDirectory());
     if (!path.isEmpty())
         ReplayFile(path);
@@ -814,67 +799,58 @@ void CMainFrame::ResetIdleTimer()
         QStringLiteral("org.freedesktop.ScreenSaver"), QStringLiteral("SimulateUserActivity")));
 }
 
-void CMainFrame::SetUnits(UnitSystem units)
+void CMainFrame::FollowDisplaySettingsOnMap()
 {
-    // The altimeter has no nautical mode and keeps its unit.
-    m_dashboard->SetUnits(units, units != UnitSystem::Nautic);
-    m_mapView->SetUnits(units);
-    m_listPage->SetUnits(units);
-}
-
-void CMainFrame::SetProjection(CoordinateFormat projection)
-{
-    m_projection = projection;
-    m_mapView->SetProjection(projection);
-    m_listPage->SetProjection(projection);
-}
-
-void CMainFrame::SetAdvancedFileSelector(bool advanced)
-{
-    m_advancedFileSelector = advanced;
-    m_mapView->SetAdvancedFileSelector(advanced);
+    // Its units are its own ("Software/Veloran/Maps"): only Tools > Units changes them.
+    m_mapView->SetProjection(m_display.GetProjection());
+    m_mapView->SetAdvancedFileSelector(m_display.IsAdvancedFileSelector());
+    m_mapView->SetGnssMode(m_display.GetGnssMode());
+    m_mapView->SetNightMode(m_display.IsNightMode());
+    connect(&m_display, &CDisplaySettings::Changed, m_mapView, [this](DisplaySetting what) {
+        switch (what) {
+        case DisplaySetting::NightMode:
+            m_mapView->SetNightMode(m_display.IsNightMode());
+            break;
+        case DisplaySetting::Units:
+            m_mapView->SetUnits(m_display.GetUnits());
+            break;
+        case DisplaySetting::Projection:
+            m_mapView->SetProjection(m_display.GetProjection());
+            break;
+        case DisplaySetting::AdvancedFileSelector:
+            m_mapView->SetAdvancedFileSelector(m_display.IsAdvancedFileSelector());
+            break;
+        case DisplaySetting::GnssMode:
+            m_mapView->SetGnssMode(m_display.GetGnssMode());
+            break;
+        }
+    });
 }
 
 void CMainFrame::ChooseGnssMode(GnssMode mode)
 {
-    m_storedGnssMode = mode;
-    CSettingsKey key;
-    if (key.Open(kAppKey, true))
-        key.WriteNumber(kAllSystems.name, AllSystemsValue(mode));
-    if (mode == m_gnssMode)
+    if (!m_display.ChooseGnssMode(mode))
         return;
-    SetGnssMode(mode);
     // Sky, speed, map fix and heading came from the other mode; none of it is current now. No
     // sound: the receiver did not lose anything.
     Show(m_session.ClearShownFix());
 }
 
-void CMainFrame::SetGnssMode(GnssMode mode)
+void CMainFrame::ApplyGnssMode()
 {
-    m_gnssMode = mode;
+    const GnssMode mode = m_display.GetGnssMode();
     m_session.SetGnssMode(mode);
     m_source.SetGnssMode(mode);
-    m_mapView->SetGnssMode(mode);
     // The parser starts empty, and the List page's rows differ by mode.
     m_listPage->UpdateReception();
     m_listPage->UpdateDilution();
     m_listPage->UpdatePosition();
 }
 
-void CMainFrame::ToggleDisplayMode()
-{
-    m_nightMode = !m_nightMode;
-    m_dashboard->SetNightMode(m_nightMode, true);
-    m_listPage->SetNightMode(m_nightMode);
-    m_dataPage->SetNightMode(m_nightMode);
-    m_mapView->SetNightMode(m_nightMode);
-    StyleNotice();
-}
-
 void CMainFrame::ToggleDigitalDashboard()
 {
     if (m_digiDash == nullptr) {
-        m_digiDash = new CDigiDash(*m_dashboard, this);
+        m_digiDash = new CDigiDash(*m_dashboard, m_display, this);
         m_digiDash->setWindowFlag(Qt::Window);
         m_digiDash->setWindowTitle(tr("Digital Dashboard"));
         connect(m_dashboard, &CDashboard::InstrumentsChanged, m_digiDash, [this] {

@@ -4,6 +4,7 @@
 #include "receiver/DataSource.h"
 #include "receiver/ReceiverSession.h"
 #include "receiver/SerialSettings.h"
+#include "settings/DisplaySettings.h"
 
 #include <QMainWindow>
 
@@ -73,6 +74,7 @@ public:
     /// One received line, line end included: the data-line handler.
     void HandleLine(std::string_view line);
 
+    [[nodiscard]] const CDisplaySettings &GetDisplaySettings() const { return m_display; }
     [[nodiscard]] CGPSSheet *GetSheet() const { return m_sheet; }
     [[nodiscard]] CDashboard *GetDashboard() const { return m_dashboard; }
     [[nodiscard]] CMapView *GetMapView() const { return m_mapView; }
@@ -121,12 +123,11 @@ private:
     [[nodiscard]] std::string PortDevice() const;
     void ChooseAndReplay();
     void ChooseAndCreateLog();
-    void SetUnits(UnitSystem units);
-    void SetProjection(CoordinateFormat projection);
-    void SetAdvancedFileSelector(bool advanced);
+    /// The Map page keeps its setters: it follows the display settings through them.
+    void FollowDisplaySettingsOnMap();
     void ChooseGnssMode(GnssMode mode);
-    void SetGnssMode(GnssMode mode);
-    void ToggleDisplayMode();
+    /// The satellite systems in effect changed: the parser and the reader start anew.
+    void ApplyGnssMode();
     void ToggleDigitalDashboard();
     void StartAlarm();
     void Quit();
@@ -134,7 +135,8 @@ private:
     void WatchDatabases();
     void CheckDatabases();
 
-    // Owned in this order; destroyed in reverse.
+    // Owned in this order; destroyed in reverse. The display settings outlive the pages.
+    CDisplaySettings m_display;
     QToolBar *m_toolBar = nullptr;
     QLabel *m_notice = nullptr;
     CGPSSheet *m_sheet = nullptr;
@@ -154,16 +156,11 @@ private:
 
     // Settings of the frame.
     bool m_autoConnect = false;
-    bool m_advancedFileSelector = false;
-    CoordinateFormat m_projection = CoordinateFormat::DD;
-    GnssMode m_storedGnssMode = GnssMode::AllSystems;
-    GnssMode m_gnssMode = GnssMode::AllSystems; // in effect: the stored one or the command line's
 
     QString m_portOverride;
     QString m_replayPath;
     QTimer *m_retry = nullptr;
     QTimer *m_noticeTimer = nullptr;
-    bool m_nightMode = false;
     bool m_shown = false;
     bool m_suppressAutoConnect = false;
     qint64 m_lastIdleReset = -1;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <optional>
+#include <string_view>
 
 /// The unit system of Tools > Units. The numbers are the stored ones ("OperationMode", the
 /// dashboard's modes); everything else uses the names.
@@ -18,6 +19,26 @@ enum class UnitSystem : int { Metric = 1, Imperial = 2, Nautic = 3 };
 [[nodiscard]] constexpr int ToNumber(UnitSystem units)
 {
     return static_cast<int>(units);
+}
+
+/// What follows a number of each kind, by unit system: the one list of the labels the
+/// instruments, the digital dashboard, the List page and the distance texts write.
+enum class UnitQuantity : int {
+    Speed,
+    Height,        ///< feet at sea too: nautical miles would be useless for an altitude
+    Distance,      ///< trips and distances beyond a few kilometres
+    ShortDistance, ///< a distance text's smaller unit; at sea there is none below the nm
+};
+
+[[nodiscard]] constexpr std::string_view UnitLabel(UnitQuantity quantity, UnitSystem units)
+{
+    constexpr std::string_view kLabels[4][3] = {
+        {"km/h", "mph", "knots"},
+        {"m", "ft", "ft"},
+        {"km", "miles", "nm"},
+        {"m", "feet", "nm"},
+    };
+    return kLabels[static_cast<int>(quantity)][ToNumber(units) - ToNumber(UnitSystem::Metric)];
 }
 
 /// Speeds travel in km/h. The mile is the 1609.3 m one of the distance texts, so speeds and

@@ -21,15 +21,21 @@ const char *const kShownOffset = "shownOffset";
 // Far beyond any error of a receiver's height, and still a short number in the box.
 constexpr double kOffsetLimit = 9999.9;
 
+// No nautical heights: the altimeter keeps its unit at sea.
+bool IsAltimeterMode(int mode)
+{
+    return mode == ToNumber(UnitSystem::Metric) || mode == ToNumber(UnitSystem::Imperial);
+}
+
 } // namespace
 
 CAltimeter::CAltimeter(QWidget *parent)
     : CScaleGauge(tr("Altitude"), parent)
 {
     SetScale(10, 10, 10);
-    StoreMode(kModeMetric);
+    StoreMode(ToNumber(UnitSystem::Metric));
     SetDigitalCapable(true);
-    SetUnitLabel(QStringLiteral("m"));
+    SetUnitLabel(UnitLabelText(UnitQuantity::Height, UnitSystem::Metric));
     SetModeNames({tr("Metric"), tr("Imperial")});
     SetActionNames({tr("Correction Offset")});
     SetShowsFix(true);
@@ -43,8 +49,7 @@ void CAltimeter::SetValue(double metres)
 
 void CAltimeter::SetMode(int mode)
 {
-    // No nautical heights: the altimeter keeps its unit at sea.
-    if (mode != kModeMetric && mode != kModeImperial)
+    if (!IsAltimeterMode(mode))
         return;
     SetModeQuiet(mode);
     CScaleGauge::SetMode(mode);
@@ -53,10 +58,10 @@ void CAltimeter::SetMode(int mode)
 
 void CAltimeter::SetModeQuiet(int mode)
 {
-    if (mode != kModeMetric && mode != kModeImperial)
+    if (!IsAltimeterMode(mode))
         return;
     CScaleGauge::SetModeQuiet(mode);
-    SetUnitLabel(mode == kModeImperial ? QStringLiteral("ft") : QStringLiteral("m"));
+    SetUnitLabel(UnitLabelText(UnitQuantity::Height, Units()));
 }
 
 void CAltimeter::SetOffset(double metres)
@@ -126,12 +131,17 @@ void CAltimeter::AcceptOffsetDialog(const QDialog &dialog)
     const double value = box->value();
     if (value == box->property(kShownOffset).toDouble())
         return;
-    SetOffset(GetMode() == kModeImperial ? value * kMetresPerFoot : value);
+    SetOffset(Units() == UnitSystem::Imperial ? value * kMetresPerFoot : value);
+}
+
+UnitSystem CAltimeter::Units() const
+{
+    return GetMode() == ToNumber(UnitSystem::Imperial) ? UnitSystem::Imperial : UnitSystem::Metric;
 }
 
 double CAltimeter::InUnit(double metres) const
 {
-    return GetMode() == kModeImperial ? metres / kMetresPerFoot : metres;
+    return Units() == UnitSystem::Imperial ? metres / kMetresPerFoot : metres;
 }
 
 void CAltimeter::Show()

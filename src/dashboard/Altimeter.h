@@ -1,17 +1,17 @@
 #pragma once
 
-#include "dashboard/Gauge.h"
+#include "dashboard/ScaleGauge.h"
 
 #include <memory>
 
 class QDialog;
 
-/// Height above sea level plus the user's correction ("Altitude"), in metres or feet.
+/// Height above sea level plus the user's correction ("Altitude"), in metres or feet. Its modes
+/// are the numbers of the metric and imperial unit systems; it has no nautical one.
 class CAltimeter : public CScaleGauge
 {
     Q_OBJECT
 public:
-    enum Mode { kModeMetric = 1, kModeImperial = 2 };
     static constexpr double kMetresPerFoot = 0.3048;
 
     explicit CAltimeter(QWidget *parent = nullptr);
@@ -23,8 +23,6 @@ public:
     /// The correction added to every height, in metres ("AltimeterOffset").
     void SetOffset(double metres);
     [[nodiscard]] double GetOffset() const { return m_offset; }
-    /// The height last received, in metres, without the offset.
-    [[nodiscard]] double GetHeight() const { return m_metres; }
     /// "Correction Offset": a small dialog for the offset.
     void OnAction(int index) override;
     [[nodiscard]] QString GetValueText() const override;
@@ -39,6 +37,8 @@ public:
     void AcceptOffsetDialog(const QDialog &dialog);
 
 private:
+    /// The mode's unit system: metric or imperial.
+    [[nodiscard]] UnitSystem Units() const;
     /// Metres in the mode's unit.
     [[nodiscard]] double InUnit(double metres) const;
     void Show();

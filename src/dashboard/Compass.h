@@ -19,8 +19,6 @@ public:
     /// The unit of the distance text.
     void SetUnits(UnitSystem units);
     [[nodiscard]] double GetCourse() const { return GetValue(); }
-    [[nodiscard]] double GetBearing() const { return m_bearing; }
-    [[nodiscard]] double GetDistance() const { return m_distance; }
     /// The course in degrees.
     [[nodiscard]] QString FormatDigital() const override;
     [[nodiscard]] QString GetValueText() const override;

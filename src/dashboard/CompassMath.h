@@ -41,7 +41,6 @@ public:
     /// Moves on by `ms`; true while the card is still turning.
     bool Advance(double ms);
     [[nodiscard]] double GetShown() const;
-    [[nodiscard]] double GetTarget() const { return m_target; }
     [[nodiscard]] bool IsTurning() const { return m_elapsed < kDurationMs; }
 
 private:

@@ -68,8 +68,9 @@ GaugeFeed FeedOf(Instrument instrument)
 
 } // namespace
 
-CDashboard::CDashboard(QWidget *parent)
+CDashboard::CDashboard(const CDisplaySettings &display, QWidget *parent)
     : QWidget(parent)
+    , m_display(display)
 {
     setObjectName(QStringLiteral("dashboardPage"));
     setAttribute(Qt::WA_OpaquePaintEvent);
@@ -88,8 +89,19 @@ CDashboard::CDashboard(QWidget *parent)
         gauge->SetPage(this);
         connect(gauge, &CGauge::Tapped, this, &CDashboard::OnTapped);
     }
+    // The three instruments' modes are unit systems; kept as they report them, from their menus,
+    // the settings or Tools > Units.
+    connect(m_speedometer, &CGauge::ModeChanged, this,
+            [this](int mode) { m_units.speed = UnitSystemFromNumber(mode); });
+    connect(m_altimeter, &CGauge::ModeChanged, this, [this](int mode) {
+        m_units.altitude = UnitSystemFromNumber(mode).value_or(m_units.altitude);
+    });
+    connect(m_mileage, &CGauge::ModeChanged, this,
+            [this](int mode) { m_units.trip = UnitSystemFromNumber(mode).value_or(m_units.trip); });
 
     ReadSettings();
+    SetNightMode(m_display.IsNightMode(), false);
+    connect(&m_display, &CDisplaySettings::Changed, this, &CDashboard::Follow);
     m_wallClock.start();
     m_ageTimer = new QTimer(this);
     m_ageTimer->start(kAgeTickMs);
@@ -130,9 +142,6 @@ void CDashboard::ReadSettings()
         m_mileage->SetTotal(metres);
     if (key.ReadDouble("AltimeterOffset", metres))
         m_altimeter->SetOffset(metres);
-    std::int32_t night = 0;
-    key.ReadNumber("NightMode", night);
-    SetNightMode(night != 0, false);
     m_layout.Settle();
     std::int32_t exclusive = 0;
     key.ReadNumber("ExclusiveMode", exclusive);
@@ -155,7 +164,6 @@ void CDashboard::WriteSettings() const
     }
     key.WriteDouble("MileageTotal", m_mileage->GetMileage().GetTotalMetres());
     key.WriteDouble("AltimeterOffset", m_altimeter->GetOffset());
-    key.WriteNumber("NightMode", m_night ? 1 : 0);
     key.WriteNumber("ExclusiveMode", m_layout.IsExclusive() ? 1 : 0);
 }
 
@@ -238,33 +246,29 @@ void CDashboard::UpdateFreshness()
     }
 }
 
-void CDashboard::SetUnits(UnitSystem units, bool altimeterToo)
+void CDashboard::Follow(DisplaySetting what)
+{
+    if (what == DisplaySetting::NightMode)
+        SetNightMode(m_display.IsNightMode(), true);
+    else if (what == DisplaySetting::Units)
+        SetUnits(m_display.GetUnits());
+}
+
+void CDashboard::SetUnits(UnitSystem units)
 {
     // A mode change converts the shown value: only a real change may.
     const int mode = ToNumber(units);
-    for (CGauge *gauge : {static_cast<CGauge *>(m_speedometer), static_cast<CGauge *>(m_mileage),
-                          altimeterToo ? static_cast<CGauge *>(m_altimeter) : nullptr})
-        if (gauge != nullptr && gauge->GetMode() != mode)
-            gauge->SetMode(mode);
+    if (m_units.speed != units)
+        m_speedometer->SetMode(mode);
+    if (m_units.trip != units)
+        m_mileage->SetMode(mode);
+    if (units != UnitSystem::Nautic && m_units.altitude != units)
+        m_altimeter->SetMode(mode);
     m_compass->SetUnits(units);
-}
-
-std::optional<UnitSystem> CDashboard::GetUnits() const
-{
-    const int speed = m_speedometer->GetMode();
-    const int altitude = m_altimeter->GetMode();
-    const int mileage = m_mileage->GetMode();
-    // The altimeter has no nautical mode: at sea it keeps what it had.
-    if (speed == ToNumber(UnitSystem::Nautic) && mileage == speed)
-        return UnitSystem::Nautic;
-    if (speed == altitude && speed == mileage)
-        return UnitSystemFromNumber(speed);
-    return std::nullopt;
 }
 
 void CDashboard::SetNightMode(bool night, bool redraw)
 {
-    m_night = night;
     for (CGauge *gauge : m_instruments)
         gauge->SetNight(night, false);
     if (redraw) {
@@ -340,7 +344,7 @@ void CDashboard::Render(QPainter &painter)
     PaintBackground(painter, QRect(0, 0, width(), height()),
                     m_layout.IsExclusive() ? kPictureExclusive : kPictureDashboard);
     painter.restore();
-    if (m_night) {
+    if (m_display.IsNightMode()) {
         painter.setCompositionMode(QPainter::CompositionMode_Difference);
         painter.fillRect(rect(), Qt::white);
     }

@@ -5,7 +5,11 @@
 #include "dashboard/DashboardLayout.h"
 #include "dashboard/Freshness.h"
 #include "dashboard/Gauge.h"
+#include "dashboard/GaugePage.h"
+#include "dashboard/InstrumentUnits.h"
 #include "dashboard/SkyView.h"
+#include "settings/DisplaySettings.h"
+#include "settings/SettingsTable.h"
 
 #include <QElapsedTimer>
 #include <QWidget>
@@ -25,16 +29,18 @@ class QTimer;
 /// The "Dashboard" page: six round instruments on the 240 x 247 design page, scaled uniformly
 /// to the page and centred. Tapping a small instrument swaps it into the large slot; tapping the
 /// large one toggles exclusive mode, in which it fills the page. The page keeps modes,
-/// positions, units, the altimeter correction, the mileage total, night and exclusive mode
-/// ("Software/Veloran/Dashboard"), and ages the instruments' feeds.
+/// positions, units, the altimeter correction, the mileage total and exclusive mode
+/// ("Software/Veloran/Dashboard"), and ages the instruments' feeds. Night mode and Tools >
+/// Units come from the display settings.
 class CDashboard : public QWidget, public CGaugePage
 {
     Q_OBJECT
 public:
-    static constexpr const char *kSettingsKey = "Software/Veloran/Dashboard";
+    static constexpr const char *kSettingsKey = kDashboardKey;
 
-    /// Reads the settings and creates the instruments.
-    explicit CDashboard(QWidget *parent = nullptr);
+    /// Reads the settings and creates the instruments; follows `display`, which outlives the
+    /// page.
+    explicit CDashboard(const CDisplaySettings &display, QWidget *parent = nullptr);
     /// Writes the settings back.
     ~CDashboard() override;
 
@@ -55,13 +61,10 @@ public:
     /// The source is a replay: its feeds age by the log's own time.
     void SetReplaying(bool replaying);
 
-    /// For the speedometer, the mileage counter and the compass's distance; the altimeter takes
-    /// it only when `altimeterToo` (it has no nautical mode).
-    void SetUnits(UnitSystem units, bool altimeterToo);
+    /// The units the instruments show, as they reported them.
+    [[nodiscard]] const CInstrumentUnits &GetInstrumentUnits() const { return m_units; }
     /// The unit system the instruments agree on; empty when they do not.
-    [[nodiscard]] std::optional<UnitSystem> GetUnits() const;
-    void SetNightMode(bool night, bool redraw);
-    [[nodiscard]] bool IsNightMode() const { return m_night; }
+    [[nodiscard]] std::optional<UnitSystem> GetUnits() const { return m_units.Agreed(); }
     /// The large instrument fills the page.
     void SetExclusive(bool exclusive);
     [[nodiscard]] bool IsExclusive() const { return m_layout.IsExclusive(); }
@@ -94,6 +97,11 @@ protected:
 private:
     void ReadSettings();
     void WriteSettings() const;
+    void Follow(DisplaySetting what);
+    void SetNightMode(bool night, bool redraw);
+    /// Tools > Units: the speedometer, the mileage counter, the altimeter (which has no
+    /// nautical mode and keeps its unit then) and the compass's distance.
+    void SetUnits(UnitSystem units);
     void Place();
     void Fed(GaugeFeed feed);
     void UpdateFreshness();
@@ -107,9 +115,10 @@ private:
     CClock *m_clock = nullptr;
     std::array<CGauge *, kInstrumentCount> m_instruments{};
 
+    const CDisplaySettings &m_display;
+    CInstrumentUnits m_units;
     CDashboardLayout m_layout;
     CPageFit m_fit;
-    bool m_night = false;
     bool m_fixLost = false;
     CFeedAges m_ages;
     QElapsedTimer m_wallClock;

@@ -1,5 +1,6 @@
 #include "dashboard/DataLogView.h"
 
+#include "settings/DisplaySettings.h"
 #include "settings/SettingsKey.h"
 #include "widgets/NightPalette.h"
 
@@ -56,9 +57,10 @@ const std::string &CLineHistory::At(std::size_t index) const
     return m_lines[(m_first + index) % m_lines.size()];
 }
 
-CLineView::CLineView(const CLineHistory &history, QWidget *parent)
+CLineView::CLineView(const CLineHistory &history, const CDisplaySettings &display, QWidget *parent)
     : QAbstractScrollArea(parent)
     , m_history(history)
+    , m_display(display)
 {
     setObjectName(QStringLiteral("dataLines"));
     QFont font = QFontDatabase::systemFont(QFontDatabase::FixedFont);
@@ -66,6 +68,10 @@ CLineView::CLineView(const CLineHistory &history, QWidget *parent)
     setFont(font);
     viewport()->setAttribute(Qt::WA_OpaquePaintEvent);
     verticalScrollBar()->setSingleStep(1);
+    connect(&m_display, &CDisplaySettings::Changed, this, [this](DisplaySetting what) {
+        if (what == DisplaySetting::NightMode)
+            viewport()->update();
+    });
 }
 
 int CLineView::LineHeight() const
@@ -91,18 +97,13 @@ void CLineView::Refresh(bool follow, std::size_t droppedSinceLast)
     viewport()->update();
 }
 
-void CLineView::SetNightMode(bool night)
-{
-    m_night = night;
-    viewport()->update();
-}
-
 void CLineView::paintEvent(QPaintEvent *)
 {
     QPainter painter(viewport());
+    const bool night = m_display.IsNightMode();
     painter.fillRect(viewport()->rect(),
-                     m_night ? CNightPalette::Background() : QColor(255, 255, 255));
-    painter.setPen(m_night ? CNightPalette::Text() : QColor(0, 0, 0));
+                     night ? CNightPalette::Background() : QColor(255, 255, 255));
+    painter.setPen(night ? CNightPalette::Text() : QColor(0, 0, 0));
     const int height = LineHeight();
     const int ascent = fontMetrics().ascent();
     const std::size_t first = static_cast<std::size_t>(verticalScrollBar()->value());
@@ -122,7 +123,7 @@ void CLineView::resizeEvent(QResizeEvent *event)
     Refresh(atEnd, 0);
 }
 
-CDataLogView::CDataLogView(QWidget *parent)
+CDataLogView::CDataLogView(const CDisplaySettings &display, QWidget *parent)
     : QWidget(parent)
     , m_history(kHistoryLines)
 {
@@ -155,7 +156,7 @@ CDataLogView::CDataLogView(QWidget *parent)
     connect(m_pause, &QCheckBox::toggled, this, [this] { Refresh(); });
     filters->addWidget(m_pause);
 
-    m_view = new CLineView(m_history, this);
+    m_view = new CLineView(m_history, display, this);
     auto *layout = new QVBoxLayout(this);
     layout->setContentsMargins(0, 0, 0, 0);
     layout->setSpacing(0);
@@ -192,11 +193,6 @@ void CDataLogView::SetShown(int type, bool shown)
 bool CDataLogView::IsPaused() const
 {
     return m_pause->isChecked();
-}
-
-void CDataLogView::SetPaused(bool paused)
-{
-    m_pause->setChecked(paused);
 }
 
 void CDataLogView::Refresh()

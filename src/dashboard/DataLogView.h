@@ -8,6 +8,7 @@
 #include <string_view>
 #include <vector>
 
+class CDisplaySettings;
 class QCheckBox;
 class QTimer;
 
@@ -30,15 +31,14 @@ private:
     std::size_t m_dropped = 0;
 };
 
-/// The scrolling monospace view of the history.
+/// The scrolling monospace view of the history, in the display settings' night mode.
 class CLineView : public QAbstractScrollArea
 {
     Q_OBJECT
 public:
-    CLineView(const CLineHistory &history, QWidget *parent);
+    CLineView(const CLineHistory &history, const CDisplaySettings &display, QWidget *parent);
     /// Brings the scroll bar up to date with the history; to the end when following.
     void Refresh(bool follow, std::size_t droppedSinceLast);
-    void SetNightMode(bool night);
 
 protected:
     void paintEvent(QPaintEvent *event) override;
@@ -49,7 +49,7 @@ private:
     [[nodiscard]] int VisibleLines() const;
 
     const CLineHistory &m_history;
-    bool m_night = false;
+    const CDisplaySettings &m_display;
 };
 
 /// The "Data" page: the received lines as they came, with a filter per sentence kind, a bounded
@@ -63,7 +63,7 @@ public:
     static constexpr std::size_t kHistoryLines = 5000;
     static constexpr const char *kSettingsKey = "Software/Veloran/DataLog";
 
-    explicit CDataLogView(QWidget *parent = nullptr);
+    explicit CDataLogView(const CDisplaySettings &display, QWidget *parent = nullptr);
 
     /// One received line with its sentence type (-1 or any unknown code: others); kept only when
     /// that kind's filter is on.
@@ -71,14 +71,12 @@ public:
 
     [[nodiscard]] bool IsShown(int type) const { return m_show[FilterIndex(type)]; }
     void SetShown(int type, bool shown);
-    [[nodiscard]] bool IsPaused() const;
-    void SetPaused(bool paused);
-    void SetNightMode(bool night) { m_view->SetNightMode(night); }
 
     [[nodiscard]] const CLineHistory &GetHistory() const { return m_history; }
 
 private:
     static int FilterIndex(int type) { return type >= 0 && type < kFilterCount - 1 ? type : 5; }
+    [[nodiscard]] bool IsPaused() const;
     void Refresh();
 
     CLineHistory m_history;

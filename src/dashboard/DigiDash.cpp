@@ -5,9 +5,11 @@
 #include "dashboard/Compass.h"
 #include "dashboard/CompassMath.h"
 #include "dashboard/Dashboard.h"
+#include "dashboard/GaugePage.h"
 #include "dashboard/MileageCounter.h"
 #include "dashboard/PageArtwork.h"
 #include "dashboard/Speedometer.h"
+#include "settings/DisplaySettings.h"
 #include "widgets/NightPalette.h"
 
 #include <QCloseEvent>
@@ -18,6 +20,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <string_view>
 
 namespace
 {
@@ -48,15 +51,30 @@ const CPalette kNight = {.background = CNightPalette::Background(),
                          .unit = CNightPalette::DimText(),
                          .dim = CNightPalette::Band().lighter(150)};
 
-constexpr double kMetresPerMile = 1609.3; // the distance texts' mile
-constexpr double kMetresPerNauticalMile = 1852.0;
+// Metres per trip unit; the mile is the distance texts' one.
+double MetresPer(UnitSystem units)
+{
+    switch (units) {
+    case UnitSystem::Imperial:
+        return 1609.3;
+    case UnitSystem::Nautic:
+        return 1852.0;
+    case UnitSystem::Metric:
+        break;
+    }
+    return 1000.0;
+}
 
 // Sizes come from the widest value a read-out usually has, so the digits keep their size as
 // the value changes; a wider one is shrunk on its own.
 const char *const kValueTemplates[CDigiDash::kFieldCount] = {"888.8", "888°", "8888", "88:88:88",
                                                              "888.8"};
-// The widest unit each read-out can have, for the same reason.
-const char *const kUnitTemplates[CDigiDash::kFieldCount] = {"knots", "NW", "ft", "", "nm"};
+// The unit each read-out is sized for, for the same reason: the nautical ones, though the trip's
+// "miles" is wider than reckoned.
+constexpr std::string_view kUnitTemplates[CDigiDash::kFieldCount] = {
+    UnitLabel(UnitQuantity::Speed, UnitSystem::Nautic), "NW",
+    UnitLabel(UnitQuantity::Height, UnitSystem::Imperial), "",
+    UnitLabel(UnitQuantity::Distance, UnitSystem::Nautic)};
 
 constexpr double kUnitScale = 0.42; // the unit's size against the digits'
 constexpr double kUnitGap = 0.18;   // between digits and unit, in digit sizes
@@ -111,13 +129,11 @@ double FitPixels(const QRectF &box, CDigiDash::Field field)
     if (!UnitInCaption(field))
         across +=
             kUnitGap
-            + Advance(probe * kUnitScale, false, QString::fromUtf8(kUnitTemplates[field])) / probe;
+            + Advance(probe * kUnitScale, false,
+                      QString::fromLatin1(kUnitTemplates[field].data(),
+                                          static_cast<qsizetype>(kUnitTemplates[field].size())))
+                  / probe;
     return std::max(1.0, std::min(byHeight, area.width() / across));
-}
-
-QString UnitOr(const QString &label, const QString &fallback)
-{
-    return label.isEmpty() ? fallback : label;
 }
 
 // Cells as fractions of the page: x, y, width, height.
@@ -148,14 +164,17 @@ constexpr CGrid kGrids[] = {
 
 } // namespace
 
-CDigiDash::CDigiDash(const CDashboard &dashboard, QWidget *parent)
+CDigiDash::CDigiDash(const CDashboard &dashboard, const CDisplaySettings &display, QWidget *parent)
     : QWidget(parent)
     , m_dashboard(dashboard)
+    , m_display(display)
 {
     setObjectName(QStringLiteral("digitalDashboard"));
     setWindowTitle(tr("Digital Dashboard"));
     setAttribute(Qt::WA_OpaquePaintEvent);
     setFocusPolicy(Qt::StrongFocus);
+    // Night mode, and units the instruments have just taken.
+    connect(&m_display, &CDisplaySettings::Changed, this, [this] { update(); });
 }
 
 void CDigiDash::Refresh()
@@ -165,15 +184,14 @@ void CDigiDash::Refresh()
 
 CDigiDash::CReadOut CDigiDash::GetReadOut(Field field) const
 {
+    const CInstrumentUnits &units = m_dashboard.GetInstrumentUnits();
     CReadOut out;
     switch (field) {
     case kSpeed: {
+        // A speedometer mode outside the unit systems shows km/h.
         const CSpeedometer &speed = *m_dashboard.GetSpeedometer();
-        static const char *const units[] = {"km/h", "mph", "knots"};
         out = {speed.GetCaption(), QString::number(speed.GetValue(), 'f', 1),
-               UnitOr(speed.GetUnitLabel(), QLatin1String(units[speed.GetMode() == 2   ? 1
-                                                                : speed.GetMode() == 3 ? 2
-                                                                                       : 0])),
+               UnitLabelText(UnitQuantity::Speed, units.speed.value_or(UnitSystem::Metric)),
                speed.GetFreshness()};
         break;
     }
@@ -186,8 +204,7 @@ CDigiDash::CReadOut CDigiDash::GetReadOut(Field field) const
     case kAltitude: {
         const CAltimeter &altitude = *m_dashboard.GetAltimeter();
         out = {altitude.GetCaption(), QString::number(std::lround(altitude.GetValue())),
-               UnitOr(altitude.GetUnitLabel(), QLatin1String(altitude.GetMode() == 2 ? "ft" : "m")),
-               altitude.GetFreshness()};
+               UnitLabelText(UnitQuantity::Height, units.altitude), altitude.GetFreshness()};
         break;
     }
     case kTime: {
@@ -198,15 +215,10 @@ CDigiDash::CReadOut CDigiDash::GetReadOut(Field field) const
     }
     case kTrip: {
         const CMileageCounter &mileage = *m_dashboard.GetMileageCounter();
-        const int mode = mileage.GetMode();
-        const double unit = mode == 2   ? kMetresPerMile
-                            : mode == 3 ? kMetresPerNauticalMile
-                                        : 1000.0;
-        out = {tr("Trip"), QString::number(mileage.GetMileage().GetTripMetres() / unit, 'f', 1),
-               UnitOr(mileage.GetUnitLabel(), QLatin1String(mode == 2   ? "mi"
-                                                            : mode == 3 ? "nm"
-                                                                        : "km")),
-               mileage.GetFreshness()};
+        out = {
+            tr("Trip"),
+            QString::number(mileage.GetMileage().GetTripMetres() / MetresPer(units.trip), 'f', 1),
+            UnitLabelText(UnitQuantity::Distance, units.trip), mileage.GetFreshness()};
         break;
     }
     }
@@ -248,7 +260,7 @@ CDigiDash::CLayout CDigiDash::Layout(const QSizeF &size) const
 
 void CDigiDash::Render(QPainter &painter)
 {
-    const bool night = m_dashboard.IsNightMode();
+    const bool night = m_display.IsNightMode();
     const CPalette &palette = night ? kNight : kDay;
     painter.save();
     painter.setRenderHint(QPainter::Antialiasing);
@@ -277,7 +289,7 @@ void CDigiDash::Render(QPainter &painter)
 void CDigiDash::DrawReadOut(QPainter &painter, const CCell &cell, const CReadOut &readOut,
                             Field field, double valuePixels) const
 {
-    const CPalette &palette = m_dashboard.IsNightMode() ? kNight : kDay;
+    const CPalette &palette = m_display.IsNightMode() ? kNight : kDay;
     const bool live = readOut.freshness == GaugeFreshness::Live;
     const CCellParts parts = Split(cell.box);
 

@@ -8,9 +8,11 @@
 #include <array>
 
 class CDashboard;
+class CDisplaySettings;
 
 /// The digital dashboard: big read-outs of speed, heading, altitude, time and trip, from the
-/// dashboard's instruments, full screen, readable from two metres. Esc or a tap returns.
+/// dashboard's instruments in their units, full screen, readable from two metres; night mode
+/// from the display settings. Esc or a tap returns.
 class CDigiDash : public QWidget
 {
     Q_OBJECT
@@ -32,7 +34,8 @@ public:
     };
     using CLayout = std::array<CCell, kFieldCount>;
 
-    explicit CDigiDash(const CDashboard &dashboard, QWidget *parent = nullptr);
+    CDigiDash(const CDashboard &dashboard, const CDisplaySettings &display,
+              QWidget *parent = nullptr);
 
     /// Reads the instruments again and repaints (the dashboard calls it when they change).
     void Refresh();
@@ -60,5 +63,6 @@ private:
                      double valuePixels) const;
 
     const CDashboard &m_dashboard;
+    const CDisplaySettings &m_display;
     bool m_pressed = false;
 };

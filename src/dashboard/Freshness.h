@@ -33,7 +33,6 @@ class CFeedAges
 public:
     /// A new kind of source: nothing fed yet on its clock.
     void SetReplaying(bool replaying);
-    [[nodiscard]] bool IsReplaying() const { return m_replaying; }
     /// The wall clock, in seconds from any origin; used while live.
     void SetWallTime(double seconds);
     /// A time of day from the log (seconds since midnight UTC); the replay clock follows it

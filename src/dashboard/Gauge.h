@@ -2,7 +2,9 @@
 
 #include "dashboard/Freshness.h"
 #include "dashboard/GaugeMath.h"
+#include "dashboard/GaugePage.h"
 
+#include <QPen>
 #include <QPixmap>
 #include <QStringList>
 #include <QWidget>
@@ -10,24 +12,6 @@
 #include <vector>
 
 class QTimer;
-
-/// Page background pictures a gauge's face is cut from.
-enum GaugePicture : int {
-    kPictureDashboard = 147, ///< the page with its six dial faces
-    kPictureExclusive = 179, ///< the page with one dial filling it
-    kPictureDigital = 185,   ///< the digital dashboard's panel
-};
-
-/// The page a gauge sits on: it paints the part of a background picture that lies under the
-/// gauge, so the dial sits seamlessly on the page.
-class CGaugePage
-{
-public:
-    virtual ~CGaugePage() = default;
-    /// Paints `picture` as it lies under `area` (the gauge's rectangle in the page's pixels),
-    /// with the gauge's top left corner at (0, 0) of `painter`.
-    virtual void PaintBackground(QPainter &painter, const QRect &area, int picture) const = 0;
-};
 
 /// One entry of a gauge's pop-up menu.
 struct CGaugeMenuEntry {
@@ -56,13 +40,9 @@ public:
     [[nodiscard]] int GetRadius() const { return GaugeRadius(width()); }
     [[nodiscard]] double GetValue() const { return m_value; }
     [[nodiscard]] int GetMode() const { return m_mode; }
-    [[nodiscard]] const QStringList &GetModeNames() const { return m_modeNames; }
-    [[nodiscard]] const QStringList &GetActionNames() const { return m_actionNames; }
-    [[nodiscard]] bool IsDigitalCapable() const { return m_digitalCapable; }
     [[nodiscard]] bool IsDigital() const { return m_digital; }
     [[nodiscard]] bool IsNight() const { return m_night; }
     [[nodiscard]] int GetTickGroup() const { return m_tickGroup; }
-    [[nodiscard]] unsigned GetPaintCount() const { return m_paintCount; }
 
     /// The page slot the gauge occupies; -1 before the page placed it.
     [[nodiscard]] int GetPosition() const { return m_position; }
@@ -76,7 +56,6 @@ public:
 
     void SetNight(bool night, bool redraw);
     void SetDigital(bool digital);
-    void SetDigitalOverlay(bool overlay);
     /// Stores the mode without redrawing (settings being loaded).
     virtual void SetModeQuiet(int mode);
 
@@ -110,6 +89,9 @@ public:
 signals:
     /// A tap (press and release without the pop-up menu): the page swaps slots.
     void Tapped(CGauge *gauge);
+    /// The mode was stored anew, from the menu, the settings or the page; the page keeps the
+    /// instruments' units from it.
+    void ModeChanged(int mode);
 
 protected:
     void paintEvent(QPaintEvent *event) override;
@@ -140,6 +122,8 @@ protected:
     [[nodiscard]] QColor PartColour(const QColor &colour) const;
     /// The face must be drawn anew at the next paint.
     void InvalidateBackground();
+    /// Pens of the dials end round, so short ticks do not look clipped.
+    [[nodiscard]] static QPen DialPen(const QColor &colour, double width);
 
     void SetModeNames(const QStringList &names) { m_modeNames = names; }
     void SetActionNames(const QStringList &names) { m_actionNames = names; }
@@ -147,8 +131,8 @@ protected:
     void SetTickGroup(int group) { m_tickGroup = group; }
     /// Gauges whose value needs a fix show its loss.
     void SetShowsFix(bool shows) { m_showsFix = shows; }
-    void StoreMode(int mode) { m_mode = mode; }
-    void StoreValue(double value) { m_value = value; }
+    /// Every change of the mode goes through here.
+    void StoreMode(int mode);
 
 private:
     void DrawStatus(QPainter &painter);
@@ -163,8 +147,6 @@ private:
     QStringList m_actionNames;
     QStringList m_modeNames;
     int m_tickGroup = 10;
-    unsigned m_paintCount = 0;
-    bool m_digitalOverlay = false;
     int m_radius = 0;
     double m_value = 0.0;
     QPixmap m_background;
@@ -178,37 +160,4 @@ private:
     bool m_showsFix = false;
     QTimer *m_hold = nullptr;
     bool m_menuShownByHold = false;
-};
-
-/// A dial with a self-ranging numbered scale and a needle: one turn is group x range units.
-class CScaleGauge : public CGauge
-{
-    Q_OBJECT
-public:
-    using CGauge::CGauge;
-
-    /// Tick group, range and the needle's angle per unit.
-    void SetScale(int range, int second, int group);
-    [[nodiscard]] const CScaleRange &GetScale() const { return m_scale; }
-    [[nodiscard]] const QString &GetUnitLabel() const { return m_unitLabel; }
-
-    /// Re-ranges for the value (a new face when the range changes, or for a value that fits
-    /// none), then stores it.
-    void SetValue(double value) override;
-
-protected:
-    void DrawBackground(QPainter &painter) override;
-    void DrawAnalog(QPainter &painter) override;
-    /// The numbers of the ring for the current range.
-    virtual void DrawScale(QPainter &painter);
-    /// The needle at the value, with the count of completed turns and the hub.
-    virtual void DrawNeedle(QPainter &painter, int variant);
-    /// The digital face: caption above the centre, unit label below.
-    void DrawDigitalFace(QPainter &painter);
-
-    void SetUnitLabel(const QString &label) { m_unitLabel = label; }
-
-private:
-    QString m_unitLabel;
-    CScaleRange m_scale = CScaleRange::Make(10, 10, 10);
 };

@@ -21,9 +21,9 @@ CMileageCounter::CMileageCounter(QWidget *parent)
     : CScaleGauge(tr("Mileage"), parent)
 {
     SetScale(100, 10, 10);
-    StoreMode(kModeMetric);
+    StoreMode(ToNumber(UnitSystem::Metric));
     SetDigitalCapable(true);
-    SetUnitLabel(QStringLiteral("km"));
+    SetUnitLabel(UnitLabelText(UnitQuantity::Distance, UnitSystem::Metric));
     SetModeNames({tr("Metric"), tr("Imperial"), tr("Nautic")});
     SetActionNames({tr("Reset Trip"), tr("Reset Total")});
     SetShowsFix(true);
@@ -38,7 +38,7 @@ void CMileageCounter::AddSample(const CGeoPosition &position, std::time_t time, 
 
 void CMileageCounter::SetMode(int mode)
 {
-    if (mode < kModeMetric || mode > kModeNautic)
+    if (!UnitSystemFromNumber(mode))
         return;
     SetModeQuiet(mode);
     CScaleGauge::SetMode(mode);
@@ -47,12 +47,10 @@ void CMileageCounter::SetMode(int mode)
 
 void CMileageCounter::SetModeQuiet(int mode)
 {
-    if (mode < kModeMetric || mode > kModeNautic)
+    if (!UnitSystemFromNumber(mode))
         return;
     CScaleGauge::SetModeQuiet(mode);
-    static const QString labels[] = {QStringLiteral("km"), QStringLiteral("miles"),
-                                     QStringLiteral("nm")};
-    SetUnitLabel(labels[mode - kModeMetric]);
+    SetUnitLabel(UnitLabelText(UnitQuantity::Distance, Units()));
 }
 
 void CMileageCounter::SetTotal(double metres)
@@ -82,16 +80,22 @@ QStringList CMileageCounter::InfoItems() const
     return {GetValueText(), tr("Total %1").arg(DistanceText(m_mileage.GetTotalMetres()))};
 }
 
+UnitSystem CMileageCounter::Units() const
+{
+    return UnitSystemFromNumber(GetMode()).value_or(UnitSystem::Metric);
+}
+
 double CMileageCounter::InUnit(double metres) const
 {
-    switch (GetMode()) {
-    case kModeImperial:
+    switch (Units()) {
+    case UnitSystem::Imperial:
         return metres * kMilesPerMetre;
-    case kModeNautic:
+    case UnitSystem::Nautic:
         return metres * kNauticalMilesPerMetre;
-    default:
-        return metres * kKilometresPerMetre;
+    case UnitSystem::Metric:
+        break;
     }
+    return metres * kKilometresPerMetre;
 }
 
 void CMileageCounter::Show()

@@ -1,17 +1,17 @@
 #pragma once
 
 #include "base/GeoPosition.h"
-#include "dashboard/Gauge.h"
 #include "dashboard/Mileage.h"
+#include "dashboard/ScaleGauge.h"
 
 #include <ctime>
 
-/// Distance travelled ("Mileage"): a trip and a total, in km, miles or nautical miles.
+/// Distance travelled ("Mileage"): a trip and a total, in km, miles or nautical miles. Its modes
+/// are the unit systems' numbers.
 class CMileageCounter : public CScaleGauge
 {
     Q_OBJECT
 public:
-    enum Mode { kModeMetric = 1, kModeImperial = 2, kModeNautic = 3 };
     enum Action { kActionResetTrip = 1, kActionResetTotal = 2 };
 
     explicit CMileageCounter(QWidget *parent = nullptr);
@@ -33,10 +33,11 @@ public:
     /// The trip and the total.
     [[nodiscard]] QStringList InfoItems() const override;
 
+private:
     /// Metres in the mode's unit.
     [[nodiscard]] double InUnit(double metres) const;
-
-private:
+    /// The mode's unit system.
+    [[nodiscard]] UnitSystem Units() const;
     void Show();
     [[nodiscard]] QString DistanceText(double metres) const;
 

@@ -1,7 +1,7 @@
 #include "dashboard/PageArtwork.h"
 
 #include "dashboard/DashboardLayout.h"
-#include "dashboard/Gauge.h"
+#include "dashboard/GaugePage.h"
 
 #include <QLinearGradient>
 #include <QPainter>

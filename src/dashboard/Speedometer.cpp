@@ -1,7 +1,6 @@
 #include "dashboard/Speedometer.h"
 
 #include "base/Numbers.h"
-#include "base/Units.h"
 
 #include <QFontMetricsF>
 #include <QPainter>
@@ -12,20 +11,25 @@ CSpeedometer::CSpeedometer(QWidget *parent)
     : CScaleGauge(tr("Speed"), parent)
 {
     SetScale(10, 10, 10);
-    StoreMode(kModeMetric);
+    StoreMode(ToNumber(UnitSystem::Metric));
     SetDigitalCapable(true);
     SetDigital(true);
-    SetUnitLabel(QStringLiteral("km/h"));
+    SetUnitLabel(UnitLabelText(UnitQuantity::Speed, UnitSystem::Metric));
     SetModeNames({tr("Metric"), tr("Imperial"), tr("Nautic")});
     SetShowsFix(true);
+}
+
+std::optional<UnitSystem> CSpeedometer::Units() const
+{
+    return UnitSystemFromNumber(GetMode());
 }
 
 void CSpeedometer::SetValue(double kmh)
 {
     double shown = kmh;
-    if (GetMode() == kModeImperial)
+    if (Units() == UnitSystem::Imperial)
         shown = kmh * kMphPerKmh;
-    else if (GetMode() == kModeNautic)
+    else if (Units() == UnitSystem::Nautic)
         shown = kmh * kKnotsPerKmh;
     CScaleGauge::SetValue(shown);
 }
@@ -34,25 +38,27 @@ void CSpeedometer::SetMode(int mode)
 {
     if (mode == 0)
         return;
-    const int old = GetMode();
+    const int oldMode = GetMode();
+    const std::optional<UnitSystem> old = Units();
     CScaleGauge::SetMode(mode);
     // The page sets the unit system it already shows too: nothing to convert then.
-    if (mode == old || mode > kModeNautic)
+    if (mode == oldMode || mode > ToNumber(UnitSystem::Nautic))
         return;
     SetUnitLabelFor(mode);
     // Back to km/h with the exact factors, not the inverses of the forward ones: 100 km/h seen
-    // in mph comes back as 100.0027 km/h.
+    // in mph comes back as 100.0027 km/h. A number below the systems' (a damaged settings file)
+    // converts as knots would.
     double kmh = GetValue();
-    switch (mode) {
-    case kModeMetric:
-        kmh *= old == kModeImperial ? kKmhPerMph : kKmhPerKnot;
+    switch (UnitSystemFromNumber(mode).value_or(UnitSystem::Nautic)) {
+    case UnitSystem::Metric:
+        kmh *= old == UnitSystem::Imperial ? kKmhPerMph : kKmhPerKnot;
         break;
-    case kModeImperial:
-        if (old != kModeMetric)
+    case UnitSystem::Imperial:
+        if (old != UnitSystem::Metric)
             kmh *= kKmhPerKnot;
         break;
-    default:
-        if (old == kModeImperial)
+    case UnitSystem::Nautic:
+        if (old == UnitSystem::Imperial)
             kmh *= kKmhPerMph;
         break;
     }
@@ -67,15 +73,9 @@ void CSpeedometer::SetModeQuiet(int mode)
 
 QString CSpeedometer::GetValueText() const
 {
-    const double v = GetValue();
-    switch (GetMode()) {
-    case kModeMetric:
-        return QString::fromStdString(FormatC("%0.6g km/h", v));
-    case kModeImperial:
-        return QString::fromStdString(FormatC("%.6g mph", v));
-    default:
-        return QString::fromStdString(FormatC("%.6g knots", v));
-    }
+    // Any number beyond the three reads as knots.
+    return QString::fromStdString(FormatC("%.6g ", GetValue()))
+           + UnitLabelText(UnitQuantity::Speed, Units().value_or(UnitSystem::Nautic));
 }
 
 QString CSpeedometer::FormatDigital() const
@@ -85,17 +85,6 @@ QString CSpeedometer::FormatDigital() const
 
 void CSpeedometer::SetUnitLabelFor(int mode)
 {
-    switch (mode) {
-    case kModeMetric:
-        SetUnitLabel(QStringLiteral("km/h"));
-        break;
-    case kModeImperial:
-        SetUnitLabel(QStringLiteral("mph"));
-        break;
-    case kModeNautic:
-        SetUnitLabel(QStringLiteral("knots"));
-        break;
-    default:
-        break;
-    }
+    if (const std::optional<UnitSystem> units = UnitSystemFromNumber(mode))
+        SetUnitLabel(UnitLabelText(UnitQuantity::Speed, *units));
 }

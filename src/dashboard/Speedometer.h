@@ -1,25 +1,29 @@
 #pragma once
 
-#include "dashboard/Gauge.h"
+#include "base/Units.h"
+#include "dashboard/ScaleGauge.h"
+
+#include <optional>
 
 /// Ground speed in km/h, mph or knots ("Speed"): a self-ranging scale gauge that starts with its
-/// digital read-out.
+/// digital read-out. Its modes are the unit systems' numbers.
 class CSpeedometer : public CScaleGauge
 {
     Q_OBJECT
 public:
-    enum Mode { kModeMetric = 1, kModeImperial = 2, kModeNautic = 3 };
-
     explicit CSpeedometer(QWidget *parent = nullptr);
 
     /// Speed in km/h, shown in the mode's unit.
     void SetValue(double kmh) override;
-    /// Converts the shown value back to km/h and shows it in the new mode's unit.
+    /// Converts the shown value back to km/h and shows it in the new mode's unit. Any other
+    /// number is stored as it came: the value stays in km/h, the label as it was.
     void SetMode(int mode) override;
     void SetModeQuiet(int mode) override;
     [[nodiscard]] QString GetValueText() const override;
     [[nodiscard]] QString FormatDigital() const override;
 
 private:
+    /// The mode's unit system; empty for a number outside them.
+    [[nodiscard]] std::optional<UnitSystem> Units() const;
     void SetUnitLabelFor(int mode);
 };

@@ -42,17 +42,21 @@ CDistance::CDistance(double metres)
 void CDistance::Format(std::string &out, UnitSystem unitSystem) const
 {
     const double d = m_metres;
+    const auto text = [unitSystem](double value, UnitQuantity quantity) {
+        return FormatC("%.5g ", value).append(UnitLabel(quantity, unitSystem));
+    };
     switch (unitSystem) {
     case UnitSystem::Metric:
-        out = d > kSwitchOver ? FormatC("%.5g km", d * kKilometresPerMetre) : FormatC("%.5g m", d);
+        out = d > kSwitchOver ? text(d * kKilometresPerMetre, UnitQuantity::Distance)
+                              : text(d, UnitQuantity::ShortDistance);
         break;
     case UnitSystem::Imperial:
-        out = d > kSwitchOver ? FormatC("%.5g miles", d * kMilesPerMetre)
-                              : FormatC("%.5g feet", d * kFeetPerMetre);
+        out = d > kSwitchOver ? text(d * kMilesPerMetre, UnitQuantity::Distance)
+                              : text(d * kFeetPerMetre, UnitQuantity::ShortDistance);
         break;
     case UnitSystem::Nautic:
         // No smaller unit at sea: short distances stay fractions of a nautical mile.
-        out = FormatC("%.5g nm", d * kNauticalMilesPerMetre);
+        out = text(d * kNauticalMilesPerMetre, UnitQuantity::Distance);
         break;
     default:
         break;

@@ -81,6 +81,7 @@ public:
     [[nodiscard]] QImage Render();
 
     [[nodiscard]] CMapPageModel &GetModel() { return m_model; }
+    [[nodiscard]] const CMapPageOptions &GetOptions() const { return m_options; }
     [[nodiscard]] const CMapBitmap &GetBitmap() const { return m_loader.GetBitmap(); }
 
     /// Map menu commands, for tests.

@@ -1,6 +1,6 @@
 #include "nmea/GPSData.h"
 
-#include "settings/SettingsKey.h"
+#include "settings/DisplaySettings.h"
 #include "widgets/NightPalette.h"
 
 #include <QPaintEvent>
@@ -38,32 +38,24 @@ Colors PageColors(bool night)
 
 } // namespace
 
-CGPSData::CGPSData(const CNMEAParser &parser, QWidget *parent)
+CGPSData::CGPSData(const CNMEAParser &parser, const CDisplaySettings &display, QWidget *parent)
     : QWidget(parent)
     , m_parser(parser)
+    , m_display(display)
 {
     setObjectName(QStringLiteral("listPage"));
     setAttribute(Qt::WA_OpaquePaintEvent);
-    CSettingsKey app;
-    std::int32_t mode = 0;
-    if (app.Open(kAppKey, true) && app.ReadNumber("OperationMode", mode))
-        m_units = UnitSystemFromNumber(mode).value_or(m_units);
     UpdateReception();
     UpdateDilution();
     UpdatePosition();
     UpdateHeading();
-}
-
-CGPSData::~CGPSData()
-{
-    CSettingsKey app;
-    if (app.Open(kAppKey, true))
-        app.WriteNumber("OperationMode", ToNumber(m_units));
+    connect(&m_display, &CDisplaySettings::Changed, this, &CGPSData::Follow);
 }
 
 void CGPSData::UpdatePosition()
 {
-    m_rows[kPosition] = BuildPositionRows(m_parser, m_projection, m_units);
+    m_rows[kPosition] =
+        BuildPositionRows(m_parser, m_display.GetProjection(), m_display.GetUnits());
     Changed();
 }
 
@@ -81,27 +73,27 @@ void CGPSData::UpdateDilution()
 
 void CGPSData::UpdateHeading()
 {
-    m_rows[kHeading] = BuildHeadingRows(m_parser, m_units);
+    m_rows[kHeading] = BuildHeadingRows(m_parser, m_display.GetUnits());
     Changed();
 }
 
-void CGPSData::SetUnits(UnitSystem units)
+void CGPSData::Follow(DisplaySetting what)
 {
-    m_units = units;
-    UpdatePosition();
-    UpdateHeading();
-}
-
-void CGPSData::SetProjection(CoordinateFormat projection)
-{
-    m_projection = projection;
-    UpdatePosition();
-}
-
-void CGPSData::SetNightMode(bool night)
-{
-    m_night = night;
-    Changed();
+    switch (what) {
+    case DisplaySetting::Units:
+        UpdatePosition();
+        UpdateHeading();
+        break;
+    case DisplaySetting::Projection:
+        UpdatePosition();
+        break;
+    case DisplaySetting::NightMode:
+        Changed();
+        break;
+    case DisplaySetting::AdvancedFileSelector:
+    case DisplaySetting::GnssMode:
+        break;
+    }
 }
 
 void CGPSData::Changed()
@@ -112,7 +104,7 @@ void CGPSData::Changed()
 
 void CGPSData::Render(QPainter &painter, QSize size) const
 {
-    const Colors colors = PageColors(m_night);
+    const Colors colors = PageColors(m_display.IsNightMode());
     painter.fillRect(QRect(QPoint(0, 0), size), colors.background);
     double designHeight = kMargin;
     for (const CDataRows &rows : m_rows)

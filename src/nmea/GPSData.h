@@ -1,6 +1,7 @@
 #pragma once
 
 #include "nmea/GPSDataRows.h"
+#include "settings/DisplaySettings.h"
 
 #include <QImage>
 #include <QWidget>
@@ -10,29 +11,21 @@
 class CNMEAParser;
 
 /// The "List" page: the receiver's values as text in four captioned sections, read from the
-/// window's parser. Drawn into an off-screen image that is rebuilt only when a section changed.
+/// window's parser, in the display settings' units, notation and night mode. Drawn into an
+/// off-screen image that is rebuilt only when a section changed.
 class CGPSData : public QWidget
 {
     Q_OBJECT
 public:
     enum Section { kReception = 0, kDilution = 1, kPosition = 2, kHeading = 3 };
 
-    /// Reads the unit system ("OperationMode").
-    explicit CGPSData(const CNMEAParser &parser, QWidget *parent = nullptr);
-    /// Writes the unit mode back.
-    ~CGPSData() override;
+    /// Follows `display`, which outlives the page.
+    CGPSData(const CNMEAParser &parser, const CDisplaySettings &display, QWidget *parent = nullptr);
 
     void UpdatePosition();
     void UpdateReception();
     void UpdateDilution();
     void UpdateHeading();
-
-    /// Rebuilds the rows that depend on it.
-    void SetUnits(UnitSystem units);
-    [[nodiscard]] UnitSystem GetUnits() const { return m_units; }
-    void SetProjection(CoordinateFormat projection);
-    void SetNightMode(bool night);
-    [[nodiscard]] bool IsNightMode() const { return m_night; }
 
     [[nodiscard]] const CDataRows &GetRows(Section section) const { return m_rows[section]; }
 
@@ -44,12 +37,12 @@ protected:
     void resizeEvent(QResizeEvent *event) override;
 
 private:
+    /// Rebuilds the rows that depend on what changed.
+    void Follow(DisplaySetting what);
     void Changed();
 
     const CNMEAParser &m_parser;
+    const CDisplaySettings &m_display;
     std::array<CDataRows, 4> m_rows;
-    UnitSystem m_units = UnitSystem::Metric;
-    CoordinateFormat m_projection = CoordinateFormat::DD;
-    bool m_night = false;
     QImage m_image; // what was last drawn; null when it must be drawn again
 };

@@ -108,20 +108,13 @@ CDataRows BuildPositionRows(const CNMEAParser &parser, CoordinateFormat coordina
 CDataRows BuildHeadingRows(const CNMEAParser &parser, UnitSystem units)
 {
     const CRMCSentence &rmc = parser.m_rmc;
-    std::string speed;
-    switch (units) {
-    case UnitSystem::Metric:
-        speed = FormatC("%.1lf km/h", rmc.m_speedKmh);
-        break;
-    case UnitSystem::Imperial:
-        speed = FormatC("%.1lf mph", rmc.m_speedKmh * kMphPerKmh);
-        break;
-    case UnitSystem::Nautic:
-        speed = FormatC("%.1lf knots", rmc.m_speedKnots);
-        break;
-    }
+    double shown = rmc.m_speedKmh;
+    if (units == UnitSystem::Imperial)
+        shown = rmc.m_speedKmh * kMphPerKmh;
+    else if (units == UnitSystem::Nautic)
+        shown = rmc.m_speedKnots;
     return {
-        {"Speed:", std::move(speed)},
+        {"Speed:", FormatC("%.1lf ", shown).append(UnitLabel(UnitQuantity::Speed, units))},
         {"Heading:", FormatC("%.1lf", rmc.m_course)},
     };
 }

@@ -1,18 +1,11 @@
 #pragma once
 
+#include "base/GnssMode.h"
+
 #include <compare>
 #include <cstdint>
 #include <optional>
 #include <string_view>
-
-/// How the data core reads the receiver.
-enum class GnssMode : std::uint8_t {
-    /// Any talker, every satellite system, LF line ends, lines up to kMaxSentenceBytes.
-    AllSystems,
-    /// "$GP" tags only, 82-byte lines, the 12-slot tables: for receivers that mix systems
-    /// badly, and for logs that must read exactly as they did before all systems.
-    GpsOnly,
-};
 
 /// "all" / "gps", as on the command line.
 [[nodiscard]] std::optional<GnssMode> GnssModeFromName(std::string_view name);

@@ -199,11 +199,6 @@ bool CSettingsKey::Open(std::string_view path, bool create)
     return true;
 }
 
-bool CSettingsKey::IsOpen() const
-{
-    return m_settings != nullptr;
-}
-
 bool CSettingsKey::ReadNumber(std::string_view name, std::int32_t &value) const
 {
     if (!m_settings)

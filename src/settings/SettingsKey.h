@@ -1,5 +1,7 @@
 #pragma once
 
+#include "settings/SettingsTable.h"
+
 #include <QSettings>
 
 #include <array>
@@ -7,9 +9,6 @@
 #include <memory>
 #include <string>
 #include <string_view>
-
-/// The program's own key; the subsystems' keys lie under it.
-inline constexpr const char *kAppKey = "Software/Veloran";
 
 /// One key of the settings tree ("Software/Veloran", "Software/Veloran/SerialPort", ...),
 /// kept in an INI file: numbers as integers, texts as strings, doubles and colour triples.
@@ -39,7 +38,6 @@ public:
 
     /// Opens `path` ("Software/Veloran/SerialPort"); with `create`, a missing key is created.
     bool Open(std::string_view path, bool create);
-    [[nodiscard]] bool IsOpen() const;
 
     /// True when the value exists and has the right kind; `value` is untouched otherwise.
     bool ReadNumber(std::string_view name, std::int32_t &value) const;

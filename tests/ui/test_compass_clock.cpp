@@ -4,6 +4,7 @@
 #include "dashboard/Dashboard.h"
 #include "dashboard/DigiDash.h"
 #include "dashboard/MileageCounter.h"
+#include "dashboard/Speedometer.h"
 #include "ui/UiTestUtils.h"
 
 #include <QImage>
@@ -197,6 +198,8 @@ TEST(ClockGauge, DigitalTimeFitsTheDial)
 class DigitalDashboard : public CUiTest
 {
 protected:
+    CDisplaySettings m_display;
+
     // Pixels of the read-outs' day digits (near white), inside `area`.
     static int Bright(const QImage &image, const QRectF &area)
     {
@@ -218,8 +221,8 @@ protected:
 
 TEST_F(DigitalDashboard, ReadOutsGoneStaleAndLive)
 {
-    CDashboard dash;
-    CDigiDash dd(dash);
+    CDashboard dash(m_display);
+    CDigiDash dd(dash, m_display);
     const QRectF speedCell = dd.Layout(QSize(800, 480))[CDigiDash::kSpeed].box;
     for (const CDigiDash::Field f : {CDigiDash::kSpeed, CDigiDash::kHeading, CDigiDash::kTime})
         EXPECT_EQ(dd.GetReadOut(f).value, QStringLiteral("---")) << "never fed";
@@ -243,15 +246,26 @@ TEST_F(DigitalDashboard, ReadOutsGoneStaleAndLive)
     EXPECT_EQ(dd.GetReadOut(CDigiDash::kTime).value, QStringLiteral("12:35:24"));
 
     // The trip in the mileage counter's unit: miles of 1609.3 m.
-    dash.SetUnits(UnitSystem::Imperial, true);
+    m_display.SetUnits(UnitSystem::Imperial);
     dash.AddMileageSample(CGeoPosition(48.1, 11.5, 0), 1000, 50, false);
     dash.AddMileageSample(CGeoPosition(48.2, 11.5, 0), 1720, 50, false);
     const double trip = dash.GetMileageCounter()->GetMileage().GetTripMetres();
     ASSERT_GT(trip, 1000);
     EXPECT_EQ(dd.GetReadOut(CDigiDash::kTrip).value, QString::number(trip / 1609.3, 'f', 1));
+    EXPECT_EQ(dd.GetReadOut(CDigiDash::kTrip).unit, QStringLiteral("miles"));
+    EXPECT_EQ(dd.GetReadOut(CDigiDash::kSpeed).unit, QStringLiteral("mph"));
+    EXPECT_EQ(dd.GetReadOut(CDigiDash::kAltitude).unit, QStringLiteral("ft"));
+    // An instrument's own menu changes its unit alone; at sea the altimeter keeps its unit.
+    dash.GetSpeedometer()->ApplyMenuChoice(3);
+    EXPECT_EQ(dd.GetReadOut(CDigiDash::kSpeed).unit, QStringLiteral("knots"));
+    EXPECT_EQ(dd.GetReadOut(CDigiDash::kTrip).unit, QStringLiteral("miles"));
+    m_display.SetUnits(UnitSystem::Nautic);
+    EXPECT_EQ(dd.GetReadOut(CDigiDash::kAltitude).unit, QStringLiteral("ft"));
+    EXPECT_EQ(dd.GetReadOut(CDigiDash::kTrip).value, QString::number(trip / 1852, 'f', 1));
+    EXPECT_EQ(dd.GetReadOut(CDigiDash::kTrip).unit, QStringLiteral("nm"));
 
     // At night nothing but the palette's reds.
-    dash.SetNightMode(true, false);
+    m_display.SetNightMode(true);
     const QImage night = Draw(dd, {800, 480});
     for (int y = 0; y < night.height(); y += 2)
         for (int x = 0; x < night.width(); x += 2) {
@@ -262,11 +276,11 @@ TEST_F(DigitalDashboard, ReadOutsGoneStaleAndLive)
 
 TEST_F(DigitalDashboard, LayoutAtEverySize)
 {
-    CDashboard dash;
+    CDashboard dash(m_display);
     dash.SetSpeed(188.8);
     dash.SetTimeOfDay(86399);
     dash.SetAltitude(8888);
-    CDigiDash dd(dash);
+    CDigiDash dd(dash, m_display);
     for (const QSize size :
          {QSize(800, 480), QSize(1280, 800), QSize(480, 800), QSize(1280, 400), QSize(320, 240)}) {
         SCOPED_TRACE(QStringLiteral("%1x%2").arg(size.width()).arg(size.height()).toStdString());
@@ -291,8 +305,8 @@ TEST_F(DigitalDashboard, LayoutAtEverySize)
 
 TEST_F(DigitalDashboard, ClosesOnEscapeAndTap)
 {
-    CDashboard dash;
-    CDigiDash dd(dash);
+    CDashboard dash(m_display);
+    CDigiDash dd(dash, m_display);
     int closed = 0;
     QObject::connect(&dd, &CDigiDash::Closed, [&closed] { ++closed; });
     dd.show();

@@ -18,7 +18,11 @@
 namespace
 {
 
-using DashboardTest = CUiTest;
+class DashboardTest : public CUiTest
+{
+protected:
+    CDisplaySettings m_display;
+};
 
 QRect Slot(int slot)
 {
@@ -50,7 +54,7 @@ QVariant Stored(const char *name)
 // speedometer and clock on the right; taps swap and toggle exclusive mode, twice returns.
 TEST_F(DashboardTest, LayoutTapsAndExclusiveMode)
 {
-    CDashboard page;
+    CDashboard page(m_display);
     page.resize(kDashboardDesignWidth, kDashboardDesignHeight);
     page.show();
     const struct {
@@ -90,7 +94,7 @@ TEST_F(DashboardTest, LayoutTapsAndExclusiveMode)
 TEST_F(DashboardTest, SettingsWrittenAndReadBack)
 {
     {
-        CDashboard page;
+        CDashboard page(m_display);
         page.GetSpeedometer()->SetMode(2);
         page.GetSpeedometer()->SetDigital(false);
         page.GetAltimeter()->SetDigital(true);
@@ -101,7 +105,6 @@ TEST_F(DashboardTest, SettingsWrittenAndReadBack)
         page.GetCompass()->SetDigital(true);
         Tap(page.GetClock()); // clock large, satellite view to slot 5
         page.SetExclusive(true);
-        page.SetNightMode(true, false);
     }
     const struct {
         const char *name;
@@ -113,7 +116,7 @@ TEST_F(DashboardTest, SettingsWrittenAndReadBack)
         {"ClockMode", 2},       {"ClockDigital", 0},      {"ClockPosition", 0},
         {"CompassDigital", 1},  {"CompassPosition", 2},   {"SatViewMode", 2},
         {"SatViewPosition", 5}, {"MileageTotal", 1234.5}, {"AltimeterOffset", 12.5},
-        {"NightMode", 1},       {"ExclusiveMode", 1},
+        {"ExclusiveMode", 1},
     };
     for (const auto &s : stored) {
         SCOPED_TRACE(s.name);
@@ -121,8 +124,10 @@ TEST_F(DashboardTest, SettingsWrittenAndReadBack)
         EXPECT_EQ(Stored(s.name).toDouble(&ok), s.value);
         EXPECT_TRUE(ok);
     }
+    EXPECT_FALSE(Stored("NightMode").isValid()) << "the display settings keep night mode";
 
-    CDashboard again;
+    m_display.SetNightMode(true);
+    CDashboard again(m_display);
     EXPECT_EQ(again.GetSpeedometer()->GetMode(), 2);
     EXPECT_FALSE(again.GetSpeedometer()->IsDigital());
     EXPECT_TRUE(again.GetAltimeter()->IsDigital());
@@ -132,30 +137,39 @@ TEST_F(DashboardTest, SettingsWrittenAndReadBack)
     EXPECT_EQ(again.GetSatelliteView()->GetMode(), 2);
     EXPECT_EQ(again.GetLayout().GetLarge(), static_cast<int>(Instrument::Clock));
     EXPECT_TRUE(again.IsExclusive());
-    EXPECT_TRUE(again.IsNightMode());
-    EXPECT_TRUE(again.GetClock()->IsNight());
+    EXPECT_TRUE(again.GetClock()->IsNight()) << "night mode as the display settings have it";
+    EXPECT_EQ(again.GetInstrumentUnits().speed, UnitSystem::Imperial) << "units as read";
+    EXPECT_EQ(again.GetUnits(), std::nullopt);
 }
 
 // The Units menu's check mark: all three agree, or speed and mileage at sea (the altimeter has
-// no nautical mode and keeps its unit).
+// no nautical mode and keeps its unit). The instruments' own menus count, and Tools > Units
+// brings back one that left the system chosen already.
 TEST_F(DashboardTest, UnitQueries)
 {
-    CDashboard page;
+    CDashboard page(m_display);
     EXPECT_EQ(page.GetUnits(), UnitSystem::Metric);
-    page.SetUnits(UnitSystem::Nautic, false);
+    m_display.SetUnits(UnitSystem::Nautic);
     EXPECT_EQ(page.GetUnits(), UnitSystem::Nautic);
     EXPECT_EQ(page.GetAltimeter()->GetMode(), 1);
-    page.SetUnits(UnitSystem::Imperial, true);
+    m_display.SetUnits(UnitSystem::Imperial);
     EXPECT_EQ(page.GetUnits(), UnitSystem::Imperial);
     page.GetSpeedometer()->SetMode(1);
     EXPECT_EQ(page.GetUnits(), std::nullopt);
+    page.GetSpeedometer()->ApplyMenuChoice(2);
+    EXPECT_EQ(page.GetUnits(), UnitSystem::Imperial) << "back through its own menu";
+    page.GetMileageCounter()->ApplyMenuChoice(1);
+    EXPECT_EQ(page.GetUnits(), std::nullopt);
+    m_display.SetUnits(UnitSystem::Imperial);
+    EXPECT_EQ(page.GetUnits(), UnitSystem::Imperial);
+    EXPECT_EQ(page.GetMileageCounter()->GetMode(), 2);
 }
 
 // While replaying, a feed ages by the log's own clock only: silence in the log makes a gauge
 // stale and then gone; a paused replay (no new time) ages nothing.
 TEST_F(DashboardTest, FeedsAgeByTheLogWhileReplaying)
 {
-    CDashboard page;
+    CDashboard page(m_display);
     page.SetReplaying(true);
     EXPECT_EQ(page.GetAltimeter()->GetFreshness(), GaugeFreshness::Gone) << "nothing yet";
     page.SetTimeOfDay(1000);
@@ -176,7 +190,7 @@ TEST_F(DashboardTest, FeedsAgeByTheLogWhileReplaying)
 
 TEST_F(DashboardTest, NightInvertsThePageToo)
 {
-    CDashboard page;
+    CDashboard page(m_display);
     page.resize(kDashboardDesignWidth, kDashboardDesignHeight);
     const auto strip = [&] {
         QImage image(page.size(), QImage::Format_ARGB32_Premultiplied);
@@ -185,7 +199,7 @@ TEST_F(DashboardTest, NightInvertsThePageToo)
         return QColor(image.pixel(120, 1));
     };
     const QColor day = strip();
-    page.SetNightMode(true, true);
+    m_display.SetNightMode(true);
     const QColor night = strip();
     EXPECT_EQ(night.red(), 255 - day.red());
     EXPECT_EQ(night.blue(), 255 - day.blue());
@@ -195,7 +209,7 @@ TEST_F(DashboardTest, NightInvertsThePageToo)
 
 TEST_F(DashboardTest, ResetGaugesLeavesTheMileage)
 {
-    CDashboard page;
+    CDashboard page(m_display);
     page.AddMileageSample(CGeoPosition(48.00, 11.0, 0.0), 1000, 50.0, false);
     page.AddMileageSample(CGeoPosition(48.01, 11.0, 0.0), 1072, 50.0, false);
     page.SetSpeed(50.0);

@@ -13,11 +13,14 @@
 #include "maps/MapView.h"
 #include "nmea/GPSData.h"
 #include "ui/UiTestUtils.h"
+#include "widgets/NightPalette.h"
 
 #include <QAction>
 #include <QElapsedTimer>
 #include <QFile>
 #include <QFileInfo>
+#include <QImage>
+#include <QPainter>
 #include <QSettings>
 
 #include <cmath>
@@ -209,7 +212,8 @@ TEST_F(FrameTest, DataPageFiltersAndLogOthers)
 
     // The filters are kept.
     m_frame.reset();
-    CDataLogView again;
+    CDisplaySettings display;
+    CDataLogView again(display);
     EXPECT_FALSE(again.IsShown(kSentenceGGA));
     EXPECT_TRUE(again.IsShown(kSentenceNone));
     EXPECT_TRUE(again.IsShown(kSentenceRMC));
@@ -282,7 +286,61 @@ TEST_F(FrameTest, SettingsDefaultsAndWriteBack)
     CMainFrame again;
     EXPECT_EQ(again.GetState().projection, CoordinateFormat::DDMMSS);
     EXPECT_FALSE(again.GetState().playSound);
-    EXPECT_EQ(again.GetListPage()->GetUnits(), UnitSystem::Imperial);
+    EXPECT_EQ(again.GetDisplaySettings().GetUnits(), UnitSystem::Imperial);
+    again.HandleLine(kGgaFix);
+    again.HandleLine(kRmc100);
+    EXPECT_EQ(Row(*again.GetListPage(), CGPSData::kHeading, "Speed:"), "62.1 mph");
+}
+
+// Night mode, units and notation reach every page from one command, are stored where they
+// always were and come back with the next start. The Map page keeps units of its own until
+// Tools > Units.
+TEST_F(FrameTest, DisplaySettingsReachEveryPageAndComeBack)
+{
+    m_frame.reset();
+    {
+        CSettingsKey maps;
+        ASSERT_TRUE(maps.Open("Software/Veloran/Maps", true));
+        maps.WriteNumber("OperationMode", 3);
+    }
+    m_frame = std::make_unique<CMainFrame>();
+    EXPECT_EQ(m_frame->GetMapView()->GetModel().m_settings.units, UnitSystem::Nautic);
+    EXPECT_EQ(m_frame->GetDisplaySettings().GetUnits(), UnitSystem::Metric);
+    // Tall enough that the corner is page background below the sections.
+    const auto listBackground = [this] {
+        QImage image(QSize(240, 1000), QImage::Format_RGB32);
+        QPainter painter(&image);
+        m_frame->GetListPage()->Render(painter, image.size());
+        return image.pixelColor(image.width() - 1, image.height() - 1);
+    };
+    const QColor day = listBackground();
+
+    m_frame->RunCommand(kCmdDisplayMode); // on the Dashboard page: night
+    EXPECT_TRUE(m_frame->GetDashboard()->GetClock()->IsNight());
+    EXPECT_EQ(listBackground(), CNightPalette::Background());
+    m_frame->RunCommand(kCmdUnitsImperial);
+    EXPECT_EQ(m_frame->GetMapView()->GetModel().m_settings.units, UnitSystem::Imperial);
+    m_frame->RunCommand(kCmdCoordUTM);
+    EXPECT_EQ(m_frame->GetMapView()->GetOptions().projection, CoordinateFormat::UTM);
+    m_frame->RunCommand(kCmdSelectorAdvanced);
+    EXPECT_TRUE(m_frame->GetMapView()->GetOptions().advancedFileSelector);
+
+    m_frame.reset();
+    {
+        QSettings ini(QString::fromStdString(CSettingsKey::GetSettingsFile()),
+                      QSettings::IniFormat);
+        EXPECT_EQ(ini.value(QStringLiteral("Software/Veloran/Dashboard/NightMode")).toInt(), 1);
+        EXPECT_FALSE(ini.contains(QStringLiteral("Software/Veloran/NightMode")));
+        EXPECT_EQ(ini.value(QStringLiteral("Software/Veloran/Maps/OperationMode")).toInt(), 2);
+    }
+    m_frame = std::make_unique<CMainFrame>();
+    EXPECT_TRUE(m_frame->GetDashboard()->GetClock()->IsNight());
+    EXPECT_EQ(listBackground(), CNightPalette::Background());
+    EXPECT_EQ(m_frame->GetMapView()->GetOptions().projection, CoordinateFormat::UTM);
+    EXPECT_TRUE(m_frame->GetMapView()->GetOptions().advancedFileSelector);
+    m_frame->RunCommand(kCmdDisplayMode);
+    EXPECT_FALSE(m_frame->GetDashboard()->GetClock()->IsNight());
+    EXPECT_EQ(listBackground(), day);
 }
 
 TEST_F(FrameTest, SatelliteSystemsByMenuAndForOneRun)

@@ -1,0 +1,115 @@
+#include "settings/DisplaySettings.h"
+
+#include "settings/SettingsKey.h"
+#include "settings/SettingsTable.h"
+
+#include <cstdint>
+#include <string_view>
+
+namespace
+{
+
+// The values lie under two keys; each is opened once for all of them.
+class CKeys
+{
+public:
+    CKeys()
+    {
+        m_app.Open(kAppKey, true);
+        m_dashboard.Open(kDashboardKey, true);
+    }
+    [[nodiscard]] std::int32_t Read(const CStoredNumber &value)
+    {
+        std::int32_t number = value.fallback;
+        For(value).ReadNumber(value.name, number);
+        return number;
+    }
+    void Write(const CStoredNumber &value, std::int32_t number)
+    {
+        For(value).WriteNumber(value.name, number);
+    }
+
+private:
+    CSettingsKey &For(const CStoredNumber &value)
+    {
+        return std::string_view(value.key) == kDashboardKey ? m_dashboard : m_app;
+    }
+
+    CSettingsKey m_app;
+    CSettingsKey m_dashboard;
+};
+
+} // namespace
+
+CDisplaySettings::CDisplaySettings(QObject *parent)
+    : QObject(parent)
+{
+}
+
+void CDisplaySettings::Load()
+{
+    CKeys keys;
+    m_night = keys.Read(kNightModeSetting) != 0;
+    m_units = UnitSystemFromNumber(keys.Read(kUnitsSetting))
+                  .value_or(*UnitSystemFromNumber(kUnitsSetting.fallback));
+    m_projection = CoordinateFormatFromNumber(keys.Read(kProjectionSetting))
+                       .value_or(*CoordinateFormatFromNumber(kProjectionSetting.fallback));
+    m_advancedFileSelector = keys.Read(kAdvancedFileSelectorSetting) != 0;
+    m_storedGnssMode = GnssModeOfAllSystemsValue(keys.Read(kAllSystemsSetting));
+    m_gnssMode = m_storedGnssMode;
+}
+
+void CDisplaySettings::Store() const
+{
+    CKeys keys;
+    keys.Write(kNightModeSetting, m_night ? 1 : 0);
+    keys.Write(kUnitsSetting, ToNumber(m_units));
+    keys.Write(kProjectionSetting, ToNumber(m_projection));
+    keys.Write(kAdvancedFileSelectorSetting, m_advancedFileSelector ? 1 : 0);
+    keys.Write(kAllSystemsSetting, AllSystemsValue(m_storedGnssMode));
+}
+
+void CDisplaySettings::SetNightMode(bool night)
+{
+    m_night = night;
+    emit Changed(DisplaySetting::NightMode);
+}
+
+void CDisplaySettings::SetUnits(UnitSystem units)
+{
+    m_units = units;
+    emit Changed(DisplaySetting::Units);
+}
+
+void CDisplaySettings::SetProjection(CoordinateFormat projection)
+{
+    m_projection = projection;
+    emit Changed(DisplaySetting::Projection);
+}
+
+void CDisplaySettings::SetAdvancedFileSelector(bool advanced)
+{
+    m_advancedFileSelector = advanced;
+    emit Changed(DisplaySetting::AdvancedFileSelector);
+}
+
+bool CDisplaySettings::ChooseGnssMode(GnssMode mode)
+{
+    m_storedGnssMode = mode;
+    CSettingsKey key;
+    if (key.Open(kAllSystemsSetting.key, true))
+        key.WriteNumber(kAllSystemsSetting.name, AllSystemsValue(mode));
+    if (mode == m_gnssMode)
+        return false;
+    m_gnssMode = mode;
+    emit Changed(DisplaySetting::GnssMode);
+    return true;
+}
+
+void CDisplaySettings::OverrideGnssMode(GnssMode mode)
+{
+    if (mode == m_gnssMode)
+        return;
+    m_gnssMode = mode;
+    emit Changed(DisplaySetting::GnssMode);
+}

@@ -1,0 +1,45 @@
+#pragma once
+
+#include "base/GnssMode.h"
+
+#include <cstdint>
+
+/// The program's own key; the subsystems' keys lie under it.
+inline constexpr const char *kAppKey = "Software/Veloran";
+/// The Dashboard page's key: its instruments, and night mode, which began as the page's.
+inline constexpr const char *kDashboardKey = "Software/Veloran/Dashboard";
+
+/// A number of the settings: where it lives, its name, and what it reads as when it is missing
+/// or no number.
+struct CStoredNumber {
+    const char *key;
+    const char *name;
+    std::int32_t fallback;
+};
+
+// The window's switches; any number but 0 is on.
+inline constexpr CStoredNumber kAutoConnectSetting{kAppKey, "AutoConnect", 0};
+inline constexpr CStoredNumber kAutoSyncSetting{kAppKey, "AutoSync", 0};
+inline constexpr CStoredNumber kPlaySoundSetting{kAppKey, "PlaySound", 1};
+
+// The display settings. A number outside the enumeration reads as the fallback.
+inline constexpr CStoredNumber kNightModeSetting{kDashboardKey, "NightMode", 0};
+/// UnitSystem; the Map page keeps one of its own under its key.
+inline constexpr CStoredNumber kUnitsSetting{kAppKey, "OperationMode", 1};
+/// CoordinateFormat.
+inline constexpr CStoredNumber kProjectionSetting{kAppKey, "Projection", 1};
+inline constexpr CStoredNumber kAdvancedFileSelectorSetting{kAppKey, "AdvancedFileSelector", 0};
+/// GnssMode: AllSystemsValue.
+inline constexpr CStoredNumber kAllSystemsSetting{kAppKey, "AllSystems", 1};
+
+/// The stored "AllSystems" value: 1 all satellite systems (the default), 0 GPS only.
+[[nodiscard]] constexpr std::int32_t AllSystemsValue(GnssMode mode)
+{
+    return mode == GnssMode::AllSystems ? 1 : 0;
+}
+
+/// Any value but 0 reads as all systems, as the other switches of the key do.
+[[nodiscard]] constexpr GnssMode GnssModeOfAllSystemsValue(std::int32_t value)
+{
+    return value != 0 ? GnssMode::AllSystems : GnssMode::GpsOnly;
+}
