@@ -305,45 +305,145 @@ void CMainFrame::UpdateCommands()
 
 void CMainFrame::RunCommand(int id)
 {
+    // Each menu's commands in a function of their own; the first that knows the id runs it.
+    if (!RunReceiverCommand(id) && !RunLogCommand(id) && !RunNavCommand(id)
+        && !RunDisplayCommand(id))
+        RunToolsCommand(id);
+    UpdateCommands();
+}
+
+bool CMainFrame::RunReceiverCommand(int id)
+{
     switch (id) {
     case kCmdConfigure: {
         CSerialPortDialog dialog(m_serialSettings, this);
         dialog.exec();
-        break;
+        return true;
     }
     case kCmdAutoConnect:
         m_autoConnect = !m_autoConnect;
-        break;
+        return true;
     case kCmdDisconnect:
-    case kCmdStopReplay:
         CloseSource();
-        break;
+        return true;
     case kCmdPlainConnect:
         PlainConnect();
-        break;
+        return true;
     case kCmdDirectConnect:
         if (OpenPort())
             m_mapView->ClearPointList();
-        break;
+        return true;
+    case kCmdProgramChipset:
+        SendProgramChipset(m_source);
+        return true;
+    case kCmdHotConnect:
+        HotConnect();
+        return true;
+    default:
+        return false;
+    }
+}
+
+bool CMainFrame::RunLogCommand(int id)
+{
+    switch (id) {
     case kCmdReplaySpeed400:
     case kCmdReplaySpeed200:
     case kCmdReplaySpeed100:
         SetReplayDelay(*ReplayDelayOfCommand(id));
-        break;
+        return true;
     case kCmdReplay:
         ChooseAndReplay();
-        break;
+        return true;
+    case kCmdStopReplay:
+        CloseSource();
+        return true;
     case kCmdLogSettings: {
         CLogSettingsDialog dialog(m_session.GetRecordingRules(), this);
         dialog.exec();
-        break;
+        return true;
     }
     case kCmdStopLogging:
         StopLogging();
-        break;
+        return true;
     case kCmdCreateLog:
         ChooseAndCreateLog();
+        return true;
+    default:
+        return false;
+    }
+}
+
+bool CMainFrame::RunNavCommand(int id)
+{
+    switch (id) {
+    case kCmdEditWaypoints:
+        m_waypoints->Edit(m_display.GetProjection(), ProposedPosition());
         break;
+    case kCmdSelectWaypoint:
+        m_waypoints->SelectGoto(m_display.GetProjection());
+        break;
+    case kCmdImportGpx:
+    case kCmdImportLoc:
+        m_waypoints->Import(id == kCmdImportGpx ? WaypointFileType::GPX : WaypointFileType::LOC,
+                            m_display.IsAdvancedFileSelector());
+        break;
+    case kCmdExportWaypoints:
+        m_waypoints->Export();
+        return true;
+    default:
+        return false;
+    }
+    m_mapView->WaypointsChanged();
+    return true;
+}
+
+bool CMainFrame::RunDisplayCommand(int id)
+{
+    switch (id) {
+    case kCmdSelectorAdvanced:
+    case kCmdSelectorStandard:
+        m_display.SetAdvancedFileSelector(id == kCmdSelectorAdvanced);
+        return true;
+    case kCmdUnitsMetric:
+    case kCmdUnitsImperial:
+    case kCmdUnitsNautic:
+        m_display.SetUnits(*UnitsOfCommand(id));
+        return true;
+    case kCmdCoordDegrees:
+    case kCmdCoordDegMin:
+    case kCmdCoordDegMinSec:
+    case kCmdCoordUTM:
+        m_display.SetProjection(*FormatOfCommand(id));
+        return true;
+    case kCmdGnssAll:
+    case kCmdGnssGpsOnly:
+        ChooseGnssMode(*GnssModeOfCommand(id));
+        return true;
+    case kCmdDisplayMode:
+        // On the Map page: follow the fix, or stop following it.
+        if (m_sheet->currentIndex() == kPageMap)
+            m_mapView->ToggleTrackPosition();
+        else
+            m_display.SetNightMode(!m_display.IsNightMode());
+        return true;
+    case kCmdStepOn:
+    case kCmdStepOff:
+        // On the Dashboard: its large instrument alone on the page, or back; on the Map page
+        // the zoom.
+        if (m_sheet->currentIndex() == kPageDashboard)
+            m_dashboard->SetExclusive(id == kCmdStepOn);
+        else if (m_sheet->currentIndex() == kPageMap)
+            id == kCmdStepOn ? m_mapView->ZoomIn() : m_mapView->ZoomOut();
+        return true;
+    default:
+        return false;
+    }
+}
+
+void CMainFrame::RunToolsCommand(int id)
+{
+    switch (id) {
     case kCmdQuit:
         Quit();
         break;
@@ -355,41 +455,6 @@ void CMainFrame::RunCommand(int id)
         break;
     case kCmdSyncClock:
         SetClock(RMCTimeAsUTC(GetParser().m_rmc));
-        break;
-    case kCmdSelectorAdvanced:
-    case kCmdSelectorStandard:
-        m_display.SetAdvancedFileSelector(id == kCmdSelectorAdvanced);
-        break;
-    case kCmdUnitsMetric:
-    case kCmdUnitsImperial:
-    case kCmdUnitsNautic:
-        m_display.SetUnits(*UnitsOfCommand(id));
-        break;
-    case kCmdCoordDegrees:
-    case kCmdCoordDegMin:
-    case kCmdCoordDegMinSec:
-    case kCmdCoordUTM:
-        m_display.SetProjection(*FormatOfCommand(id));
-        break;
-    case kCmdGnssAll:
-    case kCmdGnssGpsOnly:
-        ChooseGnssMode(*GnssModeOfCommand(id));
-        break;
-    case kCmdDisplayMode:
-        // On the Map page: follow the fix, or stop following it.
-        if (m_sheet->currentIndex() == kPageMap)
-            m_mapView->ToggleTrackPosition();
-        else
-            m_display.SetNightMode(!m_display.IsNightMode());
-        break;
-    case kCmdStepOn:
-    case kCmdStepOff:
-        // On the Dashboard: its large instrument alone on the page, or back; on the Map page
-        // the zoom.
-        if (m_sheet->currentIndex() == kPageDashboard)
-            m_dashboard->SetExclusive(id == kCmdStepOn);
-        else if (m_sheet->currentIndex() == kPageMap)
-            id == kCmdStepOn ? m_mapView->ZoomIn() : m_mapView->ZoomOut();
         break;
     case kCmdResetGauges:
         m_dashboard->ResetGauges();
@@ -408,33 +473,9 @@ void CMainFrame::RunCommand(int id)
         dialog.exec();
         break;
     }
-    case kCmdEditWaypoints:
-        m_waypoints->Edit(m_display.GetProjection(), ProposedPosition());
-        m_mapView->WaypointsChanged();
-        break;
-    case kCmdSelectWaypoint:
-        m_waypoints->SelectGoto(m_display.GetProjection());
-        m_mapView->WaypointsChanged();
-        break;
-    case kCmdImportGpx:
-    case kCmdImportLoc:
-        m_waypoints->Import(id == kCmdImportGpx ? WaypointFileType::GPX : WaypointFileType::LOC,
-                            m_display.IsAdvancedFileSelector());
-        m_mapView->WaypointsChanged();
-        break;
-    case kCmdProgramChipset:
-        SendProgramChipset(m_source);
-        break;
-    case kCmdHotConnect:
-        HotConnect();
-        break;
-    case kCmdExportWaypoints:
-        m_waypoints->Export();
-        break;
     default:
         break;
     }
-    UpdateCommands();
 }
 
 void CMainFrame::SetPortOverride(const QString &device)

@@ -103,6 +103,12 @@ protected:
 
 private:
     void BuildCommands();
+    // RunCommand by menu: true when the id was one of theirs.
+    bool RunReceiverCommand(int id);
+    bool RunLogCommand(int id);
+    bool RunNavCommand(int id);
+    bool RunDisplayCommand(int id);
+    void RunToolsCommand(int id);
     void ReadSettings();
     void WriteSettings() const;
     /// Carries out on the pages what the session says a line or event changed.
