@@ -2,8 +2,10 @@
 
 #include "app/AboutDialog.h"
 #include "app/AppIcon.h"
+#include "app/DatabaseWatch.h"
 #include "app/GPSSheet.h"
 #include "app/HelpViewer.h"
+#include "app/NoticeBar.h"
 #include "dashboard/Dashboard.h"
 #include "dashboard/DataLogView.h"
 #include "dashboard/DigiDash.h"
@@ -25,17 +27,12 @@
 #include "waypoints/WaypointDatabase.h"
 #include "widgets/FileDialogs.h"
 #include "widgets/MessageBox.h"
-#include "widgets/NightPalette.h"
 
 #include <QApplication>
 #include <QCloseEvent>
 #include <QDBusConnection>
 #include <QDBusMessage>
 #include <QDateTime>
-#include <QDir>
-#include <QFileInfo>
-#include <QFileSystemWatcher>
-#include <QLabel>
 #include <QMenuBar>
 #include <QSocketNotifier>
 #include <QTimer>
@@ -55,11 +52,7 @@ constexpr const char *kLogPattern = "*.nmea";
 constexpr qint64 kIdleResetIntervalMs = 20000;
 constexpr int kAlarmTicks = 180;
 constexpr int kAlarmPeriodMs = 300;
-constexpr int kNoticeMinPixels = 13;
-// A save is a burst of folder changes (temporary file, rename): checked once it is over.
-constexpr int kDatabaseCheckDelayMs = 300;
 constexpr int kDatabaseNoticeMs = 8000;
-constexpr int kNoticeMaxPixels = 28;
 
 QString Latin1(std::string_view text)
 {
@@ -90,22 +83,17 @@ CMainFrame::CMainFrame(QWidget *parent)
     m_toolBar->setIconSize(QSize(16, 16));
     addToolBar(m_toolBar);
 
-    // A notice above the pages, shown only while there is something to say (a receiver gone).
+    m_display.Load();
     auto *pane = new QWidget(this);
     auto *paneLayout = new QVBoxLayout(pane);
     paneLayout->setContentsMargins(0, 0, 0, 0);
     paneLayout->setSpacing(0);
-    m_notice = new QLabel(pane);
-    m_notice->setObjectName(QStringLiteral("notice"));
-    m_notice->setWordWrap(true);
-    m_notice->setAlignment(Qt::AlignCenter);
-    m_notice->hide();
+    m_notice = new CNoticeBar(m_display, pane);
     paneLayout->addWidget(m_notice);
     m_sheet = new CGPSSheet(pane);
     paneLayout->addWidget(m_sheet, 1);
     setCentralWidget(pane);
     setFocusProxy(m_sheet);
-    m_display.Load();
     m_dashboard = new CDashboard(m_display, m_sheet);
     m_mapView = new CMapView(m_sheet);
     m_listPage = new CGPSData(m_session.GetParser(), m_display, m_sheet);
@@ -133,25 +121,23 @@ CMainFrame::CMainFrame(QWidget *parent)
     ReadSettings();
     ApplyGnssMode();
     connect(&m_display, &CDisplaySettings::Changed, this, [this](DisplaySetting what) {
-        if (what == DisplaySetting::NightMode)
-            StyleNotice();
-        else if (what == DisplaySetting::GnssMode)
+        if (what == DisplaySetting::GnssMode)
             ApplyGnssMode();
     });
     m_waypoints = std::make_unique<CWaypointBook>(this);
     m_waypoints->Load(GetDataDirectory(), WasDataDirectoryCreated());
     m_session.SetWaypoints(&m_waypoints->GetWaypoints(), &m_waypoints->GetNavigator());
     m_mapView->Start(GetDataDirectory(), WasDataDirectoryCreated(), m_waypoints.get());
-    WatchDatabases();
+    m_databaseWatch = new CDatabaseWatch(
+        GetDataDirectory(),
+        {QString::fromLatin1(kWaypointFileName), QString::fromLatin1(kMapFileName)}, this);
+    connect(m_databaseWatch, &CDatabaseWatch::Settled, this, [this] { CheckDatabases(); });
+    CheckDatabases();
     FollowDisplaySettingsOnMap();
 
     m_retry = new QTimer(this);
     m_retry->setInterval(CReceiverWatch::kRetryIntervalMs);
     connect(m_retry, &QTimer::timeout, this, [this] { RetryPort(); });
-    m_noticeTimer = new QTimer(this);
-    m_noticeTimer->setSingleShot(true);
-    connect(m_noticeTimer, &QTimer::timeout, m_notice, &QWidget::hide);
-    StyleNotice();
 
     m_alarm = new QTimer(this);
     m_alarm->setInterval(kAlarmPeriodMs);
@@ -527,37 +513,21 @@ void CMainFrame::RetryPort()
     m_dashboard->SetReplaying(false);
     const std::string notice = watch.BackNotice();
     std::fprintf(stderr, "veloran: %s\n", notice.c_str());
-    ShowNotice(QString::fromStdString(notice), CReceiverWatch::kBackNoticeMs);
+    m_notice->ShowFor(QString::fromStdString(notice), CReceiverWatch::kBackNoticeMs);
     UpdateCommands();
 }
 
 void CMainFrame::StopRetrying()
 {
     m_retry->stop();
-    m_noticeTimer->stop();
-    m_notice->hide();
-}
-
-void CMainFrame::WatchDatabases()
-{
-    // A save by rename shows in the folder, one in place in the file; either is checked once
-    // things have settled, and only while no dialog is open (its OK merges anyway).
-    m_databaseWatch = new QFileSystemWatcher(this);
-    m_databaseCheck = new QTimer(this);
-    m_databaseCheck->setSingleShot(true);
-    m_databaseCheck->setInterval(kDatabaseCheckDelayMs);
-    const auto schedule = [this] { m_databaseCheck->start(); };
-    connect(m_databaseWatch, &QFileSystemWatcher::directoryChanged, this, schedule);
-    connect(m_databaseWatch, &QFileSystemWatcher::fileChanged, this, schedule);
-    connect(m_databaseCheck, &QTimer::timeout, this, [this] { CheckDatabases(); });
-    m_databaseWatch->addPath(GetDataDirectory());
-    CheckDatabases();
+    m_notice->Dismiss();
 }
 
 void CMainFrame::CheckDatabases()
 {
+    // Only while no dialog is open: its OK merges anyway.
     if (QApplication::activeModalWidget() != nullptr) {
-        m_databaseCheck->start();
+        m_databaseWatch->Postpone();
         return;
     }
     QStringList reloaded;
@@ -568,51 +538,19 @@ void CMainFrame::CheckDatabases()
     if (m_mapView->CheckOutsideChange())
         reloaded << QString::fromLatin1(kMapReloadedText);
     if (!reloaded.isEmpty())
-        ShowNotice(reloaded.join(QLatin1Char('\n')), kDatabaseNoticeMs);
-    // A file replaced by a rename is no longer watched: watch the new one.
-    for (const char *name : {kWaypointFileName, kMapFileName}) {
-        const QString path = QDir(GetDataDirectory()).filePath(QString::fromLatin1(name));
-        if (QFileInfo::exists(path) && !m_databaseWatch->files().contains(path))
-            m_databaseWatch->addPath(path);
-    }
-}
-
-void CMainFrame::ShowNotice(const QString &text, int hideAfterMs)
-{
-    m_notice->setText(text);
-    m_notice->show();
-    if (hideAfterMs > 0)
-        m_noticeTimer->start(hideAfterMs);
-    else
-        m_noticeTimer->stop();
-}
-
-void CMainFrame::StyleNotice()
-{
-    // Amber by day; at night a dim red that does not dazzle a driver. It grows with the window,
-    // as the pages do, to be read at a glance on a car's screen.
-    const int pixels = std::clamp(width() / 36, kNoticeMinPixels, kNoticeMaxPixels);
-    const QString colours =
-        m_display.IsNightMode()
-            ? QStringLiteral("background: %1; color: %2;")
-                  .arg(CNightPalette::Band().name(), CNightPalette::Text().name())
-            : QStringLiteral("background: #ffc94a; color: #1a1a1a;");
-    m_notice->setStyleSheet(
-        QStringLiteral("QLabel#notice { %1 font-weight: bold; font-size: %2px; padding: %3px; }")
-            .arg(colours)
-            .arg(pixels)
-            .arg(pixels / 3));
+        m_notice->ShowFor(reloaded.join(QLatin1Char('\n')), kDatabaseNoticeMs);
+    m_databaseWatch->FollowReplacedFiles();
 }
 
 void CMainFrame::resizeEvent(QResizeEvent *event)
 {
     QMainWindow::resizeEvent(event);
-    StyleNotice();
+    m_notice->FitTo(width());
 }
 
 QString CMainFrame::GetNotice() const
 {
-    return m_notice->isHidden() ? QString() : m_notice->text();
+    return m_notice->GetShownText();
 }
 
 void CMainFrame::PlainConnect()
@@ -733,7 +671,7 @@ void CMainFrame::ReceiverLost(int errorCode, const CReceiverUpdate &update)
     const std::string notice =
         m_session.GetWatch().LostNotice(std::system_category().message(errorCode));
     std::fprintf(stderr, "veloran: %s\n", notice.c_str());
-    ShowNotice(QString::fromStdString(notice), 0);
+    m_notice->ShowFor(QString::fromStdString(notice), 0);
 }
 
 void CMainFrame::HandleLine(std::string_view line)

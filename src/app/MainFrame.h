@@ -21,8 +21,8 @@ class CGPSSheet;
 class CMapView;
 class CWaypointBook;
 class QAction;
-class QFileSystemWatcher;
-class QLabel;
+class CDatabaseWatch;
+class CNoticeBar;
 class QSocketNotifier;
 class QTimer;
 class QToolBar;
@@ -124,8 +124,6 @@ private:
     void ReceiverLost(int errorCode, const CReceiverUpdate &update);
     void RetryPort();
     void StopRetrying();
-    void ShowNotice(const QString &text, int hideAfterMs);
-    void StyleNotice();
     [[nodiscard]] std::string PortDevice() const;
     void ChooseAndReplay();
     void ChooseAndCreateLog();
@@ -138,13 +136,12 @@ private:
     void StartAlarm();
     void Quit();
     // Another program's saves of the waypoint or map database are taken over when idle.
-    void WatchDatabases();
     void CheckDatabases();
 
     // Owned in this order; destroyed in reverse. The display settings outlive the pages.
     CDisplaySettings m_display;
     QToolBar *m_toolBar = nullptr;
-    QLabel *m_notice = nullptr;
+    CNoticeBar *m_notice = nullptr;
     CGPSSheet *m_sheet = nullptr;
     CDashboard *m_dashboard = nullptr;
     CMapView *m_mapView = nullptr;
@@ -157,8 +154,7 @@ private:
     std::unique_ptr<CFixSound> m_sound;
     std::map<int, QAction *> m_actions;
     std::unique_ptr<CWaypointBook> m_waypoints;
-    QFileSystemWatcher *m_databaseWatch = nullptr;
-    QTimer *m_databaseCheck = nullptr;
+    CDatabaseWatch *m_databaseWatch = nullptr;
 
     // Settings of the frame.
     bool m_autoConnect = false;
@@ -166,7 +162,6 @@ private:
     QString m_portOverride;
     QString m_replayPath;
     QTimer *m_retry = nullptr;
-    QTimer *m_noticeTimer = nullptr;
     bool m_shown = false;
     bool m_suppressAutoConnect = false;
     qint64 m_lastIdleReset = -1;
