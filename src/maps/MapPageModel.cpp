@@ -132,7 +132,6 @@ unsigned CMapPageModel::NewPosition(const CGeoPosition &position)
 
 void CMapPageModel::SetReceiving(bool receiving)
 {
-    m_receiving = receiving;
     if (!receiving)
         DiscardTrackEnd();
 }

@@ -80,7 +80,6 @@ public:
     unsigned NewPosition(const CGeoPosition &position);
     /// Receiving stopped: the next fix starts a new piece of track.
     void SetReceiving(bool receiving);
-    [[nodiscard]] bool IsReceiving() const { return m_receiving; }
     /// Satellites used / in view; colours the marker while colour-coded reception is on.
     void SetReception(double ratio);
 
@@ -103,7 +102,6 @@ public:
     bool GetCursorPosition(CGeoPosition &position) const;
     /// What the reference dialog starts with: "Reference", the last fix, the view centre.
     [[nodiscard]] CPositionPair ProposedPair() const;
-    [[nodiscard]] const CPositionPair &GetPositionPair() const { return m_positionPair; }
 
     /// The top band's bearing text (and line) for the selected waypoint; heading < 0: unknown.
     [[nodiscard]] CBearingOverlay Bearing(const CWaypoint *selected, double heading) const;
@@ -111,8 +109,6 @@ public:
     [[nodiscard]] std::string CoordinatesText(CoordinateFormat format) const;
     /// The waypoint at the view centre to announce, or -1 (none, or the one shown last).
     int HitWaypoint(const CWaypointList &waypoints);
-
-    [[nodiscard]] unsigned GetFixCounter() const { return m_fixCounter; }
 
 private:
     unsigned ChooseMapFor(const CGeoPosition &position);
@@ -123,7 +119,6 @@ private:
     int m_current = -1;
     CMapViewport m_viewport;
     CPositionPair m_positionPair;
-    bool m_receiving = false;
     unsigned m_fixCounter = 0;
     CRgb m_markerColour{255, 255, 0};
     std::vector<CTrackSegment> m_track;

@@ -96,11 +96,6 @@ void CMapViewport::ZoomOut()
     SetZoom(m_zoom / std::sqrt(0.5));
 }
 
-CMapPoint CMapViewport::ScreenToMap(double x, double y) const
-{
-    return {m_origin.x + TruncateToPixel(x * m_zoom), m_origin.y + TruncateToPixel(y * m_zoom)};
-}
-
 CMapPoint CMapViewport::TapToCentre(double x, double y) const
 {
     return {TruncateToPixel(x * m_zoom + m_origin.x), TruncateToPixel(y * m_zoom + m_origin.y)};

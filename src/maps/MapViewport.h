@@ -24,8 +24,6 @@ public:
     void ZoomOut();
     void SetZoom(double zoom);
 
-    /// The map pixel under a screen point: origin + trunc(screen × zoom).
-    [[nodiscard]] CMapPoint ScreenToMap(double x, double y) const;
     /// The new centre for a tap: trunc(tap × zoom + origin).
     [[nodiscard]] CMapPoint TapToCentre(double x, double y) const;
     /// Screen position of a map pixel, in device pixels.
