@@ -146,7 +146,9 @@ public:
                && Write(paletted.copy(0, 0, kSheetSide, kSheetSide - 1), m_oddPalettedPath)
                && Write(mono, m_monoPath)
                && Write(mono.copy(0, 0, mono.width(), mono.height() - 1), m_oddMonoPath)
-               && SaveMapDatabase(m_dir.path().toStdString(), {m_map}) == 0;
+               && WriteDatabaseFile(JoinDatabasePath(m_dir.path().toStdString(), kMapFileName),
+                                    {m_map}, MapCodec())
+                      == 0;
     }
 
     QTemporaryDir m_dir;
@@ -467,8 +469,12 @@ void BM_FixFollowedWaypoints(benchmark::State &state)
     QTemporaryDir dir;
     QTemporaryDir none;
     if (!dir.isValid() || !none.isValid()
-        || SaveWaypointDatabase(dir.path().toStdString(), list) != 0
-        || SaveWaypointDatabase(none.path().toStdString(), {}) != 0) {
+        || WriteDatabaseFile(JoinDatabasePath(dir.path().toStdString(), kWaypointFileName), list,
+                             WaypointCodec())
+               != 0
+        || WriteDatabaseFile(JoinDatabasePath(none.path().toStdString(), kWaypointFileName), {},
+                             WaypointCodec())
+               != 0) {
         state.SkipWithError("cannot write the waypoints");
         return;
     }

@@ -59,7 +59,9 @@ void BM_LoadDatabase(benchmark::State &state)
 {
     CBenchDir dir;
     const CWaypointList list = MakeDatabase();
-    if (dir.m_path.empty() || SaveWaypointDatabase(dir.m_path, list) != 0) {
+    if (dir.m_path.empty()
+        || WriteDatabaseFile(JoinDatabasePath(dir.m_path, kWaypointFileName), list, WaypointCodec())
+               != 0) {
         state.SkipWithError("cannot write the database");
         return;
     }
@@ -81,7 +83,9 @@ void BM_SaveDatabase(benchmark::State &state)
     CBenchDir dir;
     const CWaypointList list = MakeDatabase();
     for (auto _ : state) {
-        if (SaveWaypointDatabase(dir.m_path, list) != 0) {
+        if (WriteDatabaseFile(JoinDatabasePath(dir.m_path, kWaypointFileName), list,
+                              WaypointCodec())
+            != 0) {
             state.SkipWithError("save failed");
             return;
         }

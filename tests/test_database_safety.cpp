@@ -55,7 +55,7 @@ TEST(ExportTarget, RefusesDatabasesAndWhatIsNoFile)
 {
     CTempDir dir;
     const std::string db = dir / "Waypoints.wdb";
-    ASSERT_EQ(SaveWaypointFile(db, WaypointsNamed({"a"})), 0);
+    ASSERT_EQ(WriteDatabaseFile(db, WaypointsNamed({"a"}), WaypointCodec()), 0);
     const std::string bytes = ReadFile(db);
     ASSERT_EQ(::symlink(db.c_str(), (dir / "link.gpx").c_str()), 0);
     ASSERT_EQ(::link(db.c_str(), (dir / "hard.gpx").c_str()), 0);
@@ -174,14 +174,14 @@ TEST(WaypointDatabaseFile, LimitsOfWhatIsWritten)
 {
     CTempDir dir;
     const std::string db = dir / "db.wdb";
-    ASSERT_EQ(SaveWaypointFile(db, WaypointsNamed({"kept"})), 0);
+    ASSERT_EQ(WriteDatabaseFile(db, WaypointsNamed({"kept"}), WaypointCodec()), 0);
     const std::string before = ReadFile(db);
     {
         CWaypointList full(kMaxWaypoints);
         EXPECT_EQ(CheckWaypointLimits(full), 0);
         full.emplace_back();
         EXPECT_EQ(CheckWaypointLimits(full), EFBIG);
-        EXPECT_EQ(SaveWaypointFile(db, full), EFBIG);
+        EXPECT_EQ(WriteDatabaseFile(db, full, WaypointCodec()), EFBIG);
     }
     {
         // Few waypoints, too many bytes: the size is reckoned without encoding.
@@ -201,7 +201,7 @@ TEST(WaypointDatabaseFile, LimitsOfWhatIsWritten)
     maps.resize(1);
     maps[0].m_pairs.resize(kMaxMapPairs + 1);
     EXPECT_EQ(CheckMapLimits(maps), EFBIG);
-    EXPECT_EQ(SaveMapFile(dir / "maps.gdb", maps), EFBIG);
+    EXPECT_EQ(WriteDatabaseFile(dir / "maps.gdb", maps, MapCodec()), EFBIG);
     EXPECT_FALSE(fs::exists(dir / "maps.gdb"));
 }
 
@@ -285,7 +285,7 @@ TEST(AtomicFile, StaleTemporariesAreRemoved)
 {
     CTempDir dir;
     const std::string db = dir / kWaypointFileName;
-    ASSERT_EQ(SaveWaypointFile(db, WaypointsNamed({"a"})), 0);
+    ASSERT_EQ(WriteDatabaseFile(db, WaypointsNamed({"a"}), WaypointCodec()), 0);
     const struct {
         const char *name;
         int age;
@@ -313,7 +313,7 @@ TEST(AtomicFile, StaleTemporariesAreRemoved)
         if (std::string(when) == "load")
             EXPECT_TRUE(LoadWaypointFile(db).opened);
         else
-            EXPECT_EQ(SaveWaypointFile(db, WaypointsNamed({"b"})), 0);
+            EXPECT_EQ(WriteDatabaseFile(db, WaypointsNamed({"b"}), WaypointCodec()), 0);
         for (const auto &c : cases)
             EXPECT_EQ(fs::exists(dir / c.name), !c.removed) << c.name;
     }
@@ -372,7 +372,7 @@ TEST(DatabaseChanges, SaveKeepsAnotherProgramsChanges)
 {
     CTempDir dir;
     const std::string db = dir / kWaypointFileName;
-    ASSERT_EQ(SaveWaypointFile(db, WaypointsNamed({"a", "b"})), 0);
+    ASSERT_EQ(WriteDatabaseFile(db, WaypointsNamed({"a", "b"}), WaypointCodec()), 0);
     const CWaypointLoad mine = LoadWaypointFile(db);
     ASSERT_TRUE(mine.stamp.exists);
 
@@ -386,7 +386,7 @@ TEST(DatabaseChanges, SaveKeepsAnotherProgramsChanges)
     // The other program appends meanwhile; an edit here is applied to its version. A change of
     // the same size and time shows by content.
     const CDatabaseStamp stamp = save.stamp;
-    ASSERT_EQ(SaveWaypointFile(db, WaypointsNamed({"a", "B", "x"})), 0);
+    ASSERT_EQ(WriteDatabaseFile(db, WaypointsNamed({"a", "B", "x"}), WaypointCodec()), 0);
     edited = WaypointsNamed({"A", "B"});
     save = SaveDatabaseChanges(db, stamp, edited, DiffLists(WaypointsNamed({"a", "B"}), edited),
                                WaypointCodec());
@@ -398,7 +398,7 @@ TEST(DatabaseChanges, SaveKeepsAnotherProgramsChanges)
     // It deletes what is edited here: nothing written until told.
     const std::string before = ReadFile(db);
     CDatabaseStamp old = save.stamp;
-    ASSERT_EQ(SaveWaypointFile(db, WaypointsNamed({"B", "x"})), 0);
+    ASSERT_EQ(WriteDatabaseFile(db, WaypointsNamed({"B", "x"}), WaypointCodec()), 0);
     const std::string theirs = ReadFile(db);
     edited = WaypointsNamed({"a", "B", "x"});
     const auto changes = DiffLists(WaypointsNamed({"A", "B", "x"}), edited);
@@ -450,11 +450,11 @@ TEST(DatabaseChanges, MapSaveKeepsAMapAddedMeanwhile)
     a.m_file = "/maps/a.png";
     CMapInfo b = a;
     b.m_name = "b";
-    ASSERT_EQ(SaveMapFile(db, {a}), 0);
+    ASSERT_EQ(WriteDatabaseFile(db, {a}, MapCodec()), 0);
     const CMapLoad window = LoadMapFile(db);
 
     // The command line adds a map; the window has calibrated "a" meanwhile.
-    ASSERT_EQ(SaveMapFile(db, {a, b}), 0);
+    ASSERT_EQ(WriteDatabaseFile(db, {a, b}, MapCodec()), 0);
     CMapList mine = window.maps;
     mine[0].m_pairs.resize(2);
     mine[0].m_pairs[1].m_point = {100, 100};

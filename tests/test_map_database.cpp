@@ -124,9 +124,9 @@ TEST(MapDatabaseFile, ShorterSaveKeepsTheOldTail)
 {
     CTempDir dir;
     const CMapList three = MakeList(), one = {Example()};
-    ASSERT_EQ(SaveMapDatabase(dir.m_path, three), 0);
+    ASSERT_EQ(WriteDatabaseFile(dir / kMapFileName, three, MapCodec()), 0);
     const std::string old = ReadFile(dir / kMapFileName);
-    ASSERT_EQ(SaveMapDatabase(dir.m_path, one), 0);
+    ASSERT_EQ(WriteDatabaseFile(dir / kMapFileName, one, MapCodec()), 0);
     const std::string shortBytes = EncodeMaps(one);
     EXPECT_EQ(ReadFile(dir / kMapFileName), shortBytes + old.substr(shortBytes.size()));
     const CMapLoad load = LoadMapDatabase(dir.m_path);
@@ -145,7 +145,7 @@ TEST(MapDatabaseFile, WorldmapStandsInUntilTheFirstSave)
     ASSERT_EQ(load.maps.size(), 1u);
 
     load.maps.push_back(Example());
-    ASSERT_EQ(SaveMapDatabase(dir.m_path, load.maps), 0);
+    ASSERT_EQ(WriteDatabaseFile(dir / kMapFileName, load.maps, MapCodec()), 0);
     EXPECT_EQ(ReadFile(primary), EncodeMaps(load.maps));
     EXPECT_EQ(ReadFile(world), worldBytes);
     EXPECT_EQ(LoadMapDatabase(dir.m_path).path, primary);

@@ -10,6 +10,7 @@
 #include <limits>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace
@@ -30,6 +31,16 @@ CMapInfo Example()
     map.m_pairs[1].m_position = CGeoPosition(47.0, 12.0, 0.0);
     map.Calibrate();
     return map;
+}
+
+// The track of a whole log, fed in one piece.
+std::vector<CTrackPoint> TrackFromLog(std::string_view bytes, const CMapInfo &map,
+                                      bool colourReception, CRgb markerColour,
+                                      GnssMode mode = GnssMode::GpsOnly)
+{
+    CTrackReader reader(map, colourReception, markerColour, mode);
+    reader.Feed(bytes);
+    return reader.TakePoints();
 }
 
 std::string Gga(const std::string &position, const char *used = "05")
@@ -143,7 +154,7 @@ TEST(TrackLoader, PiecesAndFilesReadAlike)
         CTrackReader reader(map, true, kMarker);
         for (std::size_t at = 0; at < log.size(); at += piece)
             reader.Feed(std::string_view(log).substr(at, piece));
-        EXPECT_EQ(reader.GetPoints(), whole);
+        EXPECT_EQ(reader.TakePoints(), whole);
     }
 
     CTempDir dir;

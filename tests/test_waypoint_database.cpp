@@ -213,7 +213,7 @@ TEST(WaypointDatabaseFile, WorldpointsStandInUntilTheFirstSave)
 
     CWaypointList edited = load.waypoints;
     edited.insert(edited.begin(), Named("new"));
-    ASSERT_EQ(SaveWaypointDatabase(dir.m_path, edited), 0);
+    ASSERT_EQ(WriteDatabaseFile(dir / kWaypointFileName, edited, WaypointCodec()), 0);
     EXPECT_EQ(ReadFile(primary), EncodeWaypoints(edited));
     EXPECT_EQ(ReadFile(world), worldBytes);
     EXPECT_EQ(LoadWaypointDatabase(dir.m_path).path, primary);
@@ -231,15 +231,17 @@ TEST(WaypointDatabaseFile, SaveOverAnOldFile)
     // fails after any number of bytes leaves the old file and no temporary one.
     CTempDir dir;
     const CWaypointList five = MakeList(5), two(five.begin() + 3, five.end());
-    ASSERT_EQ(SaveWaypointDatabase(dir.m_path, five), 0);
+    ASSERT_EQ(WriteDatabaseFile(dir / kWaypointFileName, five, WaypointCodec()), 0);
     const std::string old = ReadFile(dir / kWaypointFileName);
     for (std::size_t n = 0; n < old.size(); ++n) {
         const CWriteFault fault{n, n % 2 ? ENOSPC : EIO};
-        ASSERT_EQ(SaveWaypointDatabase(dir.m_path, two, &fault), fault.error) << n;
+        ASSERT_EQ(WriteDatabaseFile(dir / kWaypointFileName, two, WaypointCodec(), &fault),
+                  fault.error)
+            << n;
         ASSERT_EQ(ReadFile(dir / kWaypointFileName), old) << n;
         ASSERT_EQ(Count(dir.m_path), 1) << n;
     }
-    ASSERT_EQ(SaveWaypointDatabase(dir.m_path, two), 0);
+    ASSERT_EQ(WriteDatabaseFile(dir / kWaypointFileName, two, WaypointCodec()), 0);
     const std::string shortBytes = EncodeWaypoints(two);
     EXPECT_EQ(ReadFile(dir / kWaypointFileName), shortBytes + old.substr(shortBytes.size()));
     const CWaypointLoad load = LoadWaypointDatabase(dir.m_path);
@@ -251,11 +253,11 @@ TEST(WaypointDatabaseFile, ModeAndSymlinkKept)
     CTempDir dir;
     const std::string file = dir / kWaypointFileName;
     const mode_t mask = ::umask(027);
-    ASSERT_EQ(SaveWaypointDatabase(dir.m_path, MakeList(1)), 0);
+    ASSERT_EQ(WriteDatabaseFile(dir / kWaypointFileName, MakeList(1), WaypointCodec()), 0);
     ::umask(mask);
     EXPECT_EQ(fs::status(file).permissions(), fs::perms(0640)) << "a new file: 0666 less umask";
     ASSERT_EQ(::chmod(file.c_str(), 0604), 0);
-    ASSERT_EQ(SaveWaypointDatabase(dir.m_path, MakeList(2)), 0);
+    ASSERT_EQ(WriteDatabaseFile(dir / kWaypointFileName, MakeList(2), WaypointCodec()), 0);
     EXPECT_EQ(fs::status(file).permissions(), fs::perms(0604)) << "an old file's mode is kept";
 
     // Through a relative link to a file, and through one whose file does not exist yet.
@@ -265,7 +267,7 @@ TEST(WaypointDatabaseFile, ModeAndSymlinkKept)
         SCOPED_TRACE(target);
         ASSERT_EQ(::unlink(file.c_str()), 0);
         ASSERT_EQ(::symlink(target, file.c_str()), 0);
-        ASSERT_EQ(SaveWaypointDatabase(dir.m_path, MakeList(1)), 0);
+        ASSERT_EQ(WriteDatabaseFile(dir / kWaypointFileName, MakeList(1), WaypointCodec()), 0);
         EXPECT_TRUE(fs::is_symlink(file));
         EXPECT_EQ(ReadFile(dir / target), EncodeWaypoints(MakeList(1)));
     }
@@ -277,10 +279,10 @@ TEST(WaypointDatabaseFile, ReadOnlyFolderRefusesTheSave)
     if (::geteuid() == 0)
         GTEST_SKIP() << "root writes into read-only folders";
     CTempDir dir;
-    ASSERT_EQ(SaveWaypointDatabase(dir.m_path, MakeList(2)), 0);
+    ASSERT_EQ(WriteDatabaseFile(dir / kWaypointFileName, MakeList(2), WaypointCodec()), 0);
     const std::string old = ReadFile(dir / kWaypointFileName);
     ASSERT_EQ(::chmod(dir.m_path.c_str(), 0500), 0);
-    EXPECT_EQ(SaveWaypointDatabase(dir.m_path, MakeList(5)), EACCES);
+    EXPECT_EQ(WriteDatabaseFile(dir / kWaypointFileName, MakeList(5), WaypointCodec()), EACCES);
     ::chmod(dir.m_path.c_str(), 0700);
     EXPECT_EQ(ReadFile(dir / kWaypointFileName), old);
     EXPECT_EQ(Count(dir.m_path), 1);
@@ -308,11 +310,12 @@ TEST(WaypointDatabaseFile, FullFileSystemKeepsTheOldFile)
             if (::mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0
                 || ::mount("tmpfs", dir.m_path.c_str(), "tmpfs", 0, "size=64k") != 0)
                 return std::string("skip: mount: ") + std::strerror(errno);
-            if (SaveWaypointDatabase(dir.m_path, MakeList(2)) != 0)
+            if (WriteDatabaseFile(dir / kWaypointFileName, MakeList(2), WaypointCodec()) != 0)
                 return "first save failed";
             const std::string old = ReadFile(dir / kWaypointFileName);
             WriteFile(dir / "filler", std::string(64 << 10, 'f')); // as much as fits
-            const int error = SaveWaypointDatabase(dir.m_path, MakeList(200));
+            const int error =
+                WriteDatabaseFile(dir / kWaypointFileName, MakeList(200), WaypointCodec());
             if (error != ENOSPC || ReadFile(dir / kWaypointFileName) != old
                 || Count(dir.m_path) != 2)
                 return "save gave " + std::to_string(error) + ", old file or folder changed";

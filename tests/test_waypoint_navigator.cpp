@@ -83,20 +83,23 @@ TEST(WaypointNavigator, OneAlertPerApproach)
         }
     }
 
-    // A radius of 0 never alerts, even on the spot, and resets the approach.
+    // A radius of 0 never alerts, even on the spot, and resets the approach: back on the first
+    // target, still on it, the alarm sounds again.
     ASSERT_TRUE(nav.SelectTarget(1, list.size()));
     EXPECT_FALSE(nav.CheckProximity(CGeoPosition(50.0, 8.0, 0.0), list));
-    EXPECT_FALSE(nav.IsAlerted());
+    ASSERT_TRUE(nav.SelectTarget(0, list.size()));
+    EXPECT_TRUE(nav.CheckProximity(CGeoPosition(10.0, 10.0, 0.0), list));
 }
 
 TEST(WaypointNavigator, SelectOutsideTheListKeepsTheTarget)
 {
+    const CWaypointList list = {At(1.0, 1.0), At(2.0, 2.0), At(3.0, 3.0)};
     CWaypointNavigator nav;
-    ASSERT_TRUE(nav.SelectTarget(1, 3));
+    ASSERT_TRUE(nav.SelectTarget(1, list.size()));
     for (const int index : {-1, 3, 1000}) {
-        EXPECT_FALSE(nav.SelectTarget(index, 3));
-        EXPECT_EQ(nav.GetTarget(), 1u);
+        EXPECT_FALSE(nav.SelectTarget(index, list.size()));
+        EXPECT_EQ(nav.GetTargetWaypoint(list), &list[1]);
     }
     nav.ClearTarget();
-    EXPECT_FALSE(nav.GetTarget());
+    EXPECT_EQ(nav.GetTargetWaypoint(list), nullptr);
 }

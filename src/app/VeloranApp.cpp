@@ -26,6 +26,7 @@
 #include <ctime>
 #include <fcntl.h>
 #include <memory>
+#include <optional>
 #include <sys/socket.h>
 #include <thread>
 #include <unistd.h>
@@ -226,6 +227,198 @@ void TellSettingsProblem(QWidget *parent)
                  QMessageBox::Warning, QString::fromStdString(problem)});
 }
 
+// The options after --help and --version, in the order the help lists them.
+struct COptionText {
+    const char *name;
+    const char *description;
+    const char *valueName = nullptr; ///< for an option that takes a value
+};
+constexpr COptionText kOptionTexts[] = {
+    {"demo", "Replay the bundled demo log."},
+    {"replay", "Replay an NMEA log.", "FILE"},
+    {"replay-delay",
+     "Pause before each epoch while replaying (1000 = real time, 0 = as fast as possible).", "MS"},
+    {"port", "Serial device of the receiver for this run.", "DEVICE"},
+    {"connect", "Open the port at start."},
+    {"record", "Record the received lines into FILE.", "FILE"},
+    {"page", "Page to show: dashboard, map, list, data, or the digital dashboard.", "PAGE"},
+    {"screenshot", "Write a PNG of the window when the replay ends (or after 5 s live), then quit.",
+     "FILE"},
+    {"quit-after-replay", "Quit when the replay ends."},
+    {"config-dir", "Directory of the settings file.", "DIR"},
+    {"data-dir", "Directory of the data files.", "DIR"},
+    {"gnss",
+     "Satellite systems for this run: all, or gps for GPS only (exact). The stored choice stays.",
+     "all|gps"},
+};
+// The start-up benchmark's, left out of the help.
+constexpr COptionText kStartupProbe = {"startup-probe",
+                                       "Print the time to the first paint and quit."};
+
+QCommandLineOption MakeOption(const COptionText &text)
+{
+    return QCommandLineOption(QLatin1String(text.name), QLatin1String(text.description),
+                              text.valueName != nullptr ? QLatin1String(text.valueName)
+                                                        : QString());
+}
+
+// The values of a parsed command line; the exit status of a bad one.
+std::optional<int> ReadOptions(const QCommandLineParser &parser, CStartOptions &options)
+{
+    const auto isSet = [&parser](const char *name) { return parser.isSet(QLatin1String(name)); };
+    const auto value = [&parser](const char *name) { return parser.value(QLatin1String(name)); };
+    options.demo = isSet("demo");
+    options.replay = value("replay");
+    if (isSet("replay-delay")) {
+        bool ok = false;
+        const uint delay = value("replay-delay").toUInt(&ok);
+        if (!ok || delay > 60000)
+            return Fail(QStringLiteral("--replay-delay wants milliseconds from 0 to 60000"));
+        options.replayDelay = delay;
+    }
+    options.port = value("port");
+    options.connect = isSet("connect");
+    options.record = value("record");
+    if (isSet("page")) {
+        options.page = PageNamed(value("page"));
+        if (options.page < 0)
+            return Fail(QStringLiteral("--page wants dashboard, map, list, data or digital"));
+    }
+    if (isSet("gnss")) {
+        options.gnss = GnssModeFromName(value("gnss").toStdString());
+        if (!options.gnss)
+            return Fail(QStringLiteral("--gnss wants all or gps"));
+    }
+    options.screenshot = value("screenshot");
+    options.quitAfterReplay = isSet("quit-after-replay");
+    options.configDir = value("config-dir");
+    options.dataDir = value("data-dir");
+    options.startupProbe = isSet(kStartupProbe.name);
+    if ((!options.replay.isEmpty() || options.demo) && options.connect)
+        return Fail(QStringLiteral("--connect and a replay cannot run together"));
+    return std::nullopt;
+}
+
+// Read before QApplication, which needs a display: help, version and a bad command line are
+// answered without one. The exit status when the program ends here, else nothing.
+std::optional<int> ParseCommandLine(int argc, char **argv, CStartOptions &options)
+{
+    QCommandLineParser parser;
+    parser.setApplicationDescription(QStringLiteral("GPS dashboard for NMEA 0183 receivers."));
+    parser.addHelpOption();
+    parser.addVersionOption();
+    for (const COptionText &text : kOptionTexts)
+        parser.addOption(MakeOption(text));
+    QCommandLineOption startupProbe = MakeOption(kStartupProbe);
+    startupProbe.setFlags(QCommandLineOption::HiddenFromHelp);
+    parser.addOption(startupProbe);
+    QStringList arguments;
+    for (int i = 0; i < argc; ++i)
+        arguments << QString::fromLocal8Bit(argv[i]);
+    if (!parser.parse(WithoutToolkitOptions(arguments)))
+        return Fail(parser.errorText() + QStringLiteral(" (try --help)"));
+    if (parser.isSet(QStringLiteral("help"))
+        || parser.optionNames().contains(QStringLiteral("help-all"))) {
+        std::fputs(qPrintable(parser.helpText().replace(QStringLiteral("<executable_name>"),
+                                                        QStringLiteral("veloran"))),
+                   stdout);
+        return std::fflush(stdout) == 0 && !std::ferror(stdout) ? 0 : 1;
+    }
+    if (parser.isSet(QStringLiteral("version"))) {
+        std::printf("veloran %s\n", VELORAN_VERSION);
+        return std::fflush(stdout) == 0 && !std::ferror(stdout) ? 0 : 1;
+    }
+    if (!parser.positionalArguments().isEmpty())
+        return Fail(QStringLiteral("unexpected argument '%1' (try --help)")
+                        .arg(parser.positionalArguments().first()));
+    for (const char *name : {"replay", "port", "record", "screenshot", "config-dir", "data-dir",
+                             "page", "replay-delay", "gnss"}) {
+        if (parser.values(QLatin1String(name)).contains(QString()))
+            return Fail(QStringLiteral("--%1 needs a value").arg(QLatin1String(name)));
+    }
+    return ReadOptions(parser, options);
+}
+
+// Set up before any source opens: the demo, a replay, auto-connect when the window shows.
+std::unique_ptr<CMainFrame> BuildFrame(const CStartOptions &options)
+{
+    auto frame = std::make_unique<CMainFrame>();
+    if (options.gnss)
+        frame->SetGnssModeOverride(*options.gnss);
+    InstallSignalHandlers(*frame);
+    if (options.page >= 0)
+        frame->GetSheet()->setCurrentIndex(options.page == kDigitalDashboard ? kPageDashboard
+                                                                             : options.page);
+    if (!options.port.isEmpty())
+        frame->SetPortOverride(options.port);
+    if (options.replayDelay)
+        frame->SetReplayDelay(*options.replayDelay);
+    if (!options.replay.isEmpty() || options.connect)
+        frame->SuppressAutoConnect();
+    return frame;
+}
+
+void TakeScreenshot(CMainFrame &frame, const QString &file)
+{
+    // Pages repaint on a short timer of their own; let the last lines reach the screen.
+    QTimer::singleShot(kScreenshotSettleMs, &frame, [&frame, file] {
+        QWidget *shown =
+            frame.GetDigitalDashboard() != nullptr && frame.GetDigitalDashboard()->isVisible()
+                ? static_cast<QWidget *>(frame.GetDigitalDashboard())
+                : &frame;
+        if (!shown->grab().save(file, "PNG"))
+            ShowError(&frame, QStringLiteral("Cannot write the screenshot."), file);
+        frame.RunCommand(kCmdQuit);
+    });
+}
+
+// The end of a replay takes the screenshot or quits, when asked to.
+void ConnectReplayEnd(CMainFrame &frame, const CStartOptions &options)
+{
+    QObject::connect(&frame, &CMainFrame::SourceEnded, &frame, [&frame, &options](bool wasReplay) {
+        if (!wasReplay)
+            return;
+        if (!options.screenshot.isEmpty())
+            TakeScreenshot(frame, options.screenshot);
+        else if (options.quitAfterReplay)
+            frame.RunCommand(kCmdQuit);
+    });
+}
+
+// The recording is opened only once its source is, so a failed start leaves an older file
+// alone.
+void OpenSource(CMainFrame &frame, const CStartOptions &options)
+{
+    TellSettingsProblem(&frame);
+    bool sourceOpen = true;
+    if (!options.replay.isEmpty())
+        sourceOpen = frame.ReplayFile(options.replay);
+    else if (options.connect)
+        sourceOpen = frame.OpenPort();
+    else if (frame.WillAutoConnect()) // it has run by now
+        sourceOpen = frame.GetSource().IsOpen();
+    if (!sourceOpen) {
+        if (!options.record.isEmpty())
+            std::fprintf(stderr, "veloran: not recording to %s: no data source\n",
+                         qPrintable(options.record));
+        if (IsUnattended())
+            frame.RunCommand(kCmdQuit);
+        return;
+    }
+    if (!options.record.isEmpty()) {
+        if (!frame.CreateLog(options.record)) {
+            frame.RunCommand(kCmdQuit);
+            return;
+        }
+        if (frame.GetLog().GetReplacedBytes() > 0)
+            std::fprintf(stderr, "veloran: recording to %s replaces its %lld bytes\n",
+                         qPrintable(options.record), frame.GetLog().GetReplacedBytes());
+    }
+    if (options.replay.isEmpty() && !options.screenshot.isEmpty())
+        QTimer::singleShot(kLiveScreenshotMs, &frame,
+                           [&frame, file = options.screenshot] { TakeScreenshot(frame, file); });
+}
+
 } // namespace
 
 QString CVeloranApp::DemoLogPath()
@@ -247,196 +440,30 @@ int CVeloranApp::Run(int argc, char **argv)
     std::signal(SIGXFSZ, SIG_IGN);
     QCoreApplication::setApplicationName(QStringLiteral("veloran"));
     QCoreApplication::setApplicationVersion(QStringLiteral(VELORAN_VERSION));
-
-    // Read before QApplication, which needs a display: help, version and a bad command line
-    // are answered without one.
-    QCommandLineParser parser;
-    parser.setApplicationDescription(QStringLiteral("GPS dashboard for NMEA 0183 receivers."));
-    parser.addHelpOption();
-    parser.addVersionOption();
-    const QCommandLineOption demo(QStringLiteral("demo"),
-                                  QStringLiteral("Replay the bundled demo log."));
-    const QCommandLineOption replay(QStringLiteral("replay"), QStringLiteral("Replay an NMEA log."),
-                                    QStringLiteral("FILE"));
-    const QCommandLineOption replayDelay(
-        QStringLiteral("replay-delay"),
-        QStringLiteral(
-            "Pause before each epoch while replaying (1000 = real time, 0 = as fast as possible)."),
-        QStringLiteral("MS"));
-    const QCommandLineOption port(QStringLiteral("port"),
-                                  QStringLiteral("Serial device of the receiver for this run."),
-                                  QStringLiteral("DEVICE"));
-    const QCommandLineOption connect(QStringLiteral("connect"),
-                                     QStringLiteral("Open the port at start."));
-    const QCommandLineOption record(QStringLiteral("record"),
-                                    QStringLiteral("Record the received lines into FILE."),
-                                    QStringLiteral("FILE"));
-    const QCommandLineOption page(
-        QStringLiteral("page"),
-        QStringLiteral("Page to show: dashboard, map, list, data, or the digital dashboard."),
-        QStringLiteral("PAGE"));
-    const QCommandLineOption screenshot(
-        QStringLiteral("screenshot"),
-        QStringLiteral(
-            "Write a PNG of the window when the replay ends (or after 5 s live), then quit."),
-        QStringLiteral("FILE"));
-    const QCommandLineOption quitAfterReplay(QStringLiteral("quit-after-replay"),
-                                             QStringLiteral("Quit when the replay ends."));
-    const QCommandLineOption configDir(QStringLiteral("config-dir"),
-                                       QStringLiteral("Directory of the settings file."),
-                                       QStringLiteral("DIR"));
-    const QCommandLineOption dataDir(QStringLiteral("data-dir"),
-                                     QStringLiteral("Directory of the data files."),
-                                     QStringLiteral("DIR"));
-    const QCommandLineOption gnss(
-        QStringLiteral("gnss"),
-        QStringLiteral("Satellite systems for this run: all, or gps for GPS only (exact). The "
-                       "stored choice stays."),
-        QStringLiteral("all|gps"));
-    QCommandLineOption startupProbe(QStringLiteral("startup-probe"),
-                                    QStringLiteral("Print the time to the first paint and quit."));
-    startupProbe.setFlags(QCommandLineOption::HiddenFromHelp);
-    parser.addOptions({demo, replay, replayDelay, port, connect, record, page, screenshot,
-                       quitAfterReplay, configDir, dataDir, gnss, startupProbe});
-    QStringList arguments;
-    for (int i = 0; i < argc; ++i)
-        arguments << QString::fromLocal8Bit(argv[i]);
-    if (!parser.parse(WithoutToolkitOptions(arguments)))
-        return Fail(parser.errorText() + QStringLiteral(" (try --help)"));
-    if (parser.isSet(QStringLiteral("help"))
-        || parser.optionNames().contains(QStringLiteral("help-all"))) {
-        std::fputs(qPrintable(parser.helpText().replace(QStringLiteral("<executable_name>"),
-                                                        QStringLiteral("veloran"))),
-                   stdout);
-        return std::fflush(stdout) == 0 && !std::ferror(stdout) ? 0 : 1;
-    }
-    if (parser.isSet(QStringLiteral("version"))) {
-        std::printf("veloran %s\n", VELORAN_VERSION);
-        return std::fflush(stdout) == 0 && !std::ferror(stdout) ? 0 : 1;
-    }
-    if (!parser.positionalArguments().isEmpty())
-        return Fail(QStringLiteral("unexpected argument '%1' (try --help)")
-                        .arg(parser.positionalArguments().first()));
-    for (const QCommandLineOption *option :
-         {&replay, &port, &record, &screenshot, &configDir, &dataDir, &page, &replayDelay, &gnss}) {
-        if (parser.values(*option).contains(QString()))
-            return Fail(QStringLiteral("--%1 needs a value").arg(option->names().first()));
-    }
-
     CStartOptions options;
-    options.demo = parser.isSet(demo);
-    options.replay = parser.value(replay);
-    if (parser.isSet(replayDelay)) {
-        bool ok = false;
-        const uint delay = parser.value(replayDelay).toUInt(&ok);
-        if (!ok || delay > 60000)
-            return Fail(QStringLiteral("--replay-delay wants milliseconds from 0 to 60000"));
-        options.replayDelay = delay;
-    }
-    options.port = parser.value(port);
-    options.connect = parser.isSet(connect);
-    options.record = parser.value(record);
-    if (parser.isSet(page)) {
-        options.page = PageNamed(parser.value(page));
-        if (options.page < 0)
-            return Fail(QStringLiteral("--page wants dashboard, map, list, data or digital"));
-    }
-    if (parser.isSet(gnss)) {
-        options.gnss = GnssModeFromName(parser.value(gnss).toStdString());
-        if (!options.gnss)
-            return Fail(QStringLiteral("--gnss wants all or gps"));
-    }
-    options.screenshot = parser.value(screenshot);
-    options.quitAfterReplay = parser.isSet(quitAfterReplay);
-    if ((!options.replay.isEmpty() || options.demo) && options.connect)
-        return Fail(QStringLiteral("--connect and a replay cannot run together"));
+    if (const std::optional<int> status = ParseCommandLine(argc, argv, options))
+        return *status;
 
     // Nobody is there to click a box away: errors go to standard error and the exit status.
     SetUnattended(options.quitAfterReplay || !options.screenshot.isEmpty());
-
     QApplication app(argc, argv);
     QApplication::setApplicationDisplayName(QStringLiteral("Veloran"));
     QApplication::setDesktopFileName(QStringLiteral("veloran"));
     if (options.demo && options.replay.isEmpty())
         options.replay = DemoLogPath(); // found beside the program
+    CSettingsKey::SetConfigDirectory(options.configDir.toStdString());
+    SetDataDirectory(options.dataDir);
 
-    CSettingsKey::SetConfigDirectory(parser.value(configDir).toStdString());
-    SetDataDirectory(parser.value(dataDir));
-
-    auto frame = std::make_unique<CMainFrame>();
-    // Before any source opens: the demo, a replay, auto-connect when the window shows.
-    if (options.gnss)
-        frame->SetGnssModeOverride(*options.gnss);
-    InstallSignalHandlers(*frame);
-    if (options.page >= 0)
-        frame->GetSheet()->setCurrentIndex(options.page == kDigitalDashboard ? kPageDashboard
-                                                                             : options.page);
-    if (!options.port.isEmpty())
-        frame->SetPortOverride(options.port);
-    if (options.replayDelay)
-        frame->SetReplayDelay(*options.replayDelay);
-    if (!options.replay.isEmpty() || options.connect)
-        frame->SuppressAutoConnect();
-
-    auto takeScreenshot = [&frame, file = options.screenshot] {
-        // Pages repaint on a short timer of their own; let the last lines reach the screen.
-        QTimer::singleShot(kScreenshotSettleMs, frame.get(), [&frame, file] {
-            QWidget *shown =
-                frame->GetDigitalDashboard() != nullptr && frame->GetDigitalDashboard()->isVisible()
-                    ? static_cast<QWidget *>(frame->GetDigitalDashboard())
-                    : frame.get();
-            if (!shown->grab().save(file, "PNG"))
-                ShowError(frame.get(), QStringLiteral("Cannot write the screenshot."), file);
-            frame->RunCommand(kCmdQuit);
-        });
-    };
-    QObject::connect(frame.get(), &CMainFrame::SourceEnded, frame.get(),
-                     [&, takeScreenshot](bool wasReplay) {
-                         if (!wasReplay)
-                             return;
-                         if (!options.screenshot.isEmpty())
-                             takeScreenshot();
-                         else if (options.quitAfterReplay)
-                             frame->RunCommand(kCmdQuit);
-                     });
-
+    std::unique_ptr<CMainFrame> frame = BuildFrame(options);
+    ConnectReplayEnd(*frame, options);
     CFirstPaintProbe probe(started);
-    if (parser.isSet(startupProbe))
+    if (options.startupProbe)
         frame->GetSheet()->currentWidget()->installEventFilter(&probe);
     frame->show();
     if (options.page == kDigitalDashboard)
         frame->RunCommand(kCmdDigitalDashboard);
-    // Opening a source waits for the window, so a box about it has a window to sit on; the
-    // recording is opened only once its source is, so a failed start leaves an older file alone.
-    QTimer::singleShot(0, frame.get(), [&, takeScreenshot] {
-        TellSettingsProblem(frame.get());
-        bool sourceOpen = true;
-        if (!options.replay.isEmpty())
-            sourceOpen = frame->ReplayFile(options.replay);
-        else if (options.connect)
-            sourceOpen = frame->OpenPort();
-        else if (frame->WillAutoConnect()) // it has run by now
-            sourceOpen = frame->GetSource().IsOpen();
-        if (!sourceOpen) {
-            if (!options.record.isEmpty())
-                std::fprintf(stderr, "veloran: not recording to %s: no data source\n",
-                             qPrintable(options.record));
-            if (IsUnattended())
-                frame->RunCommand(kCmdQuit);
-            return;
-        }
-        if (!options.record.isEmpty()) {
-            if (!frame->CreateLog(options.record)) {
-                frame->RunCommand(kCmdQuit);
-                return;
-            }
-            if (frame->GetLog().GetReplacedBytes() > 0)
-                std::fprintf(stderr, "veloran: recording to %s replaces its %lld bytes\n",
-                             qPrintable(options.record), frame->GetLog().GetReplacedBytes());
-        }
-        if (options.replay.isEmpty() && !options.screenshot.isEmpty())
-            QTimer::singleShot(kLiveScreenshotMs, frame.get(), takeScreenshot);
-    });
+    // Opening a source waits for the window, so a box about it has a window to sit on.
+    QTimer::singleShot(0, frame.get(), [&frame, &options] { OpenSource(*frame, options); });
     const int status = QApplication::exec();
     frame.reset(); // closes the log: a last write failure counts too
     const int result = status == 0 && IsUnattended() && GetErrorCount() > 0 ? 1 : status;

@@ -20,6 +20,7 @@ struct CStartOptions {
     QString configDir;
     QString dataDir;
     std::optional<GnssMode> gnss; ///< for this run, instead of the stored choice
+    bool startupProbe = false;
 };
 
 /// Start-up and the life of the process: the command line, the settings and data locations, the

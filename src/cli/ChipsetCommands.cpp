@@ -1,10 +1,10 @@
 #include "Cli.h"
+#include "CliArguments.h"
 #include "receiver/PortWrite.h"
 #include "receiver/SerialPort.h"
 #include "receiver/SerialSettings.h"
 #include "receiver/SirfCommands.h"
 
-#include <charconv>
 #include <cmath>
 #include <cstdio>
 #include <ctime>
@@ -37,12 +37,6 @@ struct COptions {
     std::optional<std::time_t> time; // a fixed clock, for tests
 };
 
-template <typename T> bool ParseInteger(std::string_view text, T &value)
-{
-    const auto [ptr, ec] = std::from_chars(text.data(), text.data() + text.size(), value);
-    return !text.empty() && ec == std::errc() && ptr == text.data() + text.size();
-}
-
 // 0 when parsed; else the exit status of the usage error already reported.
 int ParseOptions(const std::vector<std::string_view> &args, COptions &options)
 {
@@ -51,27 +45,26 @@ int ParseOptions(const std::vector<std::string_view> &args, COptions &options)
     options.command = std::string(args.front());
     if (options.command != "rates" && options.command != "hotstart")
         return UsageError("sirf: unknown command '" + options.command + "' (rates or hotstart)");
-    for (std::size_t i = 1; i < args.size(); ++i) {
-        const std::string_view a = args[i];
-        const bool isOption = a == "--port" || a == "--baud" || a == "--time";
-        if (isOption && (i + 1 == args.size() || args[i + 1].empty()))
-            return UsageError("sirf: " + std::string(a) + " needs a value");
-        if (a == "--port") {
-            options.device = DevicePathForPort(args[++i]);
-        } else if (a == "--baud") {
-            if (!ParseInteger(args[++i], options.baudRate) || options.baudRate <= 0)
-                return UsageError("sirf: bad baud rate '" + std::string(args[i]) + "'");
-        } else if (a == "--time") {
-            long long seconds = 0;
-            if (!ParseInteger(args[++i], seconds))
-                return UsageError("sirf: bad time '" + std::string(args[i]) + "'");
-            options.time = static_cast<std::time_t>(seconds);
-        } else if (a.size() > 1 && a.front() == '-' && !(a[1] >= '0' && a[1] <= '9')) {
-            return UsageError("sirf: unknown option '" + std::string(a) + "'");
-        } else {
-            options.positional.push_back(a);
-        }
-    }
+    const CCliSyntax syntax{
+        .command = "sirf",
+        .options = {{"--port", "a value",
+                     [&](std::string_view value, std::string &) {
+                         options.device = DevicePathForPort(value);
+                         return true;
+                     }},
+                    IntegerOption<int>("--baud", "a value", options.baudRate, "sirf: bad baud rate",
+                                       1),
+                    IntegerOption<long long>("--time", "a value", options.time, "sirf: bad time")},
+        // A negative number is a latitude or longitude.
+        .isOption =
+            [](std::string_view a) { return LooksLikeOption(a) && !(a[1] >= '0' && a[1] <= '9'); },
+        .operand =
+            [&](std::string_view a) {
+                options.positional.push_back(a);
+                return kExitOk;
+            }};
+    if (const std::optional<int> status = ReadArguments(args, 1, syntax))
+        return *status;
     if (options.device.empty())
         return UsageError("sirf " + options.command + ": missing --port DEVICE");
     const std::size_t wanted = options.command == "hotstart" ? 2 : 0;
@@ -85,11 +78,8 @@ int ParseOptions(const std::vector<std::string_view> &args, COptions &options)
 
 int RunSirf(const std::vector<std::string_view> &args)
 {
-    for (std::string_view a : args)
-        if (IsHelp(a)) {
-            std::fputs(kSirfHelp, stdout);
-            return kExitOk;
-        }
+    if (PrintHelpIfAsked(args, kSirfHelp))
+        return kExitOk;
     COptions options;
     if (const int status = ParseOptions(args, options); status != kExitOk)
         return status;

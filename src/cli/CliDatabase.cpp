@@ -38,3 +38,17 @@ int WriteReport(const std::string &text)
     }
     return kExitOk;
 }
+
+std::vector<CCliOption> DatabaseOptions(CDatabaseChoice &where)
+{
+    return {TextOption("--db", "a file name", where.db),
+            TextOption("--data-dir", "a directory", where.dataDir)};
+}
+
+std::string OneLine(std::string text)
+{
+    for (char &c : text)
+        if (static_cast<unsigned char>(c) < 0x20)
+            c = ' ';
+    return text;
+}

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Cli.h"
+#include "CliArguments.h"
 #include "storage/DatabaseFile.h"
 
 #include <cstdio>
@@ -8,6 +9,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 /// True when nothing is at `path` (as opposed to something that does not read).
 bool IsMissing(const std::string &path);
@@ -16,17 +18,26 @@ int FileError(const char *what, const std::string &path, const std::string &reas
 /// The data directory of --data-dir, VELORAN_DATA_DIR or the default, as a local path.
 std::string CliDataDirectory(const std::optional<std::string> &dataDir);
 
+/// Where a command's database is: `--db FILE`, `--data-dir DIR` or neither.
+struct CDatabaseChoice {
+    std::optional<std::string> db;
+    std::optional<std::string> dataDir;
+};
+/// The options --db and --data-dir.
+std::vector<CCliOption> DatabaseOptions(CDatabaseChoice &where);
+
 /// What tells the waypoint and the map database apart for the commands that open one.
 template <class Load, class List> struct CDatabaseKind {
-    const char *noun; ///< "waypoint", "map"
     const char *fileName;
     const char *fallbackName; ///< read while fileName is missing, never written
     Load (*loadFile)(const std::string &);
-    Load (*loadDatabase)(const std::string &);
     List Load::*items;
     const CDatabaseCodec<typename List::value_type> &(*codec)();
     const char *limits; ///< what the reader accepts, in words
 };
+
+/// A text on one line, whatever it holds: control characters become blanks.
+std::string OneLine(std::string text);
 
 /// Writes what a command reports and checks that it arrived, so that a full or closed output
 /// stops the command before it changes anything. 0 or the exit status.
@@ -48,14 +59,13 @@ public:
     /// stays locked against other programs' saves until this one is done. A damaged file is
     /// reported; a `listing` shows what was read of it, the others stop, so that no partial list
     /// is ever written over it or passes for the whole. Returns 0 or the exit status.
-    int Open(const std::optional<std::string> &db, const std::optional<std::string> &dataDir,
-             bool creating, bool listing)
+    int Open(const CDatabaseChoice &where, bool creating, bool listing)
     {
         Load load;
-        if (db) {
-            m_path = *db;
+        if (where.db) {
+            m_path = *where.db;
         } else {
-            m_directory = CliDataDirectory(dataDir);
+            m_directory = CliDataDirectory(where.dataDir);
             m_path = m_directory + '/' + m_kind.fileName;
         }
         if (creating) {
@@ -63,7 +73,7 @@ public:
             if (m_lock->GetError() != 0)
                 return FileError("cannot lock", m_path, std::strerror(m_lock->GetError()));
         }
-        if (db) {
+        if (where.db) {
             load = m_kind.loadFile(m_path);
             if (!load.opened && creating && IsMissing(m_path))
                 return kExitOk;
@@ -71,7 +81,8 @@ public:
                 return Error(load);
         } else {
             const std::string fallback = m_directory + '/' + m_kind.fallbackName;
-            load = m_kind.loadDatabase(m_directory);
+            load = LoadFirstDatabase<Load>(m_directory, {m_kind.fileName, m_kind.fallbackName},
+                                           m_kind.loadFile);
             const bool primaryMissing = IsMissing(m_path);
             if (!load.opened && creating && primaryMissing && IsMissing(fallback))
                 return kExitOk;
@@ -125,7 +136,7 @@ private:
     // A load's failure; its detail names the file already.
     int Error(const Load &load) const
     {
-        std::fprintf(stderr, "veloran-cli: cannot read the %s database: %s\n", m_kind.noun,
+        std::fprintf(stderr, "veloran-cli: cannot read the %s database: %s\n", m_kind.codec().noun,
                      load.detail.c_str());
         return kExitFile;
     }

@@ -1,10 +1,10 @@
 #include "Cli.h"
+#include "CliArguments.h"
 #include "base/GeoPosition.h"
 #include "geo/CoordinateFormat.h"
 #include "geo/CoordinateRange.h"
 #include "geo/Distance.h"
 
-#include <cmath>
 #include <cstdio>
 #include <string>
 
@@ -45,11 +45,8 @@ bool ReadPosition(std::string_view latText, std::string_view lonText, CGeoPositi
 
 int RunPosition(const std::vector<std::string_view> &args)
 {
-    for (std::string_view a : args)
-        if (IsHelp(a)) {
-            std::fputs(kPositionHelp, stdout);
-            return kExitOk;
-        }
+    if (PrintHelpIfAsked(args, kPositionHelp))
+        return kExitOk;
     if (args.size() != 2)
         return UsageError("position: expected LAT LON (try 'veloran-cli position --help')");
     CGeoPosition p;
@@ -73,31 +70,26 @@ int RunDistance(const std::vector<std::string_view> &args)
 {
     std::vector<std::string_view> positional;
     UnitSystem units = UnitSystem::Metric;
-    for (std::size_t i = 0; i < args.size(); ++i) {
-        const std::string_view a = args[i];
-        if (IsHelp(a)) {
-            std::fputs(kDistanceHelp, stdout);
-            return kExitOk;
-        }
-        if (a == "--units") {
-            if (++i == args.size())
-                return UsageError("distance: --units needs metric, imperial or nautic");
-            const std::string_view u = args[i];
-            if (u == "metric")
-                units = UnitSystem::Metric;
-            else if (u == "imperial")
-                units = UnitSystem::Imperial;
-            else if (u == "nautic")
-                units = UnitSystem::Nautic;
-            else
-                return UsageError("distance: unknown units '" + std::string(u)
-                                  + "' (metric, imperial or nautic)");
-        } else if (a.size() > 2 && a.substr(0, 2) == "--") {
-            return UsageError("distance: unknown option '" + std::string(a) + "'");
-        } else {
-            positional.push_back(a);
-        }
-    }
+    CCliOption unitsOption =
+        ChoiceOption<UnitSystem>("--units", "metric, imperial or nautic", units,
+                                 {{"metric", UnitSystem::Metric},
+                                  {"imperial", UnitSystem::Imperial},
+                                  {"nautic", UnitSystem::Nautic}},
+                                 "distance: unknown units");
+    unitsOption.takesEmpty = true;
+    const CCliSyntax syntax{
+        .command = "distance",
+        .help = kDistanceHelp,
+        .options = {unitsOption},
+        // Negative numbers are no options.
+        .isOption = [](std::string_view a) { return a.size() > 2 && a.starts_with("--"); },
+        .operand =
+            [&](std::string_view a) {
+                positional.push_back(a);
+                return kExitOk;
+            }};
+    if (const std::optional<int> status = ReadArguments(args, 0, syntax))
+        return *status;
     if (positional.size() != 4)
         return UsageError(
             "distance: expected LAT1 LON1 LAT2 LON2 (try 'veloran-cli distance --help')");

@@ -362,6 +362,14 @@ void AppendJsonReal(std::string &out, double v)
     AppendReal(out, v);
 }
 
+void AppendJsonDegrees(std::string &out, double degrees)
+{
+    if (std::isfinite(degrees))
+        out += FormatC("%.6f", degrees);
+    else
+        out += "null";
+}
+
 void AppendJsonText(std::string &out, std::string_view utf8)
 {
     static constexpr char kHex[] = "0123456789abcdef";

@@ -16,6 +16,10 @@ void AppendTextLine(std::string &out, long long n, int type, const CNMEAParser &
 /// writes them.
 void AppendJsonReal(std::string &out, double v);
 
+/// Degrees with six decimals; null for NaN or infinity, which a database may hold but JSON has
+/// no word for.
+void AppendJsonDegrees(std::string &out, double degrees);
+
 /// UTF-8 text as a JSON string: well-formed sequences as they are, control characters escaped,
 /// each byte that is no UTF-8 as \ufffd.
 void AppendJsonText(std::string &out, std::string_view utf8);

@@ -1,4 +1,5 @@
 #include "Cli.h"
+#include "CliArguments.h"
 #include "CliDatabase.h"
 #include "JsonDump.h"
 #include "base/Numbers.h"
@@ -14,14 +15,11 @@
 #include <QString>
 
 #include <cerrno>
-#include <charconv>
-#include <cmath>
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
 #include <optional>
 #include <string>
-#include <sys/stat.h>
 #include <vector>
 
 namespace
@@ -62,8 +60,7 @@ constexpr CRgb kMarkerColour{255, 255, 0};
 struct COptions {
     std::string command;
     std::vector<std::string> arguments;
-    std::optional<std::string> db;
-    std::optional<std::string> dataDir;
+    CDatabaseChoice where;
     std::optional<std::string> name;
     std::vector<CPositionPair> refs;
     std::optional<std::string> calibration;
@@ -72,13 +69,6 @@ struct COptions {
     GnssMode gnss = GnssMode::AllSystems;
     bool json = false;
 };
-
-bool ParseInt32(std::string_view text, std::int32_t &value)
-{
-    const char *end = text.data() + text.size();
-    const auto [ptr, ec] = std::from_chars(text.data(), end, value);
-    return !text.empty() && ec == std::errc() && ptr == end;
-}
 
 // "A,B" split at its only comma.
 bool SplitComma(std::string_view text, std::string_view &a, std::string_view &b)
@@ -103,9 +93,10 @@ bool ParseRef(std::string_view text, CPositionPair &pair)
     std::string_view x, y, lat, lon;
     double latitude = 0.0, longitude = 0.0;
     if (!SplitComma(text.substr(first + 1, second - first - 1), x, y)
-        || !SplitComma(text.substr(second + 1), lat, lon) || !ParseInt32(x, pair.m_point.x)
-        || !ParseInt32(y, pair.m_point.y) || !ParseNumberArgument(lat, latitude)
-        || !ParseNumberArgument(lon, longitude) || !IsValidCoordinate(latitude, longitude))
+        || !SplitComma(text.substr(second + 1), lat, lon)
+        || !ParseIntegerArgument(x, pair.m_point.x) || !ParseIntegerArgument(y, pair.m_point.y)
+        || !ParseNumberArgument(lat, latitude) || !ParseNumberArgument(lon, longitude)
+        || !IsValidCoordinate(latitude, longitude))
         return false;
     pair.m_name = std::string(text.substr(0, first));
     pair.m_position = CGeoPosition(latitude, longitude, 0.0);
@@ -121,68 +112,52 @@ int ParseOptions(const std::vector<std::string_view> &args, COptions &options)
     const std::string &command = options.command;
     if (command != "list" && command != "add" && command != "locate" && command != "track")
         return UsageError("maps: unknown command '" + command + "' (list, add, locate or track)");
-    for (std::size_t i = 1; i < args.size(); ++i) {
-        const std::string_view a = args[i];
-        const auto value = [&](std::string_view what) -> std::optional<std::string> {
-            if (i + 1 == args.size() || args[i + 1].empty()) {
-                UsageError("maps: " + std::string(a) + " needs " + std::string(what));
-                return std::nullopt;
-            }
-            return std::string(args[++i]);
-        };
-        double number = 0.0;
-        if (a == "--db" || a == "--data-dir") {
-            auto &target = a == "--db" ? options.db : options.dataDir;
-            target = value(a == "--db" ? "a file name" : "a directory");
-            if (!target)
-                return kExitUsage;
-        } else if (a == "--json" && command != "add") {
-            options.json = true;
-        } else if (a == "--name" && command == "add") {
-            options.name = value("a text");
-            if (!options.name)
-                return kExitUsage;
-        } else if (a == "--ref" && command == "add") {
-            const std::optional<std::string> ref = value("NAME:X,Y:LAT,LON");
-            if (!ref)
-                return kExitUsage;
-            CPositionPair pair;
-            if (!ParseRef(*ref, pair))
-                return UsageError("maps add: bad --ref '" + *ref
-                                  + "' (NAME:X,Y:LAT,LON, whole pixels, latitude -90 to 90, "
-                                    "longitude -180 to 180)");
-            options.refs.push_back(std::move(pair));
-        } else if (a == "--calibration" && command == "add") {
-            options.calibration = value("a calibration file");
-            if (!options.calibration)
-                return kExitUsage;
-        } else if (a == "--map" && command == "track") {
-            const std::optional<std::string> index = value("a map index");
-            if (!index)
-                return kExitUsage;
-            if (!ParseInt32(*index, options.mapIndex) || options.mapIndex < 0)
-                return UsageError("maps track: bad map index '" + *index + "'");
-        } else if (a == "--reception" && command == "track") {
-            options.reception = true;
-        } else if (a == "--gnss" && command == "track") {
-            const std::optional<std::string> name = value("all or gps");
-            if (!name)
-                return kExitUsage;
-            const std::optional<GnssMode> mode = GnssModeFromName(*name);
-            if (!mode)
-                return UsageError("maps track: --gnss needs all or gps");
-            options.gnss = *mode;
-        } else if (command == "locate" && ParseNumberArgument(a, number)) {
-            options.arguments.emplace_back(a); // a negative number is no option
-        } else if (a.size() > 1 && a.front() == '-') {
-            return UsageError("maps " + command + ": unknown option '" + std::string(a) + "'");
-        } else if (a.empty()) {
-            return UsageError("maps: empty argument");
-        } else {
-            options.arguments.emplace_back(a);
-        }
+    std::vector<CCliOption> table = DatabaseOptions(options.where);
+    if (command != "add")
+        table.push_back(FlagOption("--json", options.json));
+    if (command == "add") {
+        table.push_back(TextOption("--name", "a text", options.name));
+        table.push_back(
+            {"--ref", "NAME:X,Y:LAT,LON", [&options](std::string_view value, std::string &error) {
+                 CPositionPair pair;
+                 if (!ParseRef(value, pair)) {
+                     error = "maps add: bad --ref '" + std::string(value)
+                             + "' (NAME:X,Y:LAT,LON, whole pixels, latitude -90 to 90, "
+                               "longitude -180 to 180)";
+                     return false;
+                 }
+                 options.refs.push_back(std::move(pair));
+                 return true;
+             }});
+        table.push_back(TextOption("--calibration", "a calibration file", options.calibration));
     }
-    if (options.db && options.dataDir)
+    if (command == "track") {
+        table.push_back(IntegerOption<std::int32_t>("--map", "a map index", options.mapIndex,
+                                                    "maps track: bad map index", 0));
+        table.push_back(FlagOption("--reception", options.reception));
+        table.push_back(GnssOption(options.gnss, "maps track: --gnss needs all or gps"));
+    }
+    const CCliSyntax syntax{.command = "maps",
+                            .usage = "maps " + command,
+                            .options = std::move(table),
+                            // Where a position is wanted, a negative number is one.
+                            .isOption =
+                                [&command](std::string_view a) {
+                                    double number = 0.0;
+                                    return LooksLikeOption(a)
+                                           && !(command == "locate"
+                                                && ParseNumberArgument(a, number));
+                                },
+                            .operand =
+                                [&options](std::string_view a) {
+                                    if (a.empty())
+                                        return UsageError("maps: empty argument");
+                                    options.arguments.emplace_back(a);
+                                    return kExitOk;
+                                }};
+    if (const std::optional<int> status = ReadArguments(args, 1, syntax))
+        return *status;
+    if (options.where.db && options.where.dataDir)
         return UsageError("maps: --db and --data-dir exclude each other");
     if (options.calibration && !options.refs.empty())
         return UsageError("maps add: --ref and --calibration exclude each other");
@@ -202,8 +177,7 @@ const std::string kMapLimits = "at most " + std::to_string(kMaxMaps) + " maps of
                                + std::to_string(kMaxMapFileBytes >> 20) + " MiB";
 
 const CDatabaseKind<CMapLoad, CMapList> kMapDatabase = {
-    "map",           kMapFileName,    kWorldmapFileName, LoadMapFile,
-    LoadMapDatabase, &CMapLoad::maps, MapCodec,          kMapLimits.c_str()};
+    kMapFileName, kWorldmapFileName, LoadMapFile, &CMapLoad::maps, MapCodec, kMapLimits.c_str()};
 
 // The map database of the command line; for an add an empty one starts where no file is yet.
 struct CDatabase : CCliDatabase<CMapLoad, CMapList> {
@@ -213,28 +187,10 @@ struct CDatabase : CCliDatabase<CMapLoad, CMapList> {
     }
     int Open(const COptions &options)
     {
-        return CCliDatabase::Open(options.db, options.dataDir, options.command == "add",
+        return CCliDatabase::Open(options.where, options.command == "add",
                                   options.command == "list");
     }
 };
-
-// One line whatever a name holds.
-std::string OneLine(std::string text)
-{
-    for (char &c : text)
-        if (static_cast<unsigned char>(c) < 0x20)
-            c = ' ';
-    return text;
-}
-
-// JSON has no NaN or Infinity: a database that holds one says null.
-void AppendDegrees(std::string &out, double degrees)
-{
-    if (std::isfinite(degrees))
-        out += FormatC("%.6f", degrees);
-    else
-        out += "null";
-}
 
 int List(const COptions &options)
 {
@@ -263,9 +219,9 @@ int List(const COptions &options)
             AppendJsonText(out, pair.m_name);
             out += ",\"x\":" + std::to_string(pair.m_point.x)
                    + ",\"y\":" + std::to_string(pair.m_point.y) + ",\"lat\":";
-            AppendDegrees(out, pair.m_position.m_latitude);
+            AppendJsonDegrees(out, pair.m_position.m_latitude);
             out += ",\"lon\":";
-            AppendDegrees(out, pair.m_position.m_longitude);
+            AppendJsonDegrees(out, pair.m_position.m_longitude);
             out += '}';
         }
         out += "]}\n";
@@ -398,11 +354,8 @@ int Track(const COptions &options)
 
 int RunMaps(const std::vector<std::string_view> &args)
 {
-    for (const std::string_view a : args)
-        if (IsHelp(a)) {
-            std::fputs(kMapsHelp, stdout);
-            return kExitOk;
-        }
+    if (PrintHelpIfAsked(args, kMapsHelp))
+        return kExitOk;
     COptions options;
     if (const int status = ParseOptions(args, options); status != kExitOk)
         return status;

@@ -1,4 +1,5 @@
 #include "Cli.h"
+#include "CliArguments.h"
 #include "JsonDump.h"
 #include "nmea/LineAssembler.h"
 #include "nmea/NMEAParser.h"
@@ -37,7 +38,6 @@ constexpr const char *kParseHelp =
     "             (alone, it prints nothing per line)\n";
 
 struct Options {
-    std::string_view file;
     bool json = false;
     bool all = false;
     bool summary = false;
@@ -83,40 +83,19 @@ private:
 int RunParse(const std::vector<std::string_view> &args)
 {
     Options opt;
-    bool haveFile = false;
-    for (std::size_t i = 0; i < args.size(); ++i) {
-        const std::string_view a = args[i];
-        if (IsHelp(a)) {
-            std::fputs(kParseHelp, stdout);
-            return kExitOk;
-        }
-        if (a == "--gnss") {
-            const std::optional<GnssMode> mode =
-                i + 1 < args.size() ? GnssModeFromName(args[++i]) : std::nullopt;
-            if (!mode)
-                return UsageError("parse: --gnss needs all or gps");
-            opt.mode = *mode;
-        } else if (a == "--json")
-            opt.json = true;
-        else if (a == "--all")
-            opt.all = true;
-        else if (a == "--summary")
-            opt.summary = true;
-        else if (a.size() > 1 && a.front() == '-')
-            return UsageError("parse: unknown option '" + std::string(a) + "'");
-        else if (a.empty())
-            return UsageError("parse: empty FILE");
-        else if (haveFile)
-            return UsageError("parse: more than one FILE given");
-        else {
-            opt.file = a;
-            haveFile = true;
-        }
-    }
-    if (!haveFile)
+    std::optional<std::string> file;
+    const CCliSyntax syntax{.command = "parse",
+                            .help = kParseHelp,
+                            .options = {GnssOption(opt.mode), FlagOption("--json", opt.json),
+                                        FlagOption("--all", opt.all),
+                                        FlagOption("--summary", opt.summary)},
+                            .operand = OneFile("parse", file)};
+    if (const std::optional<int> status = ReadArguments(args, 0, syntax))
+        return *status;
+    if (!file)
         return UsageError("parse: missing FILE (or - for standard input)");
 
-    const std::string path(opt.file);
+    const std::string &path = *file;
     const bool fromStdin = path == "-";
     const int fd = fromStdin ? STDIN_FILENO : ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
     if (fd < 0) {

@@ -1,4 +1,5 @@
 #include "Cli.h"
+#include "CliArguments.h"
 #include "JsonDump.h"
 #include "receiver/DataSource.h"
 #include "receiver/ReceiverSession.h"
@@ -7,7 +8,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <charconv>
 #include <chrono>
 #include <csignal>
 #include <cstdio>
@@ -94,20 +94,9 @@ private:
     static inline int s_pipe[2] = {-1, -1};
 };
 
-bool ParseUnsigned(std::string_view text, unsigned &value)
-{
-    const char *end = text.data() + text.size();
-    const auto [ptr, ec] = std::from_chars(text.data(), end, value);
-    return !text.empty() && ec == std::errc() && ptr == end;
-}
-
-} // namespace
-
-int RunReplay(const std::vector<std::string_view> &args)
-{
+struct CReplayOptions {
     std::string file;
     std::string record;
-    bool haveFile = false;
     unsigned delay = 0;
     bool summary = false;
     int profile = -1;
@@ -116,63 +105,53 @@ int RunReplay(const std::vector<std::string_view> &args)
     bool haveGoto = false;
     bool json = false;
     GnssMode mode = GnssMode::AllSystems;
-    for (std::size_t i = 0; i < args.size(); ++i) {
-        const std::string_view a = args[i];
-        const bool hasValue = i + 1 < args.size();
-        if (IsHelp(a)) {
-            std::fputs(kReplayHelp, stdout);
-            return kExitOk;
-        }
-        if (a == "--gnss") {
-            const std::optional<GnssMode> m = hasValue ? GnssModeFromName(args[++i]) : std::nullopt;
-            if (!m)
-                return UsageError("replay: --gnss needs all or gps");
-            mode = *m;
-        } else if (a == "--delay") {
-            if (!hasValue || !ParseUnsigned(args[++i], delay))
-                return UsageError("replay: --delay needs a number of milliseconds");
-        } else if (a == "--record") {
-            if (!hasValue || args[i + 1].empty())
-                return UsageError("replay: --record needs a file name");
-            record = std::string(args[++i]);
-        } else if (a == "--profile") {
-            const std::string_view p = hasValue ? args[++i] : std::string_view();
-            if (p == "full")
-                profile = kProfileFull;
-            else if (p == "moderate")
-                profile = kProfileModerate;
-            else if (p == "low")
-                profile = kProfileLow;
-            else
-                return UsageError("replay: --profile needs full, moderate or low");
-        } else if (a == "--summary") {
-            summary = true;
-        } else if (a == "--waypoints") {
-            if (!hasValue || args[i + 1].empty())
-                return UsageError("replay: --waypoints needs a database file");
-            waypoints = std::string(args[++i]);
-        } else if (a == "--goto") {
-            if (!hasValue)
-                return UsageError("replay: --goto needs a waypoint name");
-            gotoName = std::string(args[++i]);
-            haveGoto = true;
-        } else if (a == "--json") {
-            json = true;
-        } else if (a.size() > 1 && a.front() == '-') {
-            return UsageError("replay: unknown option '" + std::string(a) + "'");
-        } else if (a.empty()) {
-            return UsageError("replay: empty FILE");
-        } else if (haveFile) {
-            return UsageError("replay: more than one FILE given");
-        } else {
-            file = std::string(a);
-            haveFile = true;
-        }
-    }
-    if (!haveFile)
+};
+
+// The exit status when the command ends here (help, a bad command line), else nothing.
+std::optional<int> ParseReplayOptions(const std::vector<std::string_view> &args,
+                                      CReplayOptions &options)
+{
+    std::optional<std::string> file;
+    const CCliSyntax syntax{
+        .command = "replay",
+        .help = kReplayHelp,
+        .options = {GnssOption(options.mode),
+                    IntegerOption<unsigned>("--delay", "a number of milliseconds", options.delay),
+                    TextOption("--record", "a file name", options.record),
+                    ChoiceOption<int>("--profile", "full, moderate or low", options.profile,
+                                      {{"full", kProfileFull},
+                                       {"moderate", kProfileModerate},
+                                       {"low", kProfileLow}}),
+                    FlagOption("--summary", options.summary),
+                    TextOption("--waypoints", "a database file", options.waypoints),
+                    {"--goto", "a waypoint name",
+                     [&options](std::string_view value, std::string &) {
+                         options.gotoName = std::string(value);
+                         options.haveGoto = true;
+                         return true;
+                     },
+                     true},
+                    FlagOption("--json", options.json)},
+        .operand = OneFile("replay", file)};
+    if (const std::optional<int> status = ReadArguments(args, 0, syntax))
+        return status;
+    if (!file)
         return UsageError("replay: missing FILE");
-    if (waypoints.empty() != !haveGoto)
+    if (options.waypoints.empty() != !options.haveGoto)
         return UsageError("replay: --waypoints and --goto go together");
+    options.file = std::move(*file);
+    return std::nullopt;
+}
+
+} // namespace
+
+int RunReplay(const std::vector<std::string_view> &args)
+{
+    CReplayOptions options;
+    if (const std::optional<int> status = ParseReplayOptions(args, options))
+        return *status;
+    const auto &[file, record, delay, summary, profile, waypoints, gotoName, haveGoto, json, mode] =
+        options;
 
     CWaypointList list;
     CWaypointNavigator navigator;

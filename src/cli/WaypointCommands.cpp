@@ -1,4 +1,5 @@
 #include "Cli.h"
+#include "CliArguments.h"
 #include "CliDatabase.h"
 #include "JsonDump.h"
 #include "base/Numbers.h"
@@ -18,7 +19,6 @@
 #include <cstring>
 #include <optional>
 #include <string>
-#include <sys/stat.h>
 
 namespace
 {
@@ -47,8 +47,7 @@ constexpr const char *kWaypointsHelp =
 struct COptions {
     std::string command;
     std::vector<std::string> files;
-    std::optional<std::string> db;
-    std::optional<std::string> dataDir;
+    CDatabaseChoice where;
     std::optional<WaypointFileType> as;
     CoordinateFormat format = CoordinateFormat::DD;
     bool json = false;
@@ -63,12 +62,6 @@ std::string Lower(std::string_view text)
     return lower;
 }
 
-bool EndsWith(const std::string &text, std::string_view suffix)
-{
-    return text.size() >= suffix.size()
-           && std::string_view(text).substr(text.size() - suffix.size()) == suffix;
-}
-
 // 0 when parsed; else the exit status of the usage error already reported.
 int ParseOptions(const std::vector<std::string_view> &args, COptions &options)
 {
@@ -78,55 +71,34 @@ int ParseOptions(const std::vector<std::string_view> &args, COptions &options)
     const std::string &command = options.command;
     if (command != "list" && command != "import" && command != "export")
         return UsageError("waypoints: unknown command '" + command + "' (list, import or export)");
-    for (std::size_t i = 1; i < args.size(); ++i) {
-        const std::string_view a = args[i];
-        const auto value = [&](std::string_view what) -> std::optional<std::string> {
-            if (i + 1 == args.size() || args[i + 1].empty()) {
-                UsageError("waypoints: " + std::string(a) + " needs " + std::string(what));
-                return std::nullopt;
-            }
-            return std::string(args[++i]);
-        };
-        if (a == "--db" || a == "--data-dir") {
-            auto &target = a == "--db" ? options.db : options.dataDir;
-            target = value(a == "--db" ? "a file name" : "a directory");
-            if (!target)
-                return kExitUsage;
-        } else if (a == "--json" && command == "list") {
-            options.json = true;
-        } else if (a == "--format" && command == "list") {
-            const std::optional<std::string> f = value("dd, dm, dms or utm");
-            if (!f)
-                return kExitUsage;
-            if (*f == "dd")
-                options.format = CoordinateFormat::DD;
-            else if (*f == "dm")
-                options.format = CoordinateFormat::DDMM;
-            else if (*f == "dms")
-                options.format = CoordinateFormat::DDMMSS;
-            else if (*f == "utm")
-                options.format = CoordinateFormat::UTM;
-            else
-                return UsageError("waypoints: unknown format '" + *f + "' (dd, dm, dms or utm)");
-        } else if (a == "--as" && command == "import") {
-            const std::optional<std::string> t = value("gpx or loc");
-            if (!t)
-                return kExitUsage;
-            if (*t == "gpx")
-                options.as = WaypointFileType::GPX;
-            else if (*t == "loc")
-                options.as = WaypointFileType::LOC;
-            else
-                return UsageError("waypoints: unknown file type '" + *t + "' (gpx or loc)");
-        } else if (a.size() > 1 && a.front() == '-') {
-            return UsageError("waypoints " + command + ": unknown option '" + std::string(a) + "'");
-        } else if (a.empty()) {
-            return UsageError("waypoints: empty file name");
-        } else {
-            options.files.emplace_back(a);
-        }
+    std::vector<CCliOption> table = DatabaseOptions(options.where);
+    if (command == "list") {
+        table.push_back(FlagOption("--json", options.json));
+        table.push_back(ChoiceOption<CoordinateFormat>("--format", "dd, dm, dms or utm",
+                                                       options.format,
+                                                       {{"dd", CoordinateFormat::DD},
+                                                        {"dm", CoordinateFormat::DDMM},
+                                                        {"dms", CoordinateFormat::DDMMSS},
+                                                        {"utm", CoordinateFormat::UTM}},
+                                                       "waypoints: unknown format"));
     }
-    if (options.db && options.dataDir)
+    if (command == "import")
+        table.push_back(ChoiceOption<WaypointFileType>(
+            "--as", "gpx or loc", options.as,
+            {{"gpx", WaypointFileType::GPX}, {"loc", WaypointFileType::LOC}},
+            "waypoints: unknown file type"));
+    const CCliSyntax syntax{.command = "waypoints",
+                            .usage = "waypoints " + command,
+                            .options = std::move(table),
+                            .operand = [&options](std::string_view a) {
+                                if (a.empty())
+                                    return UsageError("waypoints: empty file name");
+                                options.files.emplace_back(a);
+                                return kExitOk;
+                            }};
+    if (const std::optional<int> status = ReadArguments(args, 1, syntax))
+        return *status;
+    if (options.where.db && options.where.dataDir)
         return UsageError("waypoints: --db and --data-dir exclude each other");
     if (command == "list" && !options.files.empty())
         return UsageError("waypoints list: unexpected argument '" + options.files.front() + "'");
@@ -137,7 +109,7 @@ int ParseOptions(const std::vector<std::string_view> &args, COptions &options)
     if (command == "import" && !options.as) {
         for (const std::string &file : options.files) {
             const std::string lower = Lower(file);
-            if (!EndsWith(lower, ".gpx") && !EndsWith(lower, ".loc"))
+            if (!lower.ends_with(".gpx") && !lower.ends_with(".loc"))
                 return UsageError("waypoints import: no .gpx or .loc extension on '" + file
                                   + "' (use --as)");
         }
@@ -152,8 +124,8 @@ constexpr const char *kInvalidPositionText = "(no position)";
 const std::string kWaypointLimits = WaypointLimitText();
 
 const CDatabaseKind<CWaypointLoad, CWaypointList> kWaypointDatabase = {
-    "waypoint",           kWaypointFileName,         kWorldpointFileName, LoadWaypointFile,
-    LoadWaypointDatabase, &CWaypointLoad::waypoints, WaypointCodec,       kWaypointLimits.c_str()};
+    kWaypointFileName,         kWorldpointFileName, LoadWaypointFile,
+    &CWaypointLoad::waypoints, WaypointCodec,       kWaypointLimits.c_str()};
 
 // The waypoint database of the command line; for an import an empty one starts where no file is.
 struct CDatabase : CCliDatabase<CWaypointLoad, CWaypointList> {
@@ -163,19 +135,9 @@ struct CDatabase : CCliDatabase<CWaypointLoad, CWaypointList> {
     }
     int Open(const COptions &options, Use use)
     {
-        return CCliDatabase::Open(options.db, options.dataDir, use == Use::Import,
-                                  use == Use::List);
+        return CCliDatabase::Open(options.where, use == Use::Import, use == Use::List);
     }
 };
-
-// JSON has no NaN or Infinity: a database that holds one says null.
-void AppendCoordinate(std::string &out, double degrees)
-{
-    if (std::isfinite(degrees))
-        out += FormatC("%.6f", degrees);
-    else
-        out += "null";
-}
 
 int List(const COptions &options)
 {
@@ -188,9 +150,9 @@ int List(const COptions &options)
             out += "{\"name\":";
             AppendJsonText(out, w.m_name);
             out += ",\"lat\":";
-            AppendCoordinate(out, w.m_position.m_latitude);
+            AppendJsonDegrees(out, w.m_position.m_latitude);
             out += ",\"lon\":";
-            AppendCoordinate(out, w.m_position.m_longitude);
+            AppendJsonDegrees(out, w.m_position.m_longitude);
             out += ",\"radius\":";
             if (std::isfinite(w.m_radius))
                 AppendJsonReal(out, w.m_radius);
@@ -200,15 +162,10 @@ int List(const COptions &options)
             AppendJsonText(out, w.m_description);
             out += FormatC(",\"type\":%d,\"action\":%d}\n", w.m_type, w.m_action);
         } else {
-            // One line each, whatever a name holds.
-            std::string name = w.m_name;
-            for (char &c : name)
-                if (static_cast<unsigned char>(c) < 0x20)
-                    c = ' ';
             // No zone for a position that cannot be; the other formats show what is stored.
             const bool noZone =
                 options.format == CoordinateFormat::UTM && !IsValidPosition(w.m_position);
-            out += name + '\t'
+            out += OneLine(w.m_name) + '\t'
                    + (noZone ? std::string(kInvalidPositionText)
                              : FormatPosition(w.m_position, " ", options.format))
                    + '\n';
@@ -232,7 +189,7 @@ int Import(const COptions &options)
         WaypointFileType type = WaypointFileType::GPX;
         if (options.as)
             type = *options.as;
-        else if (EndsWith(Lower(file), ".loc"))
+        else if (Lower(file).ends_with(".loc"))
             type = WaypointFileType::LOC;
         // No file may take more than the room left, so memory stays bounded by the limit.
         const std::size_t held = database.m_items.size() + imported.size();
@@ -282,7 +239,7 @@ int Export(const COptions &options)
         return status;
     const std::string &out = options.files.front();
     const QString dataDir = ChooseDataDirectory(
-        options.dataDir ? QFile::decodeName(options.dataDir->c_str()) : QString());
+        options.where.dataDir ? QFile::decodeName(options.where.dataDir->c_str()) : QString());
     std::vector<std::string> databases =
         ProgramDatabasePaths(QFile::encodeName(dataDir).toStdString());
     databases.insert(databases.begin(), database.GetPath());
@@ -302,11 +259,8 @@ int Export(const COptions &options)
 
 int RunWaypoints(const std::vector<std::string_view> &args)
 {
-    for (const std::string_view a : args)
-        if (IsHelp(a)) {
-            std::fputs(kWaypointsHelp, stdout);
-            return kExitOk;
-        }
+    if (PrintHelpIfAsked(args, kWaypointsHelp))
+        return kExitOk;
     COptions options;
     if (const int status = ParseOptions(args, options); status != kExitOk)
         return status;

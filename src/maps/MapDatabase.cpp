@@ -107,43 +107,25 @@ int CheckMapLimits(const CMapList &maps)
 
 const CDatabaseCodec<CMapInfo> &MapCodec()
 {
-    static const CDatabaseCodec<CMapInfo> codec{EncodeMaps, DecodeMaps, CheckMapLimits,
-                                                kMaxMapFileBytes};
+    static const CDatabaseCodec<CMapInfo> codec{.encode = EncodeMaps,
+                                                .decode = DecodeMaps,
+                                                .checkLimits = CheckMapLimits,
+                                                .maxBytes = kMaxMapFileBytes,
+                                                .maxCount = kMaxMaps,
+                                                .noun = "map"};
     return codec;
 }
 
 CMapLoad LoadMapFile(const std::string &path)
 {
     CMapLoad load;
-    std::string damage;
-    static_cast<CDatabaseRead &>(load) = ReadDatabaseFile(
-        path, kMaxMapFileBytes,
-        [&](std::string_view bytes) {
-            damage = DescribeUndecodable(bytes, kMaxMaps, "map");
-            return damage.empty() && DecodeMaps(bytes, load.maps);
-        },
-        [&] {
-            return !damage.empty() ? damage
-                                   : "damaged after " + std::to_string(load.maps.size()) + " maps";
-        });
+    static_cast<CDatabaseRead &>(load) = ReadDatabaseFile(path, MapCodec(), load.maps);
     return load;
 }
 
 CMapLoad LoadMapDatabase(const std::string &directory)
 {
     return LoadFirstDatabase<CMapLoad>(directory, {kMapFileName, kWorldmapFileName}, LoadMapFile);
-}
-
-int SaveMapFile(const std::string &path, const CMapList &maps, const CWriteFault *fault)
-{
-    if (const int error = CheckMapLimits(maps))
-        return error;
-    return ReplaceFileKeepingTail(path, EncodeMaps(maps), kMaxMapFileBytes, fault);
-}
-
-int SaveMapDatabase(const std::string &directory, const CMapList &maps, const CWriteFault *fault)
-{
-    return SaveMapFile(JoinDatabasePath(directory, kMapFileName), maps, fault);
 }
 
 int SelectMapForPosition(const CMapList &maps, const CGeoPosition &position)

@@ -9,8 +9,6 @@
 #include <string_view>
 #include <vector>
 
-struct CWriteFault;
-
 /// Far beyond any real database; a larger file is refused.
 inline constexpr std::size_t kMaxMapFileBytes = 256u << 20;
 /// The most maps a database may hold, and reference pairs a map: a reader refuses more, so no
@@ -43,12 +41,6 @@ struct CMapLoad : CDatabaseRead {
 CMapLoad LoadMapDatabase(const std::string &directory);
 /// Reads the database file at `path` (no fallback).
 CMapLoad LoadMapFile(const std::string &path);
-
-/// Writes the list to "MapInfo.gdb" in `directory` crash-safely, keeping an older, longer file's
-/// tail as an in-place overwrite would. Never touches "Worldmap.gdb". 0 or the errno.
-int SaveMapDatabase(const std::string &directory, const CMapList &maps,
-                    const CWriteFault *fault = nullptr);
-int SaveMapFile(const std::string &path, const CMapList &maps, const CWriteFault *fault = nullptr);
 
 /// The calibrated map containing `position` with the largest |x scale| (the most detailed);
 /// the earlier map wins a tie. -1 when none contains it.

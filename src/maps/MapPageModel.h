@@ -110,8 +110,6 @@ public:
     /// The waypoint at the view centre to announce, or -1 (none, or the one shown last).
     int HitWaypoint(const CWaypointList &waypoints);
 
-    [[nodiscard]] unsigned GetFixCounter() const { return m_fixCounter; }
-
 private:
     unsigned ChooseMapFor(const CGeoPosition &position);
     void AddTrackPoint(const CMapPoint &point, CRgb colour);

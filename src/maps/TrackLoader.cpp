@@ -103,14 +103,6 @@ void CTrackReader::UseLine(std::string_view line)
     m_points.push_back({pixel, m_colour});
 }
 
-std::vector<CTrackPoint> TrackFromLog(std::string_view bytes, const CMapInfo &map,
-                                      bool colourReception, CRgb markerColour, GnssMode mode)
-{
-    CTrackReader reader(map, colourReception, markerColour, mode);
-    reader.Feed(bytes);
-    return reader.TakePoints();
-}
-
 int LoadTrackFile(const std::string &path, const CMapInfo &map, bool colourReception,
                   CRgb markerColour, std::vector<CTrackPoint> &out, GnssMode mode)
 {

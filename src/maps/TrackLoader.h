@@ -47,7 +47,6 @@ public:
     /// The next bytes of the log; where one piece ends and the next begins makes no difference.
     void Feed(std::string_view bytes);
 
-    [[nodiscard]] const std::vector<CTrackPoint> &GetPoints() const { return m_points; }
     [[nodiscard]] std::vector<CTrackPoint> TakePoints() { return std::move(m_points); }
 
 private:
@@ -64,11 +63,6 @@ private:
     CNMEAParser m_parser; // one for the whole log, new with the reader
     CLineAssembler m_assembler;
 };
-
-/// The track of a whole log in memory.
-std::vector<CTrackPoint> TrackFromLog(std::string_view bytes, const CMapInfo &map,
-                                      bool colourReception, CRgb markerColour,
-                                      GnssMode mode = GnssMode::GpsOnly);
 
 /// The track of the log file at `path` into `out` (replaced). Returns 0, or the errno with `out`
 /// untouched: EISDIR for a folder, EINVAL for anything else that is no regular file.

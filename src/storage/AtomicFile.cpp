@@ -243,18 +243,6 @@ int ReadWholeFile(const std::string &path, std::string &bytes, std::size_t maxBy
     return ReadWholeFile(path, bytes, maxBytes, opened);
 }
 
-int ReplaceFileKeepingTail(const std::string &path, std::string bytes, std::size_t maxOldBytes,
-                           const CWriteFault *fault)
-{
-    std::string old;
-    const int error = ReadWholeFile(path, old, maxOldBytes);
-    if (error != 0 && error != ENOENT)
-        return error;
-    if (old.size() > bytes.size())
-        bytes.append(old, bytes.size());
-    return ReplaceFileAtomically(path, bytes, fault);
-}
-
 std::string JoinDatabasePath(const std::string &directory, const char *name)
 {
     if (directory.empty())

@@ -24,12 +24,6 @@ struct CWriteFault {
 int ReplaceFileAtomically(const std::string &path, std::string_view bytes,
                           const CWriteFault *fault = nullptr);
 
-/// What an overwrite without truncation leaves, written crash-safely: `bytes`, then whatever the
-/// old file (at most `maxOldBytes`) held beyond them. Existing databases look like that, and
-/// readers stop after the counted records anyway. 0 or the errno; the old file is kept on failure.
-int ReplaceFileKeepingTail(const std::string &path, std::string bytes, std::size_t maxOldBytes,
-                           const CWriteFault *fault = nullptr);
-
 /// `directory` + "/" + `name` (just `name` for an empty directory).
 std::string JoinDatabasePath(const std::string &directory, const char *name);
 /// What DescribeFileError says for EINVAL.

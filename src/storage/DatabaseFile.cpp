@@ -92,8 +92,7 @@ std::string DescribeUndecodable(std::string_view bytes, std::size_t maxCount, co
 }
 
 CDatabaseRead ReadDatabaseFile(const std::string &path, std::size_t maxBytes,
-                               const std::function<bool(std::string_view)> &decode,
-                               const std::function<std::string()> &damageText)
+                               const std::function<std::string(std::string_view)> &decode)
 {
     CDatabaseRead read;
     std::string bytes;
@@ -113,9 +112,9 @@ CDatabaseRead ReadDatabaseFile(const std::string &path, std::size_t maxBytes,
         return read;
     }
     read.stamp = MakeStamp(info, bytes);
-    if (!decode(bytes)) {
+    if (const std::string damage = decode(bytes); !damage.empty()) {
         read.damaged = true;
-        read.detail = path + ": " + damageText();
+        read.detail = path + ": " + damage;
     }
     return read;
 }
@@ -188,7 +187,7 @@ std::string ExportTargetProblem(const std::string &path, const std::vector<std::
 }
 
 int WriteDatabaseBytes(const std::string &path, std::string bytes, std::size_t maxOldBytes,
-                       CDatabaseStamp &stamp, const CWriteFault *fault)
+                       CDatabaseStamp *stamp, const CWriteFault *fault)
 {
     std::string old;
     const int readError = ReadWholeFile(path, old, maxOldBytes);
@@ -198,10 +197,12 @@ int WriteDatabaseBytes(const std::string &path, std::string bytes, std::size_t m
         bytes.append(old, bytes.size());
     if (const int error = ReplaceFileAtomically(path, bytes, fault))
         return error;
+    if (stamp == nullptr)
+        return 0;
     struct stat info {
     };
     if (::stat(path.c_str(), &info) != 0)
         return 0; // written; the stamp stays empty, so the next save merges
-    stamp = MakeStamp(info, bytes);
+    *stamp = MakeStamp(info, bytes);
     return 0;
 }

@@ -38,12 +38,11 @@ struct CDatabaseRead {
     CDatabaseStamp stamp; ///< of the file read, when it opened
 };
 
-/// Reads the file at `path` (at most `maxBytes`) and hands its bytes to `decode`, which returns
-/// false when they break off; `damageText` then says how far they went ("damaged after ...").
-/// Temporary files an interrupted save left beside it are removed.
+/// Reads the file at `path` (at most `maxBytes`) and hands its bytes to `decode`, which says why
+/// they are no whole database ("damaged after ..."), or nothing. Temporary files an interrupted
+/// save left beside it are removed.
 CDatabaseRead ReadDatabaseFile(const std::string &path, std::size_t maxBytes,
-                               const std::function<bool(std::string_view)> &decode,
-                               const std::function<std::string()> &damageText);
+                               const std::function<std::string(std::string_view)> &decode);
 
 /// Whether database bytes are text instead (a GPX, a note): a byte-order mark, or a head without
 /// the zero and control bytes that counts, string headers and numbers always bring.
@@ -244,7 +243,22 @@ template <class T> struct CDatabaseCodec {
     /// 0, or the errno (EFBIG) when a reader would refuse the list.
     std::function<int(const std::vector<T> &)> checkLimits;
     std::size_t maxBytes = 0;
+    std::size_t maxCount = 0; ///< of items
+    const char *noun = "";    ///< of one item: "waypoint"
 };
+
+/// Reads the database file at `path` into `items` (appended; those before a fault are kept).
+template <class T>
+CDatabaseRead ReadDatabaseFile(const std::string &path, const CDatabaseCodec<T> &codec,
+                               std::vector<T> &items)
+{
+    return ReadDatabaseFile(path, codec.maxBytes, [&](std::string_view bytes) {
+        std::string damage = DescribeUndecodable(bytes, codec.maxCount, codec.noun);
+        if (damage.empty() && !codec.decode(bytes, items))
+            damage = "damaged after " + std::to_string(items.size()) + " " + codec.noun + "s";
+        return damage;
+    });
+}
 
 /// How a save went.
 enum class SaveOutcome {
@@ -263,9 +277,23 @@ template <class T> struct CDatabaseSave {
 };
 
 /// Writes `bytes` to `path` as an in-place overwrite would have left it (the old file's bytes
-/// beyond them kept, at most `maxOldBytes` read), crash-safely; `stamp` becomes the new file's.
+/// beyond them kept, at most `maxOldBytes` read: existing databases look like that, and readers
+/// stop after the counted records anyway), crash-safely through ReplaceFileAtomically; `stamp`,
+/// when given, becomes the new file's. 0 or the errno; the old file is kept on failure.
 int WriteDatabaseBytes(const std::string &path, std::string bytes, std::size_t maxOldBytes,
-                       CDatabaseStamp &stamp, const CWriteFault *fault = nullptr);
+                       CDatabaseStamp *stamp, const CWriteFault *fault = nullptr);
+
+/// Writes `items` to the database file at `path` as WriteDatabaseBytes does; EFBIG, and nothing
+/// written, when a reader would refuse them.
+template <class T>
+int WriteDatabaseFile(const std::string &path, const std::vector<T> &items,
+                      const CDatabaseCodec<T> &codec, const CWriteFault *fault = nullptr,
+                      CDatabaseStamp *stamp = nullptr)
+{
+    if (const int error = codec.checkLimits(items))
+        return error;
+    return WriteDatabaseBytes(path, codec.encode(items), codec.maxBytes, stamp, fault);
+}
 
 /// Saves one program's version of a database without losing another's, the caller holding the
 /// CDatabaseLock: the file is read again; if it is still what `loaded` describes (or
@@ -309,10 +337,7 @@ CDatabaseSave<T> SaveDatabaseChangesLocked(const std::string &path, const CDatab
     } else {
         save.outcome = SaveOutcome::Saved;
     }
-    if ((save.error = codec.checkLimits(*result)) == 0)
-        save.error =
-            WriteDatabaseBytes(path, codec.encode(*result), codec.maxBytes, save.stamp, fault);
-    if (save.error != 0) {
+    if ((save.error = WriteDatabaseFile(path, *result, codec, fault, &save.stamp)) != 0) {
         save.outcome = SaveOutcome::Failed;
         save.detail = DescribeFileError(path, save.error);
         return save;

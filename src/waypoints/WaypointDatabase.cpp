@@ -1,7 +1,6 @@
 #include "waypoints/WaypointDatabase.h"
 
 #include "storage/Archive.h"
-#include "storage/AtomicFile.h"
 #include "storage/DatabaseFile.h"
 
 #include <algorithm>
@@ -89,27 +88,20 @@ std::string WaypointLimitText()
 const CDatabaseCodec<CWaypoint> &WaypointCodec()
 {
     static const CDatabaseCodec<CWaypoint> codec{
-        EncodeWaypoints, DecodeWaypoints,
-        [](const CWaypointList &waypoints) { return CheckWaypointLimits(waypoints); },
-        kMaxWaypointFileBytes};
+        .encode = EncodeWaypoints,
+        .decode = DecodeWaypoints,
+        .checkLimits =
+            [](const CWaypointList &waypoints) { return CheckWaypointLimits(waypoints); },
+        .maxBytes = kMaxWaypointFileBytes,
+        .maxCount = kMaxWaypoints,
+        .noun = "waypoint"};
     return codec;
 }
 
 CWaypointLoad LoadWaypointFile(const std::string &path)
 {
     CWaypointLoad load;
-    std::string damage;
-    static_cast<CDatabaseRead &>(load) = ReadDatabaseFile(
-        path, kMaxWaypointFileBytes,
-        [&](std::string_view bytes) {
-            damage = DescribeUndecodable(bytes, kMaxWaypoints, "waypoint");
-            return damage.empty() && DecodeWaypoints(bytes, load.waypoints);
-        },
-        [&] {
-            return !damage.empty()
-                       ? damage
-                       : "damaged after " + std::to_string(load.waypoints.size()) + " waypoints";
-        });
+    static_cast<CDatabaseRead &>(load) = ReadDatabaseFile(path, WaypointCodec(), load.waypoints);
     return load;
 }
 
@@ -117,18 +109,4 @@ CWaypointLoad LoadWaypointDatabase(const std::string &directory)
 {
     return LoadFirstDatabase<CWaypointLoad>(directory, {kWaypointFileName, kWorldpointFileName},
                                             LoadWaypointFile);
-}
-
-int SaveWaypointFile(const std::string &path, const CWaypointList &waypoints,
-                     const CWriteFault *fault)
-{
-    if (const int error = CheckWaypointLimits(waypoints))
-        return error;
-    return ReplaceFileKeepingTail(path, EncodeWaypoints(waypoints), kMaxWaypointFileBytes, fault);
-}
-
-int SaveWaypointDatabase(const std::string &directory, const CWaypointList &waypoints,
-                         const CWriteFault *fault)
-{
-    return SaveWaypointFile(JoinDatabasePath(directory, kWaypointFileName), waypoints, fault);
 }

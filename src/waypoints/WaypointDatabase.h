@@ -9,8 +9,6 @@
 #include <string_view>
 #include <vector>
 
-struct CWriteFault;
-
 /// Far beyond any real database (70,000 waypoints take a few MB); a larger file is refused.
 inline constexpr std::size_t kMaxWaypointFileBytes = 256u << 20;
 /// The most waypoints a database may hold: a reader refuses more, so no save writes more.
@@ -44,17 +42,5 @@ struct CWaypointLoad : CDatabaseRead {
 /// Reads "Waypoints.wdb" in `directory`, else "Worldpoints.wdb".
 CWaypointLoad LoadWaypointDatabase(const std::string &directory);
 
-/// Writes the list to "Waypoints.wdb" in `directory` with the bytes an in-place overwrite would
-/// leave (the new content, then the old file's bytes beyond it), but crash-safely through
-/// ReplaceFileAtomically. Never touches "Worldpoints.wdb". Returns 0 or the errno (EFBIG beyond
-/// the limits); on failure the previous file is unchanged.
-int SaveWaypointDatabase(const std::string &directory, const CWaypointList &waypoints,
-                         const CWriteFault *fault = nullptr);
-
 /// Reads the database file at `path` as LoadWaypointDatabase reads one of its two (no fallback).
 CWaypointLoad LoadWaypointFile(const std::string &path);
-
-/// Writes the list to the database file at `path` as SaveWaypointDatabase does (an older,
-/// longer file's tail kept); 0 or the errno.
-int SaveWaypointFile(const std::string &path, const CWaypointList &waypoints,
-                     const CWriteFault *fault = nullptr);

@@ -29,10 +29,8 @@ public:
     /// The list was replaced. Whether the last approach alerted is kept.
     void ClearTarget() { m_target.reset(); }
 
-    [[nodiscard]] std::optional<std::size_t> GetTarget() const { return m_target; }
     /// The target's record, or null without one (or when the list no longer holds it).
     [[nodiscard]] const CWaypoint *GetTargetWaypoint(const CWaypointList &waypoints) const;
-    [[nodiscard]] bool IsAlerted() const { return m_alerted; }
 
     /// After each GGA with a fix: within the radius (a planar test in degrees) the first time
     /// of an approach gives the alert text (name, position in decimal degrees, description);

@@ -22,7 +22,7 @@ protected:
     void SetUp() override
     {
         CUiTest::SetUp();
-        ASSERT_EQ(SaveWaypointFile(Path(), WaypointsNamed({"a", "b"})), 0);
+        ASSERT_EQ(WriteDatabaseFile(Path(), WaypointsNamed({"a", "b"}), WaypointCodec()), 0);
     }
     void TearDown() override
     {
@@ -38,7 +38,7 @@ protected:
     void OtherProgramSaves(const CWaypointList &list) const
     {
         const CDatabaseLock lock(Path());
-        ASSERT_EQ(SaveWaypointFile(Path(), list), 0);
+        ASSERT_EQ(WriteDatabaseFile(Path(), list, WaypointCodec()), 0);
     }
     std::vector<std::string> Texts()
     {
@@ -80,7 +80,7 @@ TEST_F(DatabaseChangesTest, ConflictAnsweredEachWay)
     };
     for (const auto &c : cases) {
         SCOPED_TRACE(c.disk + std::string(" / ") + c.memory);
-        ASSERT_EQ(SaveWaypointFile(Path(), WaypointsNamed({"a", "b"})), 0);
+        ASSERT_EQ(WriteDatabaseFile(Path(), WaypointsNamed({"a", "b"}), WaypointCodec()), 0);
         CWaypointBook book(nullptr);
         book.Load(m_data.path(), false);
         const CWaypointList before = book.GetWaypoints();
@@ -198,19 +198,19 @@ TEST_F(DatabaseChangesTest, TheMapPageKeepsMapsAddedMeanwhile)
     b.m_name = "b";
     CMapInfo c = a;
     c.m_name = "c";
-    ASSERT_EQ(SaveMapFile(maps, {a}), 0);
+    ASSERT_EQ(WriteDatabaseFile(maps, {a}, MapCodec()), 0);
     CMapView view;
     view.Start(m_data.path(), false, nullptr);
     m_messages.clear(); // the missing image
 
     // Another program adds "b": reloaded while idle.
-    ASSERT_EQ(SaveMapFile(maps, {a, b}), 0);
+    ASSERT_EQ(WriteDatabaseFile(maps, {a, b}, MapCodec()), 0);
     EXPECT_TRUE(view.CheckOutsideChange());
     EXPECT_EQ(view.GetModel().GetMaps().size(), 2u);
     EXPECT_FALSE(view.CheckOutsideChange());
 
     // It adds "c" while the page calibrates "a": both kept.
-    ASSERT_EQ(SaveMapFile(maps, {a, b, c}), 0);
+    ASSERT_EQ(WriteDatabaseFile(maps, {a, b, c}, MapCodec()), 0);
     std::vector<CPositionPair> pairs(2);
     pairs[0].m_position = CGeoPosition(47.0, 8.0, 0.0);
     pairs[1].m_point = {100, 100};

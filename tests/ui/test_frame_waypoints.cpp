@@ -90,7 +90,9 @@ TEST_F(FrameWaypointsTest, EditOkReplacesTheListSavesAndClearsTheTarget)
             dialog->accept();
     });
     frame->RunCommand(kCmdEditWaypoints);
-    EXPECT_FALSE(frame->GetWaypoints().GetNavigator().GetTarget());
+    EXPECT_EQ(frame->GetWaypoints().GetNavigator().GetTargetWaypoint(
+                  frame->GetWaypoints().GetWaypoints()),
+              nullptr);
     const CWaypointLoad saved = LoadWaypointDatabase(m_data.path().toStdString());
     EXPECT_EQ(saved.path, Data("Waypoints.wdb").toStdString());
     EXPECT_EQ(saved.waypoints, Gate());

@@ -30,7 +30,9 @@ protected:
         map.m_pairs[1].m_point = {1000, 800};
         map.m_pairs[1].m_position = CGeoPosition(47.0, 12.0, 0.0);
         map.Calibrate();
-        ASSERT_EQ(SaveMapDatabase(m_data.path().toStdString(), {map}), 0);
+        ASSERT_EQ(WriteDatabaseFile(JoinDatabasePath(m_data.path().toStdString(), kMapFileName),
+                                    {map}, MapCodec()),
+                  0);
     }
 
     QString Data(const char *name) const { return m_data.filePath(QString::fromLatin1(name)); }
@@ -202,7 +204,9 @@ TEST_F(MapViewTest, FifoAsMapFileIsRefused)
     CMapLoad load = LoadMapDatabase(m_data.path().toStdString());
     ASSERT_EQ(load.maps.size(), 1u);
     load.maps[0].m_file = Data("pipe.png").toStdString();
-    ASSERT_EQ(SaveMapDatabase(m_data.path().toStdString(), load.maps), 0);
+    ASSERT_EQ(WriteDatabaseFile(JoinDatabasePath(m_data.path().toStdString(), kMapFileName),
+                                load.maps, MapCodec()),
+              0);
     m_messages.clear();
     view = View();
     EXPECT_FALSE(view->IsMapLoaded());
