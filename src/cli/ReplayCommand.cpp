@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <chrono>
+#include <cstdint>
 #include <csignal>
 #include <cstdio>
 #include <cstring>
@@ -145,129 +146,189 @@ std::optional<int> ParseReplayOptions(const std::vector<std::string_view> &args,
 
 } // namespace
 
+namespace
+{
+
+// One replay from its options: the goto target, the source and the recording, the loop until
+// the file ends or a signal comes, and what is said at the end.
+class CReplayRun
+{
+public:
+    explicit CReplayRun(const CReplayOptions &options)
+        : m_options(options)
+        , m_source([this](std::string_view line) { HandleLine(line); },
+                   [this](int errorCode) {
+                       m_ended = true;
+                       m_readError = errorCode;
+                   })
+    {
+    }
+
+    // The exit status when the waypoint or its database is not there.
+    std::optional<int> SelectGoto()
+    {
+        const CWaypointLoad load = LoadWaypointFile(m_options.waypoints);
+        if (!load.opened || load.damaged) {
+            std::fprintf(stderr, "veloran-cli: cannot read '%s': %s\n", m_options.waypoints.c_str(),
+                         load.detail.c_str());
+            return kExitFile;
+        }
+        m_list = load.waypoints;
+        const auto found = std::find_if(m_list.begin(), m_list.end(), [&](const CWaypoint &w) {
+            return w.m_name == m_options.gotoName;
+        });
+        if (found == m_list.end())
+            return UsageError("replay: no waypoint named '" + m_options.gotoName + "' in '"
+                              + m_options.waypoints + "'");
+        m_navigator.SelectTarget(static_cast<int>(found - m_list.begin()), m_list.size());
+        m_session.SetWaypoints(&m_list, &m_navigator);
+        return std::nullopt;
+    }
+
+    // The exit status when the replay or its recording cannot start.
+    std::optional<int> Start()
+    {
+        m_session.SetGnssMode(m_options.mode);
+        if (m_options.profile >= 0)
+            m_session.GetRecordingRules().ApplyProfile(
+                static_cast<RecordingProfile>(m_options.profile));
+        m_source.SetBatchHandler([this] { Recorded(m_session.EndOfBatch()); });
+        m_source.SetUnfinishedHandler(
+            [this](std::string_view bytes) { Recorded(m_session.RecordUnfinished(bytes)); });
+        m_source.SetReplayDelay(m_options.delay);
+        m_source.SetGnssMode(m_options.mode);
+        m_started = std::chrono::steady_clock::now();
+        std::string error;
+        const std::string &file = m_options.file;
+        if (!m_source.OpenReplay(file, error)) {
+            std::fprintf(stderr, "veloran-cli: cannot open '%s': %s\n", file.c_str(),
+                         error.c_str());
+            return kExitFile;
+        }
+        // Only now that the log to replay is open: a file it cannot be, or one a failed replay
+        // would have emptied for nothing.
+        const std::string &record = m_options.record;
+        if (record.empty())
+            return std::nullopt;
+        const CNMEALogFile &log = m_session.GetLog();
+        if (!m_session.CreateLog(record, m_source.GetReplayIdentity())) {
+            std::fprintf(stderr, "veloran-cli: cannot record to '%s': %s\n", record.c_str(),
+                         log.GetErrorText().c_str());
+            return kExitFile;
+        }
+        if (log.GetReplacedBytes() > 0)
+            std::fprintf(stderr, "veloran-cli: recording to '%s' replaces its %lld bytes\n",
+                         record.c_str(), log.GetReplacedBytes());
+        return std::nullopt;
+    }
+
+    // Until the end of the file or one of `signals`; returns the signal, 0 for none.
+    int Pump(const CSignalPipe &signals)
+    {
+        pollfd fds[2] = {{m_source.GetWakeHandle(), POLLIN, 0}, {signals.GetHandle(), POLLIN, 0}};
+        int signal = 0;
+        while (!m_ended && signal == 0) {
+            if (::poll(fds, 2, -1) < 0 && errno != EINTR)
+                break;
+            signal = signals.Received();
+            if (signal == 0)
+                m_source.ProcessPending();
+        }
+        // Lines the reader still holds are dropped; what was handled is in the log, whole lines.
+        m_source.Close();
+        Recorded(m_session.CloseLog());
+        return signal;
+    }
+
+    int Report(int signal)
+    {
+        if (!m_alerts.empty()
+            && std::fwrite(m_alerts.data(), 1, m_alerts.size(), stdout) != m_alerts.size())
+            return OutputError(errno);
+        if (m_options.summary)
+            PrintSummary();
+        int status = kExitOk;
+        if (m_readError != 0) {
+            std::fprintf(stderr, "veloran-cli: cannot read '%s': %s\n", m_options.file.c_str(),
+                         std::strerror(m_readError));
+            status = kExitFile;
+        }
+        if (!m_writeError.empty()) {
+            std::fprintf(stderr, "veloran-cli: recording to '%s' stopped: %s\n",
+                         m_options.record.c_str(), m_writeError.c_str());
+            status = kExitFile;
+        }
+        if (signal != 0) {
+            std::fprintf(stderr, "veloran-cli: replay ended by %s\n", sigabbrev_np(signal));
+            status = kExitSignal + signal;
+        }
+        return status;
+    }
+
+private:
+    void HandleLine(std::string_view line)
+    {
+        const CReceiverUpdate update = m_session.HandleLine(line);
+        if (update.Happened(kEventRecordFailed))
+            m_writeError = update.recordError;
+        if (!update.Happened(kEventWaypointReached))
+            return;
+        const std::string n = std::to_string(m_session.GetLines());
+        if (m_options.json) {
+            m_alerts += "{\"n\": " + n + ", \"event\": \"reached\", \"name\": ";
+            AppendJsonText(m_alerts, m_options.gotoName);
+            m_alerts += "}\n";
+        } else {
+            m_alerts += n + " reached " + m_options.gotoName + "\n";
+        }
+    }
+
+    void Recorded(const std::optional<std::string> &error)
+    {
+        if (error)
+            m_writeError = *error;
+    }
+
+    void PrintSummary() const
+    {
+        const double seconds =
+            std::chrono::duration<double>(std::chrono::steady_clock::now() - m_started).count();
+        for (int t = 0; t < kSentenceTypeCount; ++t)
+            std::printf("%-8s %llu\n", SentenceTypeName(t),
+                        static_cast<unsigned long long>(m_session.GetCount(t)));
+        std::printf("%-8s %llu\n", "refused",
+                    static_cast<unsigned long long>(m_session.GetCount(kSentenceNone)));
+        const std::uint64_t lines = m_session.GetLines();
+        std::printf("%-8s %llu\n", "lines", static_cast<unsigned long long>(lines));
+        std::printf("%-8s %.3f\n", "seconds", seconds);
+        std::printf("%-8s %.0f\n", "lines/s", seconds > 0 ? lines / seconds : 0.0);
+    }
+
+    const CReplayOptions &m_options;
+    CWaypointList m_list;
+    CWaypointNavigator m_navigator;
+    CReceiverSession m_session;
+    CDataSource m_source;
+    bool m_ended = false;
+    int m_readError = 0;
+    std::string m_writeError;
+    std::string m_alerts;
+    std::chrono::steady_clock::time_point m_started;
+};
+
+} // namespace
+
 int RunReplay(const std::vector<std::string_view> &args)
 {
     CReplayOptions options;
     if (const std::optional<int> status = ParseReplayOptions(args, options))
         return *status;
-    const auto &[file, record, delay, summary, profile, waypoints, gotoName, haveGoto, json, mode] =
-        options;
-
-    CWaypointList list;
-    CWaypointNavigator navigator;
-    CReceiverSession session;
-    if (haveGoto) {
-        const CWaypointLoad load = LoadWaypointFile(waypoints);
-        if (!load.opened || load.damaged) {
-            std::fprintf(stderr, "veloran-cli: cannot read '%s': %s\n", waypoints.c_str(),
-                         load.detail.c_str());
-            return kExitFile;
-        }
-        list = load.waypoints;
-        const auto found = std::find_if(list.begin(), list.end(),
-                                        [&](const CWaypoint &w) { return w.m_name == gotoName; });
-        if (found == list.end())
-            return UsageError("replay: no waypoint named '" + gotoName + "' in '" + waypoints
-                              + "'");
-        navigator.SelectTarget(static_cast<int>(found - list.begin()), list.size());
-        session.SetWaypoints(&list, &navigator);
-    }
-
-    CSignalPipe signals;
-    session.SetGnssMode(mode);
-    if (profile >= 0)
-        session.GetRecordingRules().ApplyProfile(static_cast<RecordingProfile>(profile));
-    std::string writeError;
-    const auto recorded = [&](const std::optional<std::string> &error) {
-        if (error)
-            writeError = *error;
-    };
-    bool ended = false;
-    int readError = 0;
-    std::string alerts;
-    const auto handleLine = [&](std::string_view line) {
-        const CReceiverUpdate update = session.HandleLine(line);
-        if (update.Happened(kEventRecordFailed))
-            writeError = update.recordError;
-        if (!update.Happened(kEventWaypointReached))
-            return;
-        const std::string n = std::to_string(session.GetLines());
-        if (json) {
-            alerts += "{\"n\": " + n + ", \"event\": \"reached\", \"name\": ";
-            AppendJsonText(alerts, gotoName);
-            alerts += "}\n";
-        } else {
-            alerts += n + " reached " + gotoName + "\n";
-        }
-    };
-    CDataSource source(handleLine, [&](int errorCode) {
-        ended = true;
-        readError = errorCode;
-    });
-    source.SetBatchHandler([&] { recorded(session.EndOfBatch()); });
-    source.SetUnfinishedHandler(
-        [&](std::string_view bytes) { recorded(session.RecordUnfinished(bytes)); });
-    source.SetReplayDelay(delay);
-    source.SetGnssMode(mode);
-    const auto started = std::chrono::steady_clock::now();
-    std::string error;
-    if (!source.OpenReplay(file, error)) {
-        std::fprintf(stderr, "veloran-cli: cannot open '%s': %s\n", file.c_str(), error.c_str());
-        return kExitFile;
-    }
-    // Only now that the log to replay is open: a file it cannot be, or one a failed replay
-    // would have emptied for nothing.
-    if (!record.empty()) {
-        if (!session.CreateLog(record, source.GetReplayIdentity())) {
-            std::fprintf(stderr, "veloran-cli: cannot record to '%s': %s\n", record.c_str(),
-                         session.GetLog().GetErrorText().c_str());
-            return kExitFile;
-        }
-        if (session.GetLog().GetReplacedBytes() > 0)
-            std::fprintf(stderr, "veloran-cli: recording to '%s' replaces its %lld bytes\n",
-                         record.c_str(), session.GetLog().GetReplacedBytes());
-    }
-
-    pollfd fds[2] = {{source.GetWakeHandle(), POLLIN, 0}, {signals.GetHandle(), POLLIN, 0}};
-    int signal = 0;
-    while (!ended && signal == 0) {
-        if (::poll(fds, 2, -1) < 0 && errno != EINTR)
-            break;
-        signal = signals.Received();
-        if (signal == 0)
-            source.ProcessPending();
-    }
-    // Lines the reader still holds are dropped; what was handled is in the log, whole lines.
-    source.Close();
-    recorded(session.CloseLog());
-    if (!alerts.empty() && std::fwrite(alerts.data(), 1, alerts.size(), stdout) != alerts.size())
-        return OutputError(errno);
-    if (summary) {
-        const double seconds =
-            std::chrono::duration<double>(std::chrono::steady_clock::now() - started).count();
-        for (int t = 0; t < kSentenceTypeCount; ++t)
-            std::printf("%-8s %llu\n", SentenceTypeName(t),
-                        static_cast<unsigned long long>(session.GetCount(t)));
-        std::printf("%-8s %llu\n", "refused",
-                    static_cast<unsigned long long>(session.GetCount(kSentenceNone)));
-        std::printf("%-8s %llu\n", "lines", static_cast<unsigned long long>(session.GetLines()));
-        std::printf("%-8s %.3f\n", "seconds", seconds);
-        std::printf("%-8s %.0f\n", "lines/s", seconds > 0 ? session.GetLines() / seconds : 0.0);
-    }
-    int status = kExitOk;
-    if (readError != 0) {
-        std::fprintf(stderr, "veloran-cli: cannot read '%s': %s\n", file.c_str(),
-                     std::strerror(readError));
-        status = kExitFile;
-    }
-    if (!writeError.empty()) {
-        std::fprintf(stderr, "veloran-cli: recording to '%s' stopped: %s\n", record.c_str(),
-                     writeError.c_str());
-        status = kExitFile;
-    }
-    if (signal != 0) {
-        std::fprintf(stderr, "veloran-cli: replay ended by %s\n", sigabbrev_np(signal));
-        status = kExitSignal + signal;
-    }
-    return status;
+    CReplayRun run(options);
+    if (options.haveGoto)
+        if (const std::optional<int> status = run.SelectGoto())
+            return *status;
+    const CSignalPipe signals;
+    if (const std::optional<int> status = run.Start())
+        return *status;
+    return run.Report(run.Pump(signals));
 }
