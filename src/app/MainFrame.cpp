@@ -103,6 +103,7 @@ CMainFrame::CMainFrame(QWidget *parent)
     m_sheet->addTab(m_listPage, tr("List"));
     m_sheet->addTab(m_dataPage, tr("Data"));
     connect(m_sheet, &QTabWidget::currentChanged, this, [this] { UpdateCommands(); });
+    connect(m_mapView, &CMapView::MapLoadedChanged, this, [this] { UpdateCommands(); });
 
     LoadRecordingRules(m_session.GetRecordingRules());
     m_serialSettings.Load();

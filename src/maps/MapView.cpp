@@ -224,6 +224,7 @@ const CWaypoint *CMapView::SelectedWaypoint() const
 void CMapView::LoadCurrentBitmap()
 {
     m_loader.Clear();
+    emit MapLoadedChanged();
     m_painter.Invalidate();
     const CMapInfo *map = m_model.GetCurrentMap();
     if (map == nullptr)
@@ -243,6 +244,7 @@ void CMapView::LoadBitmap(const QString &path, std::function<void(bool)> done)
         if (done)
             done(ok);
         Redraw();
+        emit MapLoadedChanged();
     });
 }
 

@@ -93,6 +93,10 @@ public:
         return m_input.Measure(path, up);
     }
 
+signals:
+    /// A map image finished loading, or was put away: the zoom commands follow.
+    void MapLoadedChanged();
+
 protected:
     void paintEvent(QPaintEvent *event) override;
     void resizeEvent(QResizeEvent *event) override;

@@ -568,6 +568,9 @@ TEST_F(FrameTest, MapPageCommandsAndTheFactoryWorldMap)
     ini.close();
     m_frame = std::make_unique<CMainFrame>();
     CMapView *map = m_frame->GetMapView();
+    // The decoded image is handed over by the event loop, so the page shows before it loads.
+    m_frame->GetSheet()->setCurrentIndex(kPageMap);
+    EXPECT_FALSE(m_frame->GetAction(kCmdStepOn)->isEnabled()) << "no map yet";
     ASSERT_TRUE(map->WaitForBitmap(10000));
     EXPECT_TRUE(QFile::exists(m_data.filePath(QStringLiteral("Worldmap.gdb"))));
     EXPECT_FALSE(QFile::exists(m_data.filePath(QStringLiteral("MapInfo.gdb"))));
@@ -576,9 +579,7 @@ TEST_F(FrameTest, MapPageCommandsAndTheFactoryWorldMap)
     ASSERT_TRUE(map->GetCursorPosition(cursor));
     EXPECT_NEAR(cursor.m_latitude, 0.0, 1e-9);
 
-    m_frame->GetSheet()->setCurrentIndex(kPageMap);
-    m_frame->UpdateCommands();
-    EXPECT_TRUE(m_frame->GetAction(kCmdStepOn)->isEnabled());
+    EXPECT_TRUE(m_frame->GetAction(kCmdStepOn)->isEnabled()) << "zoom as soon as the map is in";
     EXPECT_TRUE(m_frame->GetAction(kCmdHotConnect)->isEnabled()) << "SIRF and a calibrated map";
     EXPECT_FALSE(m_frame->GetAction(kCmdProgramChipset)->isEnabled()) << "no port open";
     m_frame->RunCommand(kCmdStepOn);
