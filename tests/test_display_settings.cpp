@@ -1,3 +1,4 @@
+#include "SettingsTestUtils.h"
 #include "settings/DisplaySettings.h"
 #include "settings/SettingsKey.h"
 
@@ -11,19 +12,7 @@
 namespace
 {
 
-struct DisplaySettingsTest : ::testing::Test {
-    static QString File() { return QString::fromStdString(CSettingsKey::GetSettingsFile()); }
-    // A settings directory of its own per case: QSettings keeps one parsed copy of a file per
-    // path inside a process.
-    void Start(const char *directory, const QByteArray &bytes)
-    {
-        CSettingsKey::SetConfigDirectory(m_dir.filePath(directory).toStdString());
-        QFile file(File());
-        ASSERT_TRUE(bytes.isEmpty() || (file.open(QIODevice::WriteOnly) && file.write(bytes) > 0));
-    }
-
-    QTemporaryDir m_dir;
-};
+using DisplaySettingsTest = SettingsFileTest;
 
 } // namespace
 

@@ -1,3 +1,4 @@
+#include "SettingsTestUtils.h"
 #include "receiver/SerialSettings.h"
 #include "settings/SettingsKey.h"
 
@@ -13,20 +14,8 @@
 namespace
 {
 
-struct SettingsTest : ::testing::Test {
-    static QString File() { return QString::fromStdString(CSettingsKey::GetSettingsFile()); }
-    // A settings directory of its own, with `bytes` as the file unless empty. QSettings keeps one
-    // parsed copy of a file per path inside a process; a file at a new path is read from the disk.
-    void Start(const char *directory, const QByteArray &bytes)
-    {
-        CSettingsKey::SetConfigDirectory(m_dir.filePath(directory).toStdString());
-        QFile file(File());
-        ASSERT_TRUE(bytes.isEmpty() || (file.open(QIODevice::WriteOnly) && file.write(bytes) > 0));
-    }
-
+struct SettingsTest : SettingsFileTest {
     static QByteArray Bytes(QFile &&f) { return f.open(QIODevice::ReadOnly) ? f.readAll() : ""; }
-
-    QTemporaryDir m_dir;
 };
 
 } // namespace
