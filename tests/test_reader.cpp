@@ -244,7 +244,7 @@ TEST(Replay, RecordsByteIdenticalOrThinnedByRates)
 }
 
 // Garbage included, in both modes: everything recorded is the replayed file, byte for byte, and
-// the parser still sees what it always did (GPS only: a NUL ends the line; all systems: nothing
+// the parser sees only what it takes (GPS only: a NUL ends the line; all systems: nothing
 // over 255 bytes; the last bytes without a line end are no line).
 TEST(Replay, GarbageRecordsByteIdenticalInBothModes)
 {

@@ -23,7 +23,7 @@ namespace
 // While live, ages grow with the wall clock: look at them this often.
 constexpr int kAgeTickMs = 500;
 
-// One-byte values of the settings, as the page always stored them: sign-extended on reading.
+// The page stores its values as single bytes: sign-extended on reading.
 int Byte(std::int32_t stored)
 {
     return static_cast<std::int8_t>(stored & 0xFF);

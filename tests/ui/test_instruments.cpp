@@ -372,9 +372,9 @@ TEST_F(InstrumentsTest, LegendNamesTheSystemsInTheCorners)
             EXPECT_EQ(glyph, entry) << "corner " << i;
         }
         if (c.systems.size() == 1 && c.systems.front() == GnssSystem::GPS) {
-            CSatelliteView classic;
-            classic.SetSatellites(Sky(0, 1, {Satellite(7, 90, 0, 50, false)}));
-            EXPECT_EQ(image, Render(classic, c.width));
+            CSatelliteView gpsOnly;
+            gpsOnly.SetSatellites(Sky(0, 1, {Satellite(7, 90, 0, 50, false)}));
+            EXPECT_EQ(image, Render(gpsOnly, c.width)) << "a GPS sky draws as GPS only";
         }
     }
 }
