@@ -24,6 +24,7 @@ int RunParse(const std::vector<std::string_view> &args);
 int RunPosition(const std::vector<std::string_view> &args);
 int RunDistance(const std::vector<std::string_view> &args);
 int RunReplay(const std::vector<std::string_view> &args);
+int RunListen(const std::vector<std::string_view> &args);
 int RunWaypoints(const std::vector<std::string_view> &args);
 int RunMaps(const std::vector<std::string_view> &args);
 int RunSirf(const std::vector<std::string_view> &args);

@@ -1,6 +1,8 @@
 #include "Cli.h"
 #include "CliArguments.h"
 #include "JsonDump.h"
+#include "SessionSummary.h"
+#include "SignalPipe.h"
 #include "receiver/DataSource.h"
 #include "receiver/ReceiverSession.h"
 #include "waypoints/WaypointDatabase.h"
@@ -47,53 +49,6 @@ constexpr const char *kReplayHelp =
     "  --json       print those alarms as {\"n\": N, \"event\": \"reached\", \"name\": ...}\n"
     "\n"
     "SIGTERM, SIGINT and SIGHUP end the replay with the recording whole (exit 128 + signal).\n";
-
-// SIGTERM, SIGINT and SIGHUP end a replay the way its end of file does: the recording closed
-// with every handled line.
-class CSignalPipe
-{
-public:
-    CSignalPipe()
-    {
-        if (::pipe2(s_pipe, O_CLOEXEC | O_NONBLOCK) != 0)
-            return;
-        struct sigaction action = {};
-        action.sa_handler = OnSignal;
-        sigemptyset(&action.sa_mask);
-        action.sa_flags = SA_RESTART;
-        for (const int signal : kSignals)
-            sigaction(signal, &action, nullptr);
-    }
-    ~CSignalPipe()
-    {
-        for (const int signal : kSignals)
-            std::signal(signal, SIG_DFL);
-        for (int &fd : s_pipe) {
-            if (fd >= 0)
-                ::close(fd);
-            fd = -1;
-        }
-    }
-    CSignalPipe(const CSignalPipe &) = delete;
-    CSignalPipe &operator=(const CSignalPipe &) = delete;
-
-    [[nodiscard]] int GetHandle() const { return s_pipe[0]; }
-    /// The signal that arrived, 0 for none.
-    [[nodiscard]] int Received() const
-    {
-        unsigned char signal = 0;
-        return ::read(s_pipe[0], &signal, 1) == 1 ? signal : 0;
-    }
-
-private:
-    static constexpr int kSignals[] = {SIGTERM, SIGINT, SIGHUP};
-    static void OnSignal(int signal)
-    {
-        const auto byte = static_cast<unsigned char>(signal);
-        [[maybe_unused]] const ssize_t n = ::write(s_pipe[1], &byte, 1);
-    }
-    static inline int s_pipe[2] = {-1, -1};
-};
 
 struct CReplayOptions {
     std::string file;
@@ -246,7 +201,7 @@ public:
             && std::fwrite(m_alerts.data(), 1, m_alerts.size(), stdout) != m_alerts.size())
             return OutputError(errno);
         if (m_options.summary)
-            PrintSummary();
+            PrintSessionSummary(m_session, SecondsSince(m_started), false);
         int status = kExitOk;
         if (m_readError != 0) {
             std::fprintf(stderr, "veloran-cli: cannot read '%s': %s\n", m_options.file.c_str(),
@@ -287,21 +242,6 @@ private:
     {
         if (error)
             m_writeError = *error;
-    }
-
-    void PrintSummary() const
-    {
-        const double seconds =
-            std::chrono::duration<double>(std::chrono::steady_clock::now() - m_started).count();
-        for (int t = 0; t < kSentenceTypeCount; ++t)
-            std::printf("%-8s %llu\n", SentenceTypeName(t),
-                        static_cast<unsigned long long>(m_session.GetCount(t)));
-        std::printf("%-8s %llu\n", "refused",
-                    static_cast<unsigned long long>(m_session.GetCount(kSentenceNone)));
-        const std::uint64_t lines = m_session.GetLines();
-        std::printf("%-8s %llu\n", "lines", static_cast<unsigned long long>(lines));
-        std::printf("%-8s %.3f\n", "seconds", seconds);
-        std::printf("%-8s %.0f\n", "lines/s", seconds > 0 ? lines / seconds : 0.0);
     }
 
     const CReplayOptions &m_options;

@@ -24,6 +24,8 @@ constexpr const char *kUsage =
 #ifdef VELORAN_HAVE_IO
     "  replay FILE [--delay MS] [--record OUT] [--profile P] [--summary]\n"
     "                    replay a log through the receiver engine, optionally recording\n"
+    "  listen SOURCE [--record OUT] [--seconds N] [--json]\n"
+    "                    receive from a port, gpsd, TCP or UDP, optionally recording\n"
     "  waypoints list|import|export [ARGS]\n"
     "                    list the waypoint database, import GPX/LOC files, export GPX\n"
     "  maps list|add|locate|track [ARGS]\n"
@@ -86,6 +88,8 @@ int RunCommand(std::string_view command, const std::vector<std::string_view> &ar
 #ifdef VELORAN_HAVE_IO
     if (command == "replay")
         return RunReplay(args);
+    if (command == "listen")
+        return RunListen(args);
     if (command == "waypoints")
         return RunWaypoints(args);
     if (command == "maps")

@@ -1,5 +1,6 @@
 #include "receiver/DataSource.h"
 
+#include "receiver/NetworkSocket.h"
 #include "receiver/PortWrite.h"
 #include "receiver/ReaderSession.h"
 
@@ -82,6 +83,28 @@ bool CDataSource::OpenReplay(const std::string &path, std::string &error,
     return true;
 }
 
+bool CDataSource::OpenNetwork(const CSourceAddress &address, std::string &error)
+{
+    Close();
+    m_lastFailure = Failure::Open;
+    auto session = std::make_shared<CReaderSession>();
+    session->m_network = true;
+    session->m_address = address;
+    if (address.kind == SourceKind::TcpListen)
+        session->m_listenFd = ListenTcp(address.host, address.port, error);
+    else if (address.kind == SourceKind::Udp)
+        session->m_listenFd = BindUdp(address.host, address.port, error);
+    if ((address.kind == SourceKind::TcpListen || address.kind == SourceKind::Udp)
+        && session->m_listenFd < 0)
+        return false;
+    m_lastFailure = Failure::Thread;
+    if (!Start(std::move(session))) {
+        error = std::string("cannot start the reader: ") + std::strerror(errno);
+        return false;
+    }
+    return true;
+}
+
 bool CDataSource::Start(std::shared_ptr<CReaderSession> session)
 {
     session->m_replayDelay = m_replayDelay;
@@ -91,7 +114,7 @@ bool CDataSource::Start(std::shared_ptr<CReaderSession> session)
     if (session->m_stopFd < 0 || session->m_wakeFd < 0)
         return false;
     try {
-        m_thread = std::thread(RunReader, session);
+        m_thread = std::thread(session->m_network ? RunNetworkReader : RunReader, session);
     } catch (const std::system_error &) {
         return false;
     }
@@ -139,7 +162,7 @@ bool CDataSource::Write(std::string_view bytes)
     // Our reference keeps the session, and with it the port's descriptor, open while we write,
     // even when the reader ends meanwhile; the reader never writes.
     const std::shared_ptr<CReaderSession> s = m_session;
-    if (!s || s->m_replay || !s->m_open)
+    if (!s || s->m_replay || s->m_network || !s->m_open)
         return false;
     return WritePort(s->m_port, bytes);
 }
@@ -152,6 +175,11 @@ bool CDataSource::IsOpen() const
 bool CDataSource::IsReplaying() const
 {
     return IsOpen() && m_session->m_replay;
+}
+
+bool CDataSource::IsNetwork() const
+{
+    return IsOpen() && m_session->m_network;
 }
 
 std::optional<CFileIdentity> CDataSource::GetReplayIdentity() const
@@ -188,12 +216,21 @@ void CDataSource::ProcessPending()
         ended = s->m_endedBySource;
         endError = s->m_endError;
     }
+    const auto &statuses = batch.GetStatuses();
+    auto status = statuses.begin();
+    const auto sayUpTo = [&](std::size_t line) {
+        for (; status != statuses.end() && status->first <= line && m_session == s; ++status)
+            if (m_onStatus)
+                m_onStatus(status->second);
+    };
     for (std::size_t i = 0; i < batch.GetSize(); ++i) {
+        sayUpTo(i);
         // The handler may close the source, or open another one.
         if (m_session != s)
             break;
         m_onLine(batch.GetAt(i));
     }
+    sayUpTo(batch.GetSize());
     if (!batch.GetUnfinished().empty() && m_onUnfinished && m_session == s)
         m_onUnfinished(batch.GetUnfinished());
     if (!batch.IsEmpty() && m_onBatch)

@@ -3,6 +3,8 @@
 #include "nmea/GnssSystem.h"
 #include "receiver/FileIdentity.h"
 #include "receiver/ReplaySpeed.h"
+#include "receiver/SourceAddress.h"
+#include "receiver/SourceStatus.h"
 
 #include <atomic>
 #include <functional>
@@ -63,6 +65,11 @@ public:
     /// alone; the caller names the path.
     bool OpenReplay(const std::string &path, std::string &error,
                     const std::optional<CFileIdentity> &recordFile = {});
+    /// Opens a network source. tcp-listen and udp bind at once, so a port in use fails here;
+    /// gpsd and tcp connect on the reader thread, and every network source is reached again,
+    /// with a back-off, whenever it is lost, until closed. What it is doing comes to the status
+    /// handler.
+    bool OpenNetwork(const CSourceAddress &address, std::string &error);
     /// Why the last open failed: the device or file, or the reader thread.
     enum class Failure { None, Open, Thread };
     [[nodiscard]] Failure GetLastFailure() const { return m_lastFailure; }
@@ -77,6 +84,7 @@ public:
 
     [[nodiscard]] bool IsOpen() const;
     [[nodiscard]] bool IsReplaying() const;
+    [[nodiscard]] bool IsNetwork() const;
     /// The file being replayed; empty unless replaying.
     [[nodiscard]] std::optional<CFileIdentity> GetReplayIdentity() const;
 
@@ -100,6 +108,12 @@ public:
         m_onUnfinished = std::move(onUnfinished);
     }
 
+    /// Gets what a network source says of itself, in order with its lines.
+    void SetStatusHandler(std::function<void(const CSourceStatus &)> onStatus)
+    {
+        m_onStatus = std::move(onStatus);
+    }
+
     /// Readable while lines or an end of the source wait for ProcessPending.
     [[nodiscard]] int GetWakeHandle() const { return m_wakeFd; }
     /// Hands waiting lines to the line handler and lets the reader go on. Consumer thread only.
@@ -113,6 +127,7 @@ private:
     ClosedHandler m_onClosed;
     std::function<void()> m_onBatch;
     LineHandler m_onUnfinished;
+    std::function<void(const CSourceStatus &)> m_onStatus;
     int m_wakeFd = -1;
     std::shared_ptr<std::atomic<unsigned>> m_replayDelay;
     std::shared_ptr<std::atomic<GnssMode>> m_gnssMode =

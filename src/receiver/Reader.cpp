@@ -28,6 +28,8 @@ CReaderSession::~CReaderSession()
 {
     if (m_replay && m_fd >= 0)
         ::close(m_fd);
+    if (m_listenFd >= 0)
+        ::close(m_listenFd);
     m_port.Close();
     if (m_stopFd >= 0)
         ::close(m_stopFd);
@@ -42,8 +44,8 @@ namespace
 constexpr std::size_t kReplayBlock = 1 << 16;
 constexpr std::size_t kPortBlock = 4096;
 
-// Hands the batch to the consumer and waits until it has been handled. False once the source
-// is being closed.
+} // namespace
+
 bool HandOver(CReaderSession &s, CLineBatch &batch)
 {
     if (batch.IsEmpty())
@@ -57,13 +59,30 @@ bool HandOver(CReaderSession &s, CLineBatch &batch)
     return !s.m_stop;
 }
 
-// The replay pause; Close() cuts it short.
-bool Pause(CReaderSession &s, unsigned milliseconds)
+bool PauseReader(CReaderSession &s, unsigned milliseconds)
 {
     std::unique_lock lock(s.m_mutex);
     return !s.m_changed.wait_for(lock, std::chrono::milliseconds(milliseconds),
                                  [&] { return s.m_stop.load(); });
 }
+
+void FinishReader(CReaderSession &s, bool endedBySource, int endError)
+{
+    {
+        std::lock_guard lock(s.m_mutex);
+        s.m_finished = true;
+        if (endedBySource && !s.m_stop) {
+            s.m_open = false;
+            s.m_endedBySource = true;
+            s.m_endError = endError;
+        }
+    }
+    s.m_changed.notify_all();
+    SignalEvent(s.m_wakeFd);
+}
+
+namespace
+{
 
 // The port discards NUL bytes as they arrive (line noise on a receiver's plug-in); a
 // replayed file is taken as it is.
@@ -172,7 +191,7 @@ void RunReader(std::shared_ptr<CReaderSession> session)
                 allSystems ? StartsEpoch(line, epochTime) : assembler.GetBuffer()[4] == 'G';
             if (s.m_replay && paced) {
                 const unsigned delay = s.m_replayDelay->load();
-                if (delay > 0 && (!HandOver(s, batch) || !Pause(s, delay))) {
+                if (delay > 0 && (!HandOver(s, batch) || !PauseReader(s, delay))) {
                     go = false;
                     return;
                 }
@@ -184,15 +203,5 @@ void RunReader(std::shared_ptr<CReaderSession> session)
             break;
     }
 
-    {
-        std::lock_guard lock(s.m_mutex);
-        s.m_finished = true;
-        if (endedBySource && !s.m_stop) {
-            s.m_open = false;
-            s.m_endedBySource = true;
-            s.m_endError = endError;
-        }
-    }
-    s.m_changed.notify_all();
-    SignalEvent(s.m_wakeFd);
+    FinishReader(s, endedBySource, endError);
 }

@@ -3,6 +3,8 @@
 #include "nmea/GnssSystem.h"
 #include "receiver/FileIdentity.h"
 #include "receiver/SerialPort.h"
+#include "receiver/SourceAddress.h"
+#include "receiver/SourceStatus.h"
 
 #include <atomic>
 #include <condition_variable>
@@ -25,14 +27,28 @@ public:
     }
     /// A replay's last bytes, after its last line: no line, but the recording keeps them.
     void AddUnfinished(std::string_view bytes) { m_unfinished.append(bytes); }
+    /// What the source says of itself, between the lines added before and after it.
+    void AddStatus(CSourceStatus status)
+    {
+        m_statuses.emplace_back(m_ends.size(), std::move(status));
+    }
+    /// Each status with the number of lines that come before it.
+    [[nodiscard]] const std::vector<std::pair<std::size_t, CSourceStatus>> &GetStatuses() const
+    {
+        return m_statuses;
+    }
     [[nodiscard]] std::string_view GetUnfinished() const { return m_unfinished; }
     void Clear()
     {
         m_bytes.clear();
         m_ends.clear();
         m_unfinished.clear();
+        m_statuses.clear();
     }
-    [[nodiscard]] bool IsEmpty() const { return m_ends.empty() && m_unfinished.empty(); }
+    [[nodiscard]] bool IsEmpty() const
+    {
+        return m_ends.empty() && m_unfinished.empty() && m_statuses.empty();
+    }
     [[nodiscard]] std::size_t GetSize() const { return m_ends.size(); }
     [[nodiscard]] std::string_view GetAt(std::size_t i) const
     {
@@ -44,12 +60,14 @@ public:
         m_bytes.swap(other.m_bytes);
         m_ends.swap(other.m_ends);
         m_unfinished.swap(other.m_unfinished);
+        m_statuses.swap(other.m_statuses);
     }
 
 private:
     std::string m_bytes;
     std::vector<std::uint32_t> m_ends;
     std::string m_unfinished;
+    std::vector<std::pair<std::size_t, CSourceStatus>> m_statuses;
 };
 
 /// Everything one open source shares between the consumer and its reader thread. Both hold a
@@ -61,6 +79,9 @@ struct CReaderSession {
     CReaderSession &operator=(const CReaderSession &) = delete;
 
     bool m_replay = false;
+    bool m_network = false; // gpsd, TCP or UDP: m_address, reconnected by the reader
+    CSourceAddress m_address;
+    int m_listenFd = -1;        // tcp-listen: the listening socket; udp: the bound socket
     bool m_waitForData = false; // a replayed FIFO or device: poll before reading
     int m_fd = -1;              // the replay file, or the port's handle
     CFileIdentity m_identity;   // of the replay file
@@ -83,8 +104,20 @@ struct CReaderSession {
     bool m_finished = false;      // guarded: the thread function has returned
 };
 
-/// The reader thread's body.
+/// The reader thread's body for a port or a replay file.
 void RunReader(std::shared_ptr<CReaderSession> session);
+/// The reader thread's body for a network source: it connects, and connects again with a
+/// back-off, until the source is closed; it never ends by itself.
+void RunNetworkReader(std::shared_ptr<CReaderSession> session);
+
+/// Hands the batch to the consumer and waits until it has been handled. False once the source
+/// is being closed.
+bool HandOver(CReaderSession &s, CLineBatch &batch);
+/// Waits `milliseconds` unless the source is closed first; false when it was.
+bool PauseReader(CReaderSession &s, unsigned milliseconds);
+/// The reader's last words: the source ended by itself (with `endError`) or was closed.
+
+void FinishReader(CReaderSession &s, bool endedBySource, int endError);
 
 /// Adds one to an eventfd counter (it then polls readable).
 void SignalEvent(int fd);

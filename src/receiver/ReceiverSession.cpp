@@ -183,13 +183,24 @@ CReceiverSession::CSourceEnd CReceiverSession::SourceEnded(int errorCode)
     end.actions = m_watch.OnSourceEnded(errorCode);
     if (!end.actions.receiverLost)
         return end;
+    end.update = ReceiverGone();
+    return end;
+}
+
+CReceiverUpdate CReceiverSession::StatusChanged(const CSourceStatus &status)
+{
+    return status.IsLoss() ? ReceiverGone() : CReceiverUpdate();
+}
+
+CReceiverUpdate CReceiverSession::ReceiverGone()
+{
     // The last values must not read as live: the fix is lost, as a receiver without one says.
     m_parser.ForgetFix();
-    CReceiverUpdate &u = end.update;
+    CReceiverUpdate u;
     TakeFixActions(u, m_fixEvents.OnReceiverLost(m_playSound));
     u.changes |= kChangeNavigation | kChangeSky | kChangeFixState;
     u.fixLost = true;
-    return end;
+    return u;
 }
 
 std::uint64_t CReceiverSession::GetCount(int type) const

@@ -5,6 +5,7 @@
 #include "receiver/NMEALogFile.h"
 #include "receiver/ReceiverWatch.h"
 #include "receiver/RecordingRules.h"
+#include "receiver/SourceStatus.h"
 #include "waypoints/WaypointNavigator.h"
 
 #include <array>
@@ -127,6 +128,10 @@ public:
     };
     CSourceEnd SourceEnded(int errorCode);
     [[nodiscard]] const CReceiverWatch &GetWatch() const { return m_watch; }
+    /// What a network source says of itself. A source with no receiver now (lost, silent, gpsd
+    /// without one) shows the fix as lost, as a port that is gone does; the source reaches it
+    /// again by itself.
+    CReceiverUpdate StatusChanged(const CSourceStatus &status);
 
     [[nodiscard]] const CNMEAParser &GetParser() const { return m_parser; }
     [[nodiscard]] CRecordingRules &GetRecordingRules() { return m_rules; }
@@ -143,6 +148,8 @@ public:
 
 private:
     void Route(CReceiverUpdate &u);
+    // The receiver is gone for now: the values that claimed a live fix no longer do.
+    CReceiverUpdate ReceiverGone();
     void TakeFixActions(CReceiverUpdate &u, const CFixActions &a);
     void Record(std::string_view raw, SentenceType type);
     std::optional<std::string> TakeRecordError();

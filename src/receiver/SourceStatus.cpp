@@ -1,0 +1,61 @@
+#include "receiver/SourceStatus.h"
+
+#include <algorithm>
+
+namespace
+{
+
+std::string Seconds(int milliseconds)
+{
+    return std::to_string((milliseconds + 500) / 1000) + " s";
+}
+
+} // namespace
+
+int CBackoff::NextMs()
+{
+    const int wait = m_nextMs;
+    m_nextMs = std::min(m_nextMs * 2, kLongestMs);
+    return wait;
+}
+
+CSourceStatus ConnectingStatus(const CSourceAddress &address)
+{
+    return {CSourceStatus::Kind::Connecting, "Connecting to " + address.Describe() + "…"};
+}
+
+CSourceStatus WaitingStatus(const CSourceAddress &address)
+{
+    return {CSourceStatus::Kind::Waiting, "Waiting for data on " + address.Describe() + "…"};
+}
+
+CSourceStatus ReceivingStatus(const CSourceAddress &address, bool again)
+{
+    if (again)
+        return {CSourceStatus::Kind::Back, "Receiver connected again: " + address.Describe()};
+    return {CSourceStatus::Kind::Receiving, "Receiving from " + address.Describe()};
+}
+
+CSourceStatus FailedStatus(const CSourceAddress &address, const std::string &reason, int retryMs)
+{
+    return {CSourceStatus::Kind::Failed, "Cannot reach " + address.Describe() + ": " + reason
+                                             + ". Trying again in " + Seconds(retryMs) + "…"};
+}
+
+CSourceStatus LostStatus(const CSourceAddress &address, const std::string &reason, int retryMs)
+{
+    return {CSourceStatus::Kind::Lost, "Connection to " + address.Describe() + " lost: " + reason
+                                           + ". Reconnecting in " + Seconds(retryMs) + "…"};
+}
+
+CSourceStatus NoDataStatus(const CSourceAddress &address, int silentMs)
+{
+    return {CSourceStatus::Kind::NoData,
+            "No data from " + address.Describe() + " for " + Seconds(silentMs)};
+}
+
+CSourceStatus NoReceiverStatus(const std::string &device)
+{
+    return {CSourceStatus::Kind::NoReceiver,
+            device.empty() ? "gpsd: no receiver attached" : "gpsd: no receiver at " + device};
+}
