@@ -115,6 +115,7 @@ CMainFrame::CMainFrame(QWidget *parent)
         if (const std::optional<std::string> error = m_session.RecordUnfinished(bytes))
             RecordFailed(*error);
     });
+    m_source.SetStatusHandler([this](const CSourceStatus &status) { OnSourceStatus(status); });
     m_wake = new QSocketNotifier(m_source.GetWakeHandle(), QSocketNotifier::Read, this);
     connect(m_wake, &QSocketNotifier::activated, this, [this] { OnWake(); });
     m_sound = std::make_unique<CFixSound>();
@@ -137,7 +138,7 @@ CMainFrame::CMainFrame(QWidget *parent)
     FollowDisplaySettingsOnMap();
 
     m_retry = new QTimer(this);
-    m_retry->setInterval(CReceiverWatch::kRetryIntervalMs);
+    m_retry->setSingleShot(true);
     connect(m_retry, &QTimer::timeout, this, [this] { RetryPort(); });
 
     m_alarm = new QTimer(this);
@@ -168,6 +169,19 @@ void CMainFrame::ReadSettings()
     key.Open(kAppKey, true);
     m_autoConnect = Read(key, kAutoConnectSetting) != 0;
     m_session.SetFixOptions(Read(key, kPlaySoundSetting) != 0, Read(key, kAutoSyncSetting) != 0);
+    ReadStoredSource();
+}
+
+void CMainFrame::ReadStoredSource()
+{
+    CSettingsKey key;
+    key.Open(kSourceSetting.key, true);
+    const std::string url = key.ReadText(kSourceSetting.name, "");
+    std::string error;
+    m_storedSource = url.empty() ? std::nullopt : CSourceAddress::Parse(url, error);
+    if (!url.empty() && !m_storedSource)
+        std::fprintf(stderr, "veloran: the stored source '%s' is not used: %s\n", url.c_str(),
+                     error.c_str());
 }
 
 void CMainFrame::WriteSettings() const
@@ -476,19 +490,34 @@ void CMainFrame::SetGnssModeOverride(GnssMode mode)
     UpdateCommands();
 }
 
-std::string CMainFrame::PortDevice() const
+CSourceAddress CMainFrame::ConfiguredSource() const
 {
-    return m_portOverride.isEmpty() ? DevicePathForPort(m_serialSettings.GetPortName())
-                                    : m_portOverride.toStdString();
+    if (m_sourceOverride)
+        return *m_sourceOverride;
+    CSourceAddress serial;
+    if (!m_portOverride.isEmpty()) {
+        serial.device = m_portOverride.toStdString();
+        return serial;
+    }
+    if (m_storedSource)
+        return *m_storedSource;
+    serial.device = m_serialSettings.GetPortName();
+    return serial;
 }
 
 bool CMainFrame::OpenPort()
 {
     StopRetrying();
+    const CSourceAddress source = ConfiguredSource();
+    if (source.IsNetwork())
+        return OpenNetworkSource(source);
     // The data source closes what it had open first.
-    const std::string device = PortDevice();
+    const std::string device = DevicePathForPort(source.device);
+    const int configured = m_serialSettings.GetBaudRate();
+    const int baud = source.baudRate.value_or(configured);
+    m_portBaudRate = baud == CSourceAddress::kAutoBaud ? configured : baud;
     std::string error;
-    const bool opened = m_source.OpenPort(device, m_serialSettings.GetBaudRate(), error);
+    const bool opened = m_source.OpenPort(device, m_portBaudRate, error);
     if (opened) {
         m_session.PortOpened(device);
         m_dashboard->SetReplaying(false);
@@ -501,15 +530,51 @@ bool CMainFrame::OpenPort()
     return opened;
 }
 
+bool CMainFrame::OpenNetworkSource(const CSourceAddress &source)
+{
+    std::string error;
+    const bool opened = m_source.OpenNetwork(source, error);
+    if (opened) {
+        // A network receiver is as live as a port: it reconnects by itself.
+        m_session.PortOpened(source.Describe());
+        m_dashboard->SetReplaying(false);
+    } else {
+        m_session.ClosedByUser();
+        ShowError(this, tr("Failed to open %1.").arg(QString::fromStdString(source.ToUrl())),
+                  QString::fromStdString(error));
+    }
+    UpdateCommands();
+    return opened;
+}
+
+void CMainFrame::OnSourceStatus(const CSourceStatus &status)
+{
+    const QString text = QString::fromStdString(status.text);
+    std::fprintf(stderr, "veloran: %s\n", status.text.c_str());
+    switch (status.kind) {
+    case CSourceStatus::Kind::Receiving:
+        m_notice->Dismiss();
+        break;
+    case CSourceStatus::Kind::Back:
+        m_notice->ShowFor(text, CReceiverWatch::kBackNoticeMs);
+        break;
+    default:
+        m_notice->ShowFor(text, 0);
+        break;
+    }
+    Show(m_session.StatusChanged(status));
+}
+
 void CMainFrame::RetryPort()
 {
     const CReceiverWatch &watch = m_session.GetWatch();
     if (!watch.IsReconnecting())
         return;
     std::string error;
-    if (!m_source.OpenPort(watch.GetDevice(), m_serialSettings.GetBaudRate(), error))
-        return; // still gone: again at the next tick
-    m_retry->stop();
+    if (!m_source.OpenPort(watch.GetDevice(), m_portBaudRate, error)) {
+        m_retry->start(m_retryWait.NextMs()); // still gone: again, a little later each time
+        return;
+    }
     m_session.PortOpened(watch.GetDevice());
     m_dashboard->SetReplaying(false);
     const std::string notice = watch.BackNotice();
@@ -659,8 +724,10 @@ void CMainFrame::OnSourceClosed(int errorCode)
                            + QString::fromStdString(std::system_category().message(errorCode)));
     if (a.receiverLost)
         ReceiverLost(errorCode, end.update);
-    if (a.retry)
-        m_retry->start();
+    if (a.retry) {
+        m_retryWait.Reset();
+        m_retry->start(m_retryWait.NextMs());
+    }
     UpdateCommands();
     if (a.replayEnded || a.receiverLost)
         emit SourceEnded(a.replayEnded);

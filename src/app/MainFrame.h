@@ -46,8 +46,13 @@ public:
     void UpdateCommands();
     [[nodiscard]] QAction *GetAction(int id) const;
 
-    /// Opens the configured serial port; shows "Failed to open COM Port." when it cannot.
+    /// Opens the configured receiver source: the command line's, else the stored one, else the
+    /// serial port of its settings. Shows why when it cannot ("Failed to open COM Port.").
     bool OpenPort();
+    /// Uses `source` for this run instead of the configured one (not stored).
+    void SetSourceOverride(const CSourceAddress &source) { m_sourceOverride = source; }
+    /// What OpenPort opens.
+    [[nodiscard]] CSourceAddress ConfiguredSource() const;
     /// The command line chose a source: auto-connect stays off for this start.
     void SuppressAutoConnect() { m_suppressAutoConnect = true; }
     /// Whether the port opens by itself once the window shows.
@@ -110,6 +115,7 @@ private:
     bool RunDisplayCommand(int id);
     void RunToolsCommand(int id);
     void ReadSettings();
+    void ReadStoredSource();
     void WriteSettings() const;
     /// Carries out on the pages what the session says a line or event changed.
     void Show(const CReceiverUpdate &update);
@@ -123,8 +129,9 @@ private:
     void OnSourceClosed(int errorCode);
     void ReceiverLost(int errorCode, const CReceiverUpdate &update);
     void RetryPort();
+    bool OpenNetworkSource(const CSourceAddress &source);
+    void OnSourceStatus(const CSourceStatus &status);
     void StopRetrying();
-    [[nodiscard]] std::string PortDevice() const;
     void ChooseAndReplay();
     void ChooseAndCreateLog();
     /// The Map page keeps its setters: it follows the display settings through them.
@@ -160,6 +167,10 @@ private:
     bool m_autoConnect = false;
 
     QString m_portOverride;
+    std::optional<CSourceAddress> m_sourceOverride;
+    std::optional<CSourceAddress> m_storedSource;
+    int m_portBaudRate = 0; // of the open port, for its retries
+    CBackoff m_retryWait;
     QString m_replayPath;
     QTimer *m_retry = nullptr;
     bool m_shown = false;

@@ -239,6 +239,11 @@ constexpr COptionText kOptionTexts[] = {
     {"replay-delay",
      "Pause before each epoch while replaying (1000 = real time, 0 = as fast as possible).", "MS"},
     {"port", "Serial device of the receiver for this run.", "DEVICE"},
+    {"source",
+     "Receiver for this run, opened at start: a device, serial:DEVICE?baud=N, "
+     "gpsd://HOST:PORT[/DEVICE], tcp://HOST:PORT, tcp-listen://[ADDRESS]:PORT or "
+     "udp://[ADDRESS]:PORT.",
+     "URL"},
     {"connect", "Open the port at start."},
     {"record", "Record the received lines into FILE.", "FILE"},
     {"page", "Page to show: dashboard, map, list, data, or the digital dashboard.", "PAGE"},
@@ -277,7 +282,15 @@ std::optional<int> ReadOptions(const QCommandLineParser &parser, CStartOptions &
         options.replayDelay = delay;
     }
     options.port = value("port");
-    options.connect = isSet("connect");
+    if (isSet("source")) {
+        std::string error;
+        options.source = CSourceAddress::Parse(value("source").toStdString(), error);
+        if (!options.source)
+            return Fail(QStringLiteral("--source: %1").arg(QString::fromStdString(error)));
+        if (!options.port.isEmpty())
+            return Fail(QStringLiteral("--source and --port cannot be used together"));
+    }
+    options.connect = isSet("connect") || options.source.has_value();
     options.record = value("record");
     if (isSet("page")) {
         options.page = PageNamed(value("page"));
@@ -295,7 +308,8 @@ std::optional<int> ReadOptions(const QCommandLineParser &parser, CStartOptions &
     options.dataDir = value("data-dir");
     options.startupProbe = isSet(kStartupProbe.name);
     if ((!options.replay.isEmpty() || options.demo) && options.connect)
-        return Fail(QStringLiteral("--connect and a replay cannot run together"));
+        return Fail(options.source ? QStringLiteral("--source and a replay cannot run together")
+                                   : QStringLiteral("--connect and a replay cannot run together"));
     return std::nullopt;
 }
 
@@ -331,8 +345,8 @@ std::optional<int> ParseCommandLine(int argc, char **argv, CStartOptions &option
     if (!parser.positionalArguments().isEmpty())
         return Fail(QStringLiteral("unexpected argument '%1' (try --help)")
                         .arg(parser.positionalArguments().first()));
-    for (const char *name : {"replay", "port", "record", "screenshot", "config-dir", "data-dir",
-                             "page", "replay-delay", "gnss"}) {
+    for (const char *name : {"replay", "port", "source", "record", "screenshot", "config-dir",
+                             "data-dir", "page", "replay-delay", "gnss"}) {
         if (parser.values(QLatin1String(name)).contains(QString()))
             return Fail(QStringLiteral("--%1 needs a value").arg(QLatin1String(name)));
     }
@@ -351,6 +365,8 @@ std::unique_ptr<CMainFrame> BuildFrame(const CStartOptions &options)
                                                                              : options.page);
     if (!options.port.isEmpty())
         frame->SetPortOverride(options.port);
+    if (options.source)
+        frame->SetSourceOverride(*options.source);
     if (options.replayDelay)
         frame->SetReplayDelay(*options.replayDelay);
     if (!options.replay.isEmpty() || options.connect)

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "nmea/GnssSystem.h"
+#include "receiver/SourceAddress.h"
 
 #include <QString>
 
@@ -12,6 +13,7 @@ struct CStartOptions {
     QString replay;
     std::optional<unsigned> replayDelay;
     QString port;
+    std::optional<CSourceAddress> source; ///< for this run, opened at start
     bool connect = false;
     QString record;
     int page = -1;

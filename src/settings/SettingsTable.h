@@ -17,6 +17,16 @@ struct CStoredNumber {
     std::int32_t fallback;
 };
 
+/// A text of the settings: where it lives and its name; missing reads as empty.
+struct CStoredText {
+    const char *key;
+    const char *name;
+};
+
+/// The receiver source as a URL (serial:, gpsd://, tcp://, tcp-listen://, udp://); empty: the
+/// serial port of the "SerialPort" key.
+inline constexpr CStoredText kSourceSetting{kAppKey, "Source"};
+
 // The window's switches; any number but 0 is on.
 inline constexpr CStoredNumber kAutoConnectSetting{kAppKey, "AutoConnect", 0};
 inline constexpr CStoredNumber kAutoSyncSetting{kAppKey, "AutoSync", 0};
