@@ -90,6 +90,7 @@ bool CDataSource::OpenNetwork(const CSourceAddress &address, std::string &error)
     auto session = std::make_shared<CReaderSession>();
     session->m_network = true;
     session->m_address = address;
+    session->m_watchdogMs = m_watchdogMs;
     if (address.kind == SourceKind::TcpListen)
         session->m_listenFd = ListenTcp(address.host, address.port, error);
     else if (address.kind == SourceKind::Udp)

@@ -70,6 +70,9 @@ public:
     /// with a back-off, whenever it is lost, until closed. What it is doing comes to the status
     /// handler.
     bool OpenNetwork(const CSourceAddress &address, std::string &error);
+    /// How long a network source may send no sentence before it counts as silent (tests
+    /// shorten it); for the sources opened after.
+    void SetNoDataWatchdog(int milliseconds) { m_watchdogMs = milliseconds; }
     /// Why the last open failed: the device or file, or the reader thread.
     enum class Failure { None, Open, Thread };
     [[nodiscard]] Failure GetLastFailure() const { return m_lastFailure; }
@@ -135,4 +138,5 @@ private:
     std::shared_ptr<CReaderSession> m_session;
     std::thread m_thread;
     Failure m_lastFailure = Failure::None;
+    int m_watchdogMs = kNoDataWatchdogMs;
 };

@@ -121,7 +121,7 @@ private:
         std::vector<char> block(kBlock);
         bool silenceSaid = false;
         for (;;) {
-            int remaining = kNoDataWatchdogMs - MillisecondsSince(m_lastSentence);
+            int remaining = m_s.m_watchdogMs - MillisecondsSince(m_lastSentence);
             if (remaining <= 0) {
                 if (m_a.kind != SourceKind::Udp && !m_gpsdWithoutReceiver)
                     return Outcome::Silent;
@@ -134,7 +134,7 @@ private:
                     if (!HandOver(m_s, m_batch))
                         return Outcome::Stopped;
                 }
-                remaining = kNoDataWatchdogMs;
+                remaining = m_s.m_watchdogMs;
             }
             pollfd fds[2] = {{fd, POLLIN, 0}, {m_s.m_stopFd, POLLIN, 0}};
             const int r = ::poll(fds, 2, remaining);

@@ -25,10 +25,11 @@ struct AddrInfoFree {
 };
 using AddrInfoPtr = std::unique_ptr<addrinfo, AddrInfoFree>;
 
-AddrInfoPtr Resolve(const std::string &host, int port, int type, bool passive, std::string &error)
+AddrInfoPtr Resolve(const std::string &host, int port, int type, bool passive, std::string &error,
+                    int family = AF_UNSPEC)
 {
     addrinfo hints{};
-    hints.ai_family = AF_UNSPEC;
+    hints.ai_family = family;
     hints.ai_socktype = type;
     hints.ai_flags = passive ? AI_PASSIVE : AI_ADDRCONFIG;
     addrinfo *found = nullptr;
@@ -68,10 +69,12 @@ void KeepAlive(int fd)
 
 int Bound(const std::string &host, int port, int type, std::string &error)
 {
-    const AddrInfoPtr found = Resolve(host, port, type, true, error);
+    // NMEA datagrams come over IPv4, broadcasts included, which only an IPv4 socket gets.
+    const int family = host.empty() && type == SOCK_DGRAM ? AF_INET : AF_UNSPEC;
+    const AddrInfoPtr found = Resolve(host, port, type, true, error, family);
     if (!found)
         return -1;
-    // With no host, prefer the IPv6 wildcard: it takes IPv4 too.
+    // With no host, prefer the IPv6 wildcard for a stream: it takes IPv4 too.
     const addrinfo *pick = found.get();
     for (const addrinfo *a = found.get(); a != nullptr; a = a->ai_next)
         if (host.empty() && a->ai_family == AF_INET6)

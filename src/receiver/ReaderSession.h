@@ -81,7 +81,8 @@ struct CReaderSession {
     bool m_replay = false;
     bool m_network = false; // gpsd, TCP or UDP: m_address, reconnected by the reader
     CSourceAddress m_address;
-    int m_listenFd = -1;        // tcp-listen: the listening socket; udp: the bound socket
+    int m_listenFd = -1; // tcp-listen: the listening socket; udp: the bound socket
+    int m_watchdogMs = kNoDataWatchdogMs;
     bool m_waitForData = false; // a replayed FIFO or device: poll before reading
     int m_fd = -1;              // the replay file, or the port's handle
     CFileIdentity m_identity;   // of the replay file
