@@ -3,13 +3,12 @@
 #include <string>
 
 /// What the window does when its data source ends by itself, and the retrying of a receiver
-/// that went away: a live port that fails (unplugged, read error) is opened again every
-/// kRetryIntervalMs until it is back or the user picks a source of their own. The settings never
+/// that went away: a live port that fails (unplugged, read error) is opened again, with the waits
+/// of CBackoff, until it is back or the user picks a source of their own. The settings never
 /// change by this.
 class CReceiverWatch
 {
 public:
-    static constexpr int kRetryIntervalMs = 2000;
     /// How long the notice of a receiver that came back stays up.
     static constexpr int kBackNoticeMs = 5000;
 
