@@ -275,7 +275,7 @@ CFrameState CMainFrame::GetState() const
     s.reconnecting = m_session.GetWatch().IsReconnecting();
     s.logOpen = IsLogOpen();
     s.chipsetSirf = m_serialSettings.GetChipsetIndex() == CSerialSettings::kChipsetSirf;
-    s.portConfigured = m_serialSettings.IsConfigured();
+    s.portConfigured = m_storedSource || m_serialSettings.IsConfigured();
     s.fix = GetParser().m_gga.m_quality != 0;
     s.autoConnect = m_autoConnect;
     s.autoSync = m_session.SyncsClock();
@@ -621,7 +621,7 @@ QString CMainFrame::GetNotice() const
 
 void CMainFrame::PlainConnect()
 {
-    if (!m_serialSettings.IsConfigured()) {
+    if (!m_storedSource && !m_serialSettings.IsConfigured()) {
         CSerialPortDialog dialog(m_serialSettings, this);
         if (dialog.exec() != QDialog::Accepted)
             return;

@@ -45,8 +45,10 @@ public:
 
     void Run()
     {
-        if (m_a.kind == SourceKind::Udp)
+        if (m_a.kind == SourceKind::Udp) {
             Say(WaitingStatus(m_a));
+            HandOver(m_s, m_batch);
+        }
         while (!m_s.m_stop) {
             const int fd = Connect();
             if (fd < 0) {

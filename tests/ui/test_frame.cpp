@@ -12,6 +12,8 @@
 #include "dashboard/Speedometer.h"
 #include "maps/MapView.h"
 #include "nmea/GPSData.h"
+#include "settings/SettingsKey.h"
+#include "settings/SettingsTable.h"
 #include "ui/UiTestUtils.h"
 #include "widgets/NightPalette.h"
 
@@ -23,10 +25,14 @@
 #include <QPainter>
 #include <QSettings>
 
+#include <arpa/inet.h>
 #include <cmath>
 #include <functional>
 #include <memory>
+#include <netinet/in.h>
 #include <string>
+#include <sys/socket.h>
+#include <unistd.h>
 
 namespace
 {
@@ -447,6 +453,49 @@ TEST_F(FrameTest, LivePortShowsFixThenTimeout)
     ASSERT_TRUE(ProcessUntil(
         [&] { return history.Size() == 5 && history.At(4) == "A Reception-Timeout occured!\r\n"; },
         4000));
+    m_frame->RunCommand(kCmdDisconnect);
+    EXPECT_FALSE(m_frame->GetSource().IsOpen());
+}
+
+// A stored network source: Plain Connect opens it without the port dialog, the notice says what
+// it does, its lines take the serial port's road, and its silence shows the fix lost.
+TEST_F(FrameTest, StoredNetworkSourceOpensAndSaysWhatItDoes)
+{
+    const int udp = ::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+    sockaddr_in to{};
+    to.sin_family = AF_INET;
+    to.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    socklen_t size = sizeof to;
+    ASSERT_EQ(::bind(udp, reinterpret_cast<sockaddr *>(&to), sizeof to), 0);
+    ASSERT_EQ(::getsockname(udp, reinterpret_cast<sockaddr *>(&to), &size), 0);
+    ::close(udp); // a free port
+    const std::string url = "udp://127.0.0.1:" + std::to_string(ntohs(to.sin_port));
+    m_frame.reset();
+    {
+        CSettingsKey key;
+        ASSERT_TRUE(key.Open(kSourceSetting.key, true));
+        key.WriteText(kSourceSetting.name, url);
+    }
+    m_frame = std::make_unique<CMainFrame>();
+    EXPECT_EQ(m_frame->ConfiguredSource().ToUrl(), url);
+    m_frame->UpdateCommands();
+    EXPECT_TRUE(m_frame->GetAction(kCmdAutoConnect)->isEnabled()) << "a source is configured";
+    m_frame->RunCommand(kCmdPlainConnect); // a dialog would block here
+    ASSERT_TRUE(m_frame->GetSource().IsNetwork());
+    EXPECT_TRUE(ProcessUntil([&] { return m_frame->GetNotice().startsWith("Waiting for data"); }));
+    const int sender = ::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+    const std::string lines = kGgaFix + kGsa3D + kRmc100 + kGgaFix;
+    ASSERT_EQ(::sendto(sender, lines.data(), lines.size(), 0, reinterpret_cast<sockaddr *>(&to),
+                       sizeof to),
+              static_cast<ssize_t>(lines.size()));
+    ::close(sender);
+    const CGPSData &list = *m_frame->GetListPage();
+    EXPECT_TRUE(ProcessUntil(
+        [&] { return Row(list, CGPSData::kReception, "Quality of fix:") == "GPS fix / 3D"; }));
+    EXPECT_TRUE(m_frame->GetNotice().isEmpty()) << "receiving: nothing to say";
+    m_frame->UpdateCommands();
+    EXPECT_TRUE(m_frame->GetAction(kCmdDisconnect)->isEnabled());
+    EXPECT_FALSE(m_frame->GetAction(kCmdProgramChipset)->isEnabled()) << "no port to write to";
     m_frame->RunCommand(kCmdDisconnect);
     EXPECT_FALSE(m_frame->GetSource().IsOpen());
 }
