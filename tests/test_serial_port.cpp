@@ -123,3 +123,35 @@ TEST(SerialPort, ReportsWhyADeviceDoesNotOpen)
     CSerialPort second;
     EXPECT_TRUE(second.Open(pty.SlavePath(), 4800)) << second.GetErrorText();
 }
+
+// The baud-rate hunt changes the speed of the open port: every rate it tries and a custom one
+// take, the line stays raw 8N1 with every byte passing, and a rate the device refuses leaves
+// the port open.
+TEST(SerialPort, ChangesSpeedWhileOpen)
+{
+    std::string bytes(256, '\0');
+    std::iota(bytes.begin(), bytes.end(), '\0');
+    CPtyPair pty;
+    CSerialPort port;
+    ASSERT_TRUE(port.Open(pty.SlavePath(), 4800)) << port.GetErrorText();
+    for (const int rate : {9600, 38400, 115200, 57600, 19200, 230400, 460800, 921600, 14400}) {
+        SCOPED_TRACE(rate);
+        ASSERT_TRUE(pty.Send("left over at the last speed"));
+        pollfd arrived{port.GetHandle(), POLLIN, 0};
+        ASSERT_EQ(::poll(&arrived, 1, 2000), 1);
+        ASSERT_TRUE(port.SetBaudRate(rate));
+        EXPECT_EQ(port.GetBaudRate(), rate);
+        termios line{};
+        ASSERT_EQ(::tcgetattr(port.GetHandle(), &line), 0);
+        EXPECT_EQ(line.c_cflag & (CSIZE | PARENB | CSTOPB | CRTSCTS | CLOCAL | CREAD),
+                  tcflag_t(CS8 | CLOCAL | CREAD));
+        EXPECT_EQ(line.c_lflag & ICANON, 0u);
+        ASSERT_TRUE(pty.Send(bytes));
+        EXPECT_EQ(ReadAvailable(port.GetHandle(), bytes.size()), bytes) << "flushed, then raw";
+    }
+    EXPECT_FALSE(port.SetBaudRate(0));
+    EXPECT_TRUE(port.IsOpen());
+    EXPECT_EQ(port.GetBaudRate(), 14400);
+    port.Close();
+    EXPECT_FALSE(port.SetBaudRate(9600)) << "closed";
+}

@@ -1,4 +1,5 @@
 #include "SettingsTestUtils.h"
+#include "receiver/LastSpeed.h"
 #include "receiver/SerialSettings.h"
 #include "settings/SettingsKey.h"
 
@@ -9,6 +10,7 @@
 #include <cstdint>
 #include <cstdlib>
 #include <gtest/gtest.h>
+#include <optional>
 #include <string>
 
 namespace
@@ -170,4 +172,67 @@ TEST(SerialPortName, MapsComNamesToTtyS)
         SCOPED_TRACE(c.legend);
         EXPECT_EQ(DevicePathForPort(c.name), c.device);
     }
+}
+
+// The speed the automatic baud rate locked on, per device, read back at the next start; names
+// that differ only where a path has "/", "." or "_" stay apart, and the file holds each name as
+// written (QSettings would escape anything else).
+TEST_F(SettingsTest, LastSpeedsPerDevice)
+{
+    const std::string ublox =
+        "/dev/serial/by-id/usb-u-blox_AG_-_www.u-blox.com_u-blox_7_-_GPS_GNSS_Receiver-if00";
+    const struct {
+        std::string device;
+        int speed;
+    } stored[] = {
+        {ublox, 9600},       {"/dev/ttyUSB0", 4800}, {"/dev/ttyUSB0", 38400},
+        {"/dev/a_b", 57600}, {"/dev/a/b", 115200},   {"/dev/a.b", 230400},
+        {"COM3", 19200},     {"/dev/rfcomm0", 0},    {"", 4800},
+    };
+    Start("speeds", {});
+    for (const auto &s : stored)
+        StoreLastSpeed(s.device, s.speed);
+    const QString first = File(); // the program's next start:
+    Start("speeds-next", {});
+    ASSERT_TRUE(QFile::copy(first, File()));
+
+    const struct {
+        std::string device;
+        std::optional<int> speed;
+        const char *legend;
+    } cases[] = {
+        {ublox, 9600, "a by-id name"},
+        {"/dev/ttyUSB0", 38400, "the last one stored"},
+        {"/dev/a_b", 57600, "underscore"},
+        {"/dev/a/b", 115200, "slash"},
+        {"/dev/a.b", 230400, "dot"},
+        {"COM3", 19200, "a port name as given"},
+        {"/dev/rfcomm0", std::nullopt, "0 is not stored"},
+        {"/dev/ttyUSB1", std::nullopt, "never locked"},
+        {"", std::nullopt, "no device"},
+    };
+    for (const auto &c : cases) {
+        SCOPED_TRACE(c.legend);
+        EXPECT_EQ(LoadLastSpeed(c.device), c.speed);
+    }
+    EXPECT_EQ(LastSpeedName("/dev/ttyUSB0"), ".2Fdev.2FttyUSB0");
+    const QByteArray text = Bytes(QFile(File()));
+    EXPECT_TRUE(text.contains(".2Fdev.2FttyUSB0=38400")) << text.toStdString();
+    EXPECT_TRUE(text.contains("u-blox_AG_-_www.2Eu-blox.2Ecom_u-blox_7")) << text.toStdString();
+
+    CSerialSettings serial; // the serial port's own values beside the speeds
+    serial.Load();
+    EXPECT_FALSE(serial.IsConfigured());
+    EXPECT_EQ(serial.GetPortName(), "COM1");
+}
+
+TEST_F(SettingsTest, LastSpeedThatIsNoSpeed)
+{
+    Start("bad-speeds", "[Software]\n"
+                        "Veloran\\SerialPort\\LastSpeeds\\.2Fdev.2FttyUSB0=fast\n"
+                        "Veloran\\SerialPort\\LastSpeeds\\.2Fdev.2FttyUSB1=-9600\n"
+                        "Veloran\\SerialPort\\LastSpeeds\\.2Fdev.2FttyUSB2=9600\n");
+    EXPECT_EQ(LoadLastSpeed("/dev/ttyUSB0"), std::nullopt);
+    EXPECT_EQ(LoadLastSpeed("/dev/ttyUSB1"), std::nullopt);
+    EXPECT_EQ(LoadLastSpeed("/dev/ttyUSB2"), 9600);
 }

@@ -164,6 +164,16 @@ void CSerialPort::Close()
     ::close(fd);
 }
 
+bool CSerialPort::SetBaudRate(int baudRate)
+{
+    const int fd = GetHandle();
+    if (fd < 0 || !m_original) {
+        errno = EBADF;
+        return false;
+    }
+    return Configure(fd, baudRate);
+}
+
 int CSerialPort::GetBaudRate() const
 {
     const int fd = GetHandle();

@@ -35,6 +35,10 @@ public:
     /// Fails as Busy when another CSerialPort or another program that locks holds it.
     bool Open(const std::string &device, int baudRate);
     void Close();
+    /// Sets the open port to `baudRate` (a custom rate too), raw 8N1 and the modem lines as at
+    /// Open, and drops what was waiting in both directions. False when the device refuses the
+    /// rate (errno says why); the port stays open at a speed to be set again.
+    bool SetBaudRate(int baudRate);
 
     /// May be asked from another thread while the owner opens or closes.
     [[nodiscard]] bool IsOpen() const { return GetHandle() >= 0; }

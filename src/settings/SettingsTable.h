@@ -53,3 +53,7 @@ inline constexpr CStoredNumber kAllSystemsSetting{kAppKey, "AllSystems", 1};
 {
     return value != 0 ? GnssMode::AllSystems : GnssMode::GpsOnly;
 }
+
+/// The speed that locked last time on each serial device, for the automatic baud rate to try
+/// first; a value per device, named by its path (LastSpeedName).
+inline constexpr const char *kLastSpeedsKey = "Software/Veloran/SerialPort/LastSpeeds";
