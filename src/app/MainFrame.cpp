@@ -14,6 +14,7 @@
 #include "maps/MapView.h"
 #include "nmea/GPSData.h"
 #include "receiver/FixSound.h"
+#include "receiver/LastSpeed.h"
 #include "receiver/LogSettings.h"
 #include "receiver/LogSettingsDialog.h"
 #include "receiver/SerialPort.h"
@@ -515,9 +516,10 @@ bool CMainFrame::OpenPort()
     const std::string device = DevicePathForPort(source.device);
     const int configured = m_serialSettings.GetBaudRate();
     const int baud = source.baudRate.value_or(configured);
-    m_portBaudRate = baud == CSourceAddress::kAutoBaud ? configured : baud;
+    m_portFindsSpeed = baud == CSourceAddress::kAutoBaud;
+    m_portBaudRate = m_portFindsSpeed ? configured : baud;
     std::string error;
-    const bool opened = m_source.OpenPort(device, m_portBaudRate, error);
+    const bool opened = OpenSerial(device, error);
     if (opened) {
         m_session.PortOpened(device);
         m_dashboard->SetReplaying(false);
@@ -558,11 +560,23 @@ void CMainFrame::OnSourceStatus(const CSourceStatus &status)
     case CSourceStatus::Kind::Back:
         m_notice->ShowFor(text, CReceiverWatch::kBackNoticeMs);
         break;
+    case CSourceStatus::Kind::Locked:
+        // Found: next time, on this device, first.
+        StoreLastSpeed(m_session.GetWatch().GetDevice(), status.speed);
+        m_notice->ShowFor(text, CReceiverWatch::kBackNoticeMs);
+        break;
     default:
         m_notice->ShowFor(text, 0);
         break;
     }
     Show(m_session.StatusChanged(status));
+}
+
+bool CMainFrame::OpenSerial(const std::string &device, std::string &error)
+{
+    if (m_portFindsSpeed)
+        return m_source.OpenPortFindingSpeed(device, LoadLastSpeed(device), m_portBaudRate, error);
+    return m_source.OpenPort(device, m_portBaudRate, error);
 }
 
 void CMainFrame::RetryPort()
@@ -571,7 +585,7 @@ void CMainFrame::RetryPort()
     if (!watch.IsReconnecting())
         return;
     std::string error;
-    if (!m_source.OpenPort(watch.GetDevice(), m_portBaudRate, error)) {
+    if (!OpenSerial(watch.GetDevice(), error)) {
         m_retry->start(m_retryWait.NextMs()); // still gone: again, a little later each time
         return;
     }

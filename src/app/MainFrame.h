@@ -130,6 +130,8 @@ private:
     void ReceiverLost(int errorCode, const CReceiverUpdate &update);
     void RetryPort();
     bool OpenNetworkSource(const CSourceAddress &source);
+    // The port of the last OpenPort, at its speed or looking for it.
+    bool OpenSerial(const std::string &device, std::string &error);
     void OnSourceStatus(const CSourceStatus &status);
     void StopRetrying();
     void ChooseAndReplay();
@@ -169,7 +171,8 @@ private:
     QString m_portOverride;
     std::optional<CSourceAddress> m_sourceOverride;
     std::optional<CSourceAddress> m_storedSource;
-    int m_portBaudRate = 0; // of the open port, for its retries
+    int m_portBaudRate = 0;        // of the open port, for its retries
+    bool m_portFindsSpeed = false; // baud=auto: its speed is looked for at each opening
     CBackoff m_retryWait;
     QString m_replayPath;
     QTimer *m_retry = nullptr;

@@ -3,6 +3,7 @@
 #include "SessionSummary.h"
 #include "SignalPipe.h"
 #include "receiver/DataSource.h"
+#include "receiver/LastSpeed.h"
 #include "receiver/ReceiverSession.h"
 #include "receiver/SerialSettings.h"
 #include "receiver/SourceAddress.h"
@@ -26,8 +27,10 @@ constexpr const char *kListenHelp =
     "Receives from a live source through the receiver engine, as the window does: the reader,\n"
     "the parser, the recording rules and the log; the summary of replay --summary at the end.\n"
     "\n"
-    "  SOURCE       serial:/dev/ttyUSB0?baud=4800, or a plain device path (COM3 is /dev/ttyS2)\n"
-    "               at the configured speed; gpsd://[HOST[:PORT]][/DEVICE] (localhost:2947,\n"
+    "  SOURCE       serial:/dev/ttyUSB0?baud=4800 (baud=auto: found by listening, the speed\n"
+    "               that locked on the device remembered), or a plain device path (COM3 is\n"
+    "               /dev/ttyS2) at the configured speed; gpsd://[HOST[:PORT]][/DEVICE] "
+    "(localhost:2947,\n"
     "               every device unless one is named); tcp://HOST[:PORT] (a device that\n"
     "               serves NMEA); tcp-listen://[ADDRESS]:PORT (the device connects to us);\n"
     "               udp://[ADDRESS]:PORT (datagrams sent to this machine; other programs may\n"
@@ -96,6 +99,8 @@ public:
     {
         m_source.SetStatusHandler([this](const CSourceStatus &status) {
             Say(status.text);
+            if (status.kind == CSourceStatus::Kind::Locked)
+                StoreLastSpeed(m_session.GetWatch().GetDevice(), status.speed);
             m_session.StatusChanged(status);
         });
         m_source.SetBatchHandler([this] { Recorded(m_session.EndOfBatch()); });
@@ -205,13 +210,14 @@ private:
             return true;
         }
         const std::string device = DevicePathForPort(m_address.device);
-        int baud = m_address.baudRate.value_or(CSourceAddress::kAutoBaud);
-        if (baud == CSourceAddress::kAutoBaud) {
-            CSerialSettings settings;
-            settings.Load();
-            baud = settings.GetBaudRate();
-        }
-        if (!m_source.OpenPort(device, baud, error))
+        CSerialSettings settings;
+        settings.Load();
+        const int baud = m_address.baudRate.value_or(settings.GetBaudRate());
+        const bool opened = baud == CSourceAddress::kAutoBaud
+                                ? m_source.OpenPortFindingSpeed(device, LoadLastSpeed(device),
+                                                                settings.GetBaudRate(), error)
+                                : m_source.OpenPort(device, baud, error);
+        if (!opened)
             return false;
         m_session.PortOpened(device);
         m_backoff.Reset();

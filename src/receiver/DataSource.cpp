@@ -45,6 +45,29 @@ bool CDataSource::OpenPort(const std::string &device, int baudRate, std::string 
     return true;
 }
 
+bool CDataSource::OpenPortFindingSpeed(const std::string &device, std::optional<int> lastGoodSpeed,
+                                       int fallbackSpeed, std::string &error)
+{
+    Close();
+    m_lastFailure = Failure::Open;
+    auto session = std::make_shared<CReaderSession>();
+    if (!session->m_port.Open(device, fallbackSpeed)) {
+        error = session->m_port.GetErrorText();
+        return false;
+    }
+    session->m_fd = session->m_port.GetHandle();
+    session->m_findSpeed = true;
+    session->m_lastGoodSpeed = lastGoodSpeed;
+    session->m_fallbackSpeed = fallbackSpeed;
+    session->m_device = device;
+    m_lastFailure = Failure::Thread;
+    if (!Start(std::move(session))) {
+        error = std::string("cannot start the reader: ") + std::strerror(errno);
+        return false;
+    }
+    return true;
+}
+
 bool CDataSource::OpenReplay(const std::string &path, std::string &error,
                              const std::optional<CFileIdentity> &recordFile)
 {

@@ -59,6 +59,12 @@ public:
     /// Opens the serial device exclusively at `baudRate` (8N1) and starts the reader. On
     /// failure the source stays closed and `error` holds the reason.
     bool OpenPort(const std::string &device, int baudRate, std::string &error);
+    /// Opens the serial device as OpenPort does at `fallbackSpeed`, then the reader looks for the
+    /// receiver's speed before it reads lines: `lastGoodSpeed` first, then the common ones (see
+    /// CBaudHunt), saying each try and the outcome to the status handler (Hunting, Locked,
+    /// WrongSpeak, NoSpeed). Without a speed that makes sense it reads at `fallbackSpeed`.
+    bool OpenPortFindingSpeed(const std::string &device, std::optional<int> lastGoodSpeed,
+                              int fallbackSpeed, std::string &error);
     /// Opens a log file for replay and starts the reader. A directory is refused; a FIFO or a
     /// device is opened without waiting for a writer and read as its bytes arrive. Refused when
     /// it is `recordFile` (it would replay its own recording forever). `error` is the reason

@@ -1,6 +1,8 @@
 #include "nmea/LineAssembler.h"
+#include "receiver/BaudRateHunt.h"
 #include "receiver/DataSource.h"
 #include "receiver/ReaderSession.h"
+#include "receiver/SerialHuntPort.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -116,6 +118,48 @@ WaitResult WaitForData(CReaderSession &s, int timeoutMs)
 
 } // namespace
 
+namespace
+{
+
+// baud=auto: the speed is found before any line is read. False once the source is closed;
+// `failure` is set when the port went away meanwhile.
+bool FindSpeed(CReaderSession &s, CLineBatch &batch, int &failure)
+{
+    CSerialHuntPort port(s.m_port);
+    CBaudHunt hunt(s.m_lastGoodSpeed);
+    const CHuntResult result = HuntBaudRate(port, hunt, s.m_stopFd, [&](int speed) {
+        batch.AddStatus(HuntingStatus(s.m_device, speed));
+        HandOver(s, batch);
+    });
+    switch (result.end) {
+    case HuntEnd::Stopped:
+        return false;
+    case HuntEnd::PortFailed:
+        failure = result.errorNumber != 0 ? result.errorNumber : EIO;
+        return false;
+    case HuntEnd::Locked:
+        if (result.kind == StreamKind::Nmea)
+            batch.AddStatus(LockedStatus(s.m_device, result.speed));
+        else
+            batch.AddStatus(
+                WrongSpeakStatus(s.m_device, result.speed,
+                                 result.kind == StreamKind::SirfBinary ? "SiRF binary" : "UBX"));
+        break;
+    case HuntEnd::Silence:
+    case HuntEnd::Garbage:
+        batch.AddStatus(
+            NoSpeedStatus(s.m_device, result.end == HuntEnd::Silence, s.m_fallbackSpeed));
+        if (!s.m_port.SetBaudRate(s.m_fallbackSpeed)) {
+            failure = errno != 0 ? errno : EIO;
+            return false;
+        }
+        break;
+    }
+    return HandOver(s, batch);
+}
+
+} // namespace
+
 void RunReader(std::shared_ptr<CReaderSession> session)
 {
     CReaderSession &s = *session;
@@ -129,6 +173,15 @@ void RunReader(std::shared_ptr<CReaderSession> session)
         endedBySource = true;
         endError = errorCode;
     };
+    if (s.m_findSpeed) {
+        int failure = 0;
+        if (!FindSpeed(s, batch, failure)) {
+            if (failure != 0)
+                end(failure);
+            FinishReader(s, endedBySource, endError);
+            return;
+        }
+    }
 
     while (!s.m_stop) {
         bool hungUp = false;

@@ -11,6 +11,7 @@
 #include <cstdint>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -84,11 +85,16 @@ struct CReaderSession {
     int m_listenFd = -1; // tcp-listen: the listening socket; udp: the bound socket
     int m_watchdogMs = kNoDataWatchdogMs;
     bool m_waitForData = false; // a replayed FIFO or device: poll before reading
-    int m_fd = -1;              // the replay file, or the port's handle
-    CFileIdentity m_identity;   // of the replay file
-    CSerialPort m_port;         // open while the source is a serial port
-    int m_stopFd = -1;          // eventfd: wakes the reader's poll on Close
-    int m_wakeFd = -1;          // duplicate of the consumer's wake eventfd
+    // A port whose speed is looked for before it is read (baud=auto).
+    bool m_findSpeed = false;
+    std::optional<int> m_lastGoodSpeed;
+    int m_fallbackSpeed = 0; // read at this when no speed makes sense
+    std::string m_device;
+    int m_fd = -1;            // the replay file, or the port's handle
+    CFileIdentity m_identity; // of the replay file
+    CSerialPort m_port;       // open while the source is a serial port
+    int m_stopFd = -1;        // eventfd: wakes the reader's poll on Close
+    int m_wakeFd = -1;        // duplicate of the consumer's wake eventfd
     std::shared_ptr<std::atomic<unsigned>> m_replayDelay;
     std::shared_ptr<std::atomic<GnssMode>> m_gnssMode;
 

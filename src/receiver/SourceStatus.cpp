@@ -1,5 +1,7 @@
 #include "receiver/SourceStatus.h"
 
+#include "receiver/BaudHunt.h"
+
 #include <algorithm>
 
 namespace
@@ -58,4 +60,31 @@ CSourceStatus NoReceiverStatus(const std::string &device)
 {
     return {CSourceStatus::Kind::NoReceiver,
             device.empty() ? "gpsd: no receiver attached" : "gpsd: no receiver at " + device};
+}
+
+CSourceStatus HuntingStatus(const std::string &device, int speed)
+{
+    return {CSourceStatus::Kind::Hunting, device + ": " + BaudTryText(speed), speed};
+}
+
+CSourceStatus LockedStatus(const std::string &device, int speed)
+{
+    return {CSourceStatus::Kind::Locked,
+            "Receiver found on " + device + " at " + std::to_string(speed) + " baud", speed};
+}
+
+CSourceStatus WrongSpeakStatus(const std::string &device, int speed, const std::string &language)
+{
+    return {CSourceStatus::Kind::WrongSpeak,
+            "The receiver on " + device + " sends " + language + " at " + std::to_string(speed)
+                + " baud, not NMEA: switch it to NMEA output with its own tool",
+            speed};
+}
+
+CSourceStatus NoSpeedStatus(const std::string &device, bool silence, int readAt)
+{
+    return {CSourceStatus::Kind::NoSpeed,
+            std::string(silence ? "Nothing comes from " : "Only noise comes from ") + device
+                + " at any speed; reading at " + std::to_string(readAt) + " baud",
+            readAt};
 }

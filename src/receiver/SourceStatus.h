@@ -16,9 +16,14 @@ struct CSourceStatus {
         Lost,       ///< the connection ended; another try follows
         NoData,     ///< no sentence for the watchdog's time
         NoReceiver, ///< gpsd runs but has no receiver (or not the one asked for)
+        Hunting,    ///< a serial port's speed is being looked for: `speed` is tried
+        Locked,     ///< the receiver speaks NMEA at `speed`
+        WrongSpeak, ///< a receiver answers at `speed`, but not in NMEA (SiRF binary, UBX)
+        NoSpeed,    ///< no speed made sense: the port is read at the configured one
     };
     Kind kind = Kind::Connecting;
     std::string text;
+    int speed = 0; ///< Hunting, Locked, WrongSpeak
 
     /// The source has no receiver to show now: the fix is shown as lost.
     [[nodiscard]] bool IsLoss() const
@@ -57,3 +62,10 @@ inline constexpr int kNoDataWatchdogMs = 10000;
 [[nodiscard]] CSourceStatus NoDataStatus(const CSourceAddress &address, int silentMs);
 /// gpsd has no receiver at all (`device` empty), or not the one asked for.
 [[nodiscard]] CSourceStatus NoReceiverStatus(const std::string &device);
+[[nodiscard]] CSourceStatus HuntingStatus(const std::string &device, int speed);
+[[nodiscard]] CSourceStatus LockedStatus(const std::string &device, int speed);
+/// `language`: "SiRF binary", "UBX".
+[[nodiscard]] CSourceStatus WrongSpeakStatus(const std::string &device, int speed,
+                                             const std::string &language);
+/// `silence`: nothing came at any speed; else only noise.
+[[nodiscard]] CSourceStatus NoSpeedStatus(const std::string &device, bool silence, int readAt);
