@@ -241,29 +241,29 @@ bool WaitFor(int fd, short events, Clock::time_point deadline)
 std::optional<std::vector<std::string>> AskGpsd(int port, int timeoutMs)
 {
     const Clock::time_point deadline = Clock::now() + std::chrono::milliseconds(timeoutMs);
-    const CFileHandle socket(::socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
-    if (socket.Get() < 0)
+    const CFileHandle connection(::socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
+    if (connection.Get() < 0)
         return std::nullopt;
     sockaddr_in address{};
     address.sin_family = AF_INET;
     address.sin_port = htons(static_cast<std::uint16_t>(port));
     address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    if (::connect(socket.Get(), reinterpret_cast<const sockaddr *>(&address), sizeof address)
+    if (::connect(connection.Get(), reinterpret_cast<const sockaddr *>(&address), sizeof address)
         != 0) {
-        if (errno != EINPROGRESS || !WaitFor(socket.Get(), POLLOUT, deadline))
+        if (errno != EINPROGRESS || !WaitFor(connection.Get(), POLLOUT, deadline))
             return std::nullopt;
         int error = 0;
         socklen_t size = sizeof error;
-        if (::getsockopt(socket.Get(), SOL_SOCKET, SO_ERROR, &error, &size) != 0 || error != 0)
+        if (::getsockopt(connection.Get(), SOL_SOCKET, SO_ERROR, &error, &size) != 0 || error != 0)
             return std::nullopt;
     }
-    if (::send(socket.Get(), kGpsdQuery.data(), kGpsdQuery.size(), MSG_NOSIGNAL)
+    if (::send(connection.Get(), kGpsdQuery.data(), kGpsdQuery.size(), MSG_NOSIGNAL)
         != static_cast<ssize_t>(kGpsdQuery.size()))
         return std::nullopt;
     std::string received;
     char block[kStartBufferSize];
-    while (received.size() < kMaxGpsdAnswer && WaitFor(socket.Get(), POLLIN, deadline)) {
-        const ssize_t n = ::recv(socket.Get(), block, sizeof block, 0);
+    while (received.size() < kMaxGpsdAnswer && WaitFor(connection.Get(), POLLIN, deadline)) {
+        const ssize_t n = ::recv(connection.Get(), block, sizeof block, 0);
         if (n < 0 && (errno == EINTR || errno == EAGAIN))
             continue;
         if (n <= 0)
