@@ -153,6 +153,24 @@ if(DEFINED OUT)
     expect_error(0 "veloran-cli: recording to '${work}/old.nmea' replaces its 19 bytes"
                  replay "${log}" --record "${work}/old.nmea")
     expect_same_file("${work}/old.nmea" "${log}" "replacing recording")
+
+    # ports on a machine without any (the listing itself: test_port_access.cpp, on fake trees).
+    expect(0 "^usage: veloran-cli ports \\[--json\\]\n" ports --help)
+    expect_error(2 "veloran-cli: ports: expected no argument" ports extra)
+    expect_error(2 "veloran-cli: ports: unknown option '--bogus'" ports --bogus)
+    expect_empty_refused(ports)
+    foreach(format "" "--json")
+        execute_process(COMMAND ${CMAKE_COMMAND} -E env "VELORAN_PORT_ROOT=${work}/no-ports"
+                                "${CLI}" ports ${format}
+                        RESULT_VARIABLE got OUTPUT_VARIABLE out ERROR_VARIABLE err)
+        set(want "No serial port found.\n")
+        if(format STREQUAL "--json")
+            set(want "")
+        endif()
+        if(NOT got EQUAL 0 OR NOT out STREQUAL want OR NOT err STREQUAL "")
+            set(failures "${failures}\n  ports ${format} without ports: exit ${got} '${out}' '${err}'")
+        endif()
+    endforeach()
 endif()
 
 if(failures)

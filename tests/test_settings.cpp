@@ -1,3 +1,5 @@
+#include "FakePortTree.h"
+#include "FileTestUtils.h"
 #include "SettingsTestUtils.h"
 #include "receiver/LastSpeed.h"
 #include "receiver/SerialSettings.h"
@@ -153,6 +155,51 @@ TEST_F(SettingsTest, UnusableFilesAreReportedOnceAndLeftAlone)
             EXPECT_EQ(Bytes(QFile(File())), c.bytes);
         }
     }
+}
+
+// The port of a fresh install is the receiver plugged in; a stored port, whatever it is, stays.
+TEST_F(SettingsTest, FreshInstallGetsTheReceiverPluggedIn)
+{
+    CTempDir dir;
+    CFakePortTree tree(dir.m_path);
+    tree.AddUsb("ttyACM0", "1-2", "2341", "0043", "Arduino (www.arduino.cc)", "Arduino Uno");
+    tree.AddUsb("ttyACM1", "1-3", "1546", "01a8", "u-blox AG", "u-blox GNSS receiver",
+                "usb-u-blox_AG_u-blox_GNSS_receiver-if00");
+    const char *before = std::getenv("VELORAN_PORT_ROOT");
+    const std::string saved = before != nullptr ? before : "";
+    ::setenv("VELORAN_PORT_ROOT", tree.Root().c_str(), 1);
+
+    struct Case {
+        const char *legend;
+        QByteArray ini;
+        const char *port;
+    } cases[] = {
+        {"fresh", {}, "/dev/serial/by-id/usb-u-blox_AG_u-blox_GNSS_receiver-if00"},
+        {"other values only", "[Software]\nVeloran\\SerialPort\\BaudRate=1\n",
+         "/dev/serial/by-id/usb-u-blox_AG_u-blox_GNSS_receiver-if00"},
+        {"stored COM name", "[Software]\nVeloran\\SerialPort\\ComPort=COM1:\n", "COM1:"},
+        {"stored device", "[Software]\nVeloran\\SerialPort\\ComPort=/dev/ttyACM0\n",
+         "/dev/ttyACM0"},
+        {"stored empty", "[Software]\nVeloran\\SerialPort\\ComPort=\n", ""},
+    };
+    for (const Case &c : cases) {
+        SCOPED_TRACE(c.legend);
+        Start(c.legend, c.ini);
+        CSerialSettings settings;
+        settings.Load();
+        EXPECT_EQ(settings.GetPortName(), c.port);
+        EXPECT_EQ(Bytes(QFile(File())), c.ini) << "loading writes nothing";
+    }
+
+    ::setenv("VELORAN_PORT_ROOT", (dir / "nothing").c_str(), 1);
+    Start("nothing plugged in", {});
+    CSerialSettings settings;
+    settings.Load();
+    EXPECT_EQ(settings.GetPortName(), CSerialSettings::kDefaultPortName);
+    if (before != nullptr)
+        ::setenv("VELORAN_PORT_ROOT", saved.c_str(), 1);
+    else
+        ::unsetenv("VELORAN_PORT_ROOT");
 }
 
 TEST(SerialPortName, MapsComNamesToTtyS)

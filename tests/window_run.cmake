@@ -130,9 +130,10 @@ if(at EQUAL -1 OR NOT kept STREQUAL "kept\n")
     message(FATAL_ERROR "replay of a missing log: recording kept '${kept}'\n${err}")
 endif()
 
-# A plain file is no serial port; the run does not wait for its 5 s live screenshot.
+# A plain file is no serial port; the run does not wait for its 5 s live screenshot. The box
+# says why and lists the ports there are (none: the test's port tree is empty).
 file(WRITE "${WORK}/plain" "")
-expect_unattended_error("Failed to open COM Port. ("
+expect_unattended_error("Failed to open COM Port. ${WORK}/plain is not a serial port. No serial port is plugged in: plug the receiver in and try again. ("
                         --port "${WORK}/plain" --connect --screenshot "${WORK}/port.png")
 if(ms GREATER_EQUAL 4000)
     message(FATAL_ERROR "veloran --port PLAINFILE --screenshot: took ${ms} ms to give up")

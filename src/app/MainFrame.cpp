@@ -17,6 +17,7 @@
 #include "receiver/LastSpeed.h"
 #include "receiver/LogSettings.h"
 #include "receiver/LogSettingsDialog.h"
+#include "receiver/PortInspector.h"
 #include "receiver/SerialPort.h"
 #include "receiver/SerialPortDialog.h"
 #include "receiver/SirfSender.h"
@@ -525,8 +526,12 @@ bool CMainFrame::OpenPort()
         m_dashboard->SetReplaying(false);
     } else {
         m_session.ClosedByUser();
-        ShowError(this, QString::fromLatin1(CSerialPort::kOpenFailedMessage),
-                  QString::fromStdString(error));
+        const CPortDiagnosis diagnosis = CPortInspector().Diagnose(device);
+        QString text = QString::fromLatin1(CSerialPort::kOpenFailedMessage);
+        if (const std::string why = diagnosis.GetText(); !why.empty())
+            text += QLatin1Char('\n') + QString::fromStdString(why);
+        // diagnosis.readThroughGpsd: the place to offer the switch to gpsd://localhost.
+        ShowError(this, text, QString::fromStdString(error));
     }
     UpdateCommands();
     return opened;

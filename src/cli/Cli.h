@@ -28,5 +28,6 @@ int RunListen(const std::vector<std::string_view> &args);
 int RunWaypoints(const std::vector<std::string_view> &args);
 int RunMaps(const std::vector<std::string_view> &args);
 int RunSirf(const std::vector<std::string_view> &args);
+int RunPorts(const std::vector<std::string_view> &args);
 
 bool IsHelp(std::string_view arg);

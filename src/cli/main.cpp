@@ -32,6 +32,7 @@ constexpr const char *kUsage =
     "                    list the map database, add a map, locate a position, load a track\n"
     "  sirf rates|hotstart [LAT LON] --port DEVICE [--baud N]\n"
     "                    send output rates or a hot start to a SiRF receiver\n"
+    "  ports [--json]    the serial ports, whether you may open each and, if not, why\n"
 #endif
     "\n"
     "'veloran-cli COMMAND --help' describes a command.\n";
@@ -96,6 +97,8 @@ int RunCommand(std::string_view command, const std::vector<std::string_view> &ar
         return RunMaps(args);
     if (command == "sirf")
         return RunSirf(args);
+    if (command == "ports")
+        return RunPorts(args);
 #endif
     return UsageError("unknown command '" + std::string(command) + "' (try --help)");
 }

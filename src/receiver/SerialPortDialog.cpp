@@ -1,5 +1,6 @@
 #include "receiver/SerialPortDialog.h"
 
+#include "receiver/PortInspector.h"
 #include "receiver/SerialSettings.h"
 
 #include <QComboBox>
@@ -11,6 +12,8 @@
 
 namespace
 {
+
+constexpr int kPortFieldCharacters = 24;
 
 template <std::size_t N>
 QComboBox *MakeCombo(const char *name, const std::array<const char *, N> &entries,
@@ -39,10 +42,28 @@ CSerialPortDialog::CSerialPortDialog(CSerialSettings &settings, QWidget *parent)
     m_port->setEditable(true);
     // A typed "COM3:" or path is a one-off; it must not grow the list of devices found.
     m_port->setInsertPolicy(QComboBox::NoInsert);
-    for (const std::string &device : ListSerialPorts())
-        m_port->addItem(QString::fromStdString(device));
+    m_ports = ScanPorts(PortRootsFromEnvironment());
+    for (const CPortCandidate &port : m_ports) {
+        QString label = QString::fromStdString(port.GetPreferredName());
+        if (!port.stableName.empty())
+            label += QStringLiteral(" (%1)").arg(QString::fromStdString(port.device));
+        label += QStringLiteral(" - ") + QString::fromStdString(port.friendlyName);
+        m_port->addItem(label, QString::fromStdString(port.GetPreferredName()));
+    }
+    // The list shows more than the name; the field holds only what is stored. A stable name is
+    // long: the list may be wider than the field.
+    m_port->setSizeAdjustPolicy(QComboBox::AdjustToMinimumContentsLengthWithIcon);
+    m_port->setMinimumContentsLength(kPortFieldCharacters);
+    const auto showName = [this](int index) {
+        if (index >= 0)
+            m_port->setEditText(m_port->itemData(index).toString());
+    };
+    connect(m_port, &QComboBox::currentIndexChanged, this, showName);
+    connect(m_port, &QComboBox::activated, this, showName);
     // The stored name may be a COM name or a device that is unplugged now; show it as it is.
-    m_port->setEditText(QString::fromStdString(settings.GetPortName()));
+    const QString stored = QString::fromStdString(settings.GetPortName());
+    m_port->setCurrentIndex(m_port->findData(stored));
+    m_port->setEditText(stored);
 
     m_baudRate = MakeCombo("baudRate", kBaudRateEntries, settings.GetBaudRateIndex(), this);
     m_protocol = MakeCombo("protocol", kProtocolEntries, settings.GetProtocolIndex(), this);
@@ -101,10 +122,13 @@ void CSerialPortDialog::accept()
     QDialog::accept();
 }
 
-// Parity, stop bits and byte size stay: they are not the user's to change anyway.
+// Parity, stop bits and byte size stay: they are not the user's to change anyway. The port is
+// the one a fresh install gets.
 void CSerialPortDialog::RestoreDefaults()
 {
-    m_port->setEditText(QString::fromLatin1(kPortEntries[0]));
+    const std::string receiver = FirstLikelyReceiver(m_ports);
+    m_port->setEditText(receiver.empty() ? QString::fromLatin1(kPortEntries[0])
+                                         : QString::fromStdString(receiver));
     m_baudRate->setCurrentIndex(0);
     m_protocol->setCurrentIndex(0);
     m_chipset->setCurrentIndex(0);

@@ -1,17 +1,12 @@
 #include "receiver/SerialSettings.h"
 
+#include "receiver/PortInspector.h"
+#include "receiver/PortScanner.h"
 #include "settings/SettingsKey.h"
 
-#include <algorithm>
 #include <cctype>
 #include <charconv>
-#include <dirent.h>
-#include <fcntl.h>
-#include <fstream>
-#include <linux/serial.h>
-#include <sys/ioctl.h>
-#include <sys/stat.h>
-#include <unistd.h>
+#include <optional>
 
 namespace
 {
@@ -19,71 +14,10 @@ namespace
 constexpr std::string_view kComPrefix = "COM";
 constexpr std::string_view kDeviceDirectory = "/dev/";
 constexpr std::string_view kLegacyUartPrefix = "ttyS";
-constexpr std::array<std::string_view, 4> kSerialPrefixes{"ttyUSB", "ttyACM", "rfcomm",
-                                                          kLegacyUartPrefix};
 
 template <std::size_t N> bool IsTableIndex(std::int32_t index, const std::array<int, N> &)
 {
     return index >= 0 && static_cast<std::size_t>(index) < N;
-}
-
-bool IsCharacterDevice(const std::string &path)
-{
-    struct stat st {
-    };
-    return ::stat(path.c_str(), &st) == 0 && S_ISCHR(st.st_mode);
-}
-
-// The 8250 driver registers ttyS0..ttyS(nr_uarts-1) whether or not a UART answers at the
-// addresses; the ones without a chip report PORT_UNKNOWN.
-bool HasUart(const std::string &name)
-{
-    std::ifstream type("/sys/class/tty/" + name + "/type");
-    int uartType = PORT_UNKNOWN;
-    if (type >> uartType)
-        return uartType != PORT_UNKNOWN;
-
-    // No sysfs (some containers): ask the driver. O_NONBLOCK so a port without carrier does
-    // not block the open.
-    const int fd = ::open(("/dev/" + name).c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
-    if (fd < 0)
-        return false;
-    serial_struct info{};
-    const bool known = ::ioctl(fd, TIOCGSERIAL, &info) == 0 && info.type != PORT_UNKNOWN;
-    ::close(fd);
-    return known;
-}
-
-// Digit runs compare by value, everything else byte by byte.
-bool NaturalLess(std::string_view a, std::string_view b)
-{
-    const auto isDigit = [](char c) { return std::isdigit(static_cast<unsigned char>(c)) != 0; };
-    std::size_t i = 0;
-    std::size_t j = 0;
-    while (i < a.size() && j < b.size()) {
-        if (isDigit(a[i]) && isDigit(b[j])) {
-            const std::size_t startA = i;
-            const std::size_t startB = j;
-            while (i < a.size() && isDigit(a[i]))
-                ++i;
-            while (j < b.size() && isDigit(b[j]))
-                ++j;
-            std::string_view runA = a.substr(startA, i - startA);
-            std::string_view runB = b.substr(startB, j - startB);
-            runA.remove_prefix(std::min(runA.find_first_not_of('0'), runA.size()));
-            runB.remove_prefix(std::min(runB.find_first_not_of('0'), runB.size()));
-            if (runA.size() != runB.size())
-                return runA.size() < runB.size();
-            if (runA != runB)
-                return runA < runB;
-            continue;
-        }
-        if (a[i] != b[j])
-            return a[i] < b[j];
-        ++i;
-        ++j;
-    }
-    return a.size() - i < b.size() - j;
 }
 
 } // namespace
@@ -92,7 +26,9 @@ void CSerialSettings::Load()
 {
     CSettingsKey key;
     key.Open(kKey, false);
-    m_portName = key.ReadText(kPortValue, kDefaultPortName);
+    // A fresh install has none: it gets the receiver plugged in. A stored name stays as it is.
+    std::optional<std::string> port = key.ReadText(kPortValue);
+    m_portName = port ? std::move(*port) : DefaultPortName();
     m_configured = key.ReadNumber(kBaudRateValue, m_baudRateIndex);
     // Out of range would leave the dialog's drop-down without a selection while the port opens
     // at the first rate; show what will be used.
@@ -142,31 +78,8 @@ std::string DevicePathForPort(std::string_view name)
            + std::to_string(number - 1);
 }
 
-std::vector<std::string> ListSerialPorts()
+std::string DefaultPortName()
 {
-    std::vector<std::string> ports;
-    DIR *dir = ::opendir(std::string(kDeviceDirectory).c_str());
-    if (dir == nullptr)
-        return ports;
-    while (const dirent *entry = ::readdir(dir)) {
-        const std::string_view name = entry->d_name;
-        const auto prefix = std::find_if(kSerialPrefixes.begin(), kSerialPrefixes.end(),
-                                         [&](std::string_view p) { return name.starts_with(p); });
-        if (prefix == kSerialPrefixes.end())
-            continue;
-        const std::string_view number = name.substr(prefix->size());
-        if (number.empty() || !std::all_of(number.begin(), number.end(), [](char c) {
-                return std::isdigit(static_cast<unsigned char>(c)) != 0;
-            }))
-            continue;
-        const std::string path = std::string(kDeviceDirectory) + std::string(name);
-        if (!IsCharacterDevice(path))
-            continue;
-        if (*prefix == kLegacyUartPrefix && !HasUart(std::string(name)))
-            continue;
-        ports.push_back(path);
-    }
-    ::closedir(dir);
-    std::sort(ports.begin(), ports.end(), NaturalLess);
-    return ports;
+    std::string port = FirstLikelyReceiver(ScanPorts(PortRootsFromEnvironment()));
+    return port.empty() ? std::string(CSerialSettings::kDefaultPortName) : port;
 }

@@ -4,7 +4,6 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
-#include <vector>
 
 /// Entries of the "Open Serial Port" dialog's drop-downs, index 0 first.
 inline constexpr std::array kPortEntries{
@@ -33,13 +32,15 @@ public:
     static constexpr std::string_view kPortValue = "ComPort";
     static constexpr std::string_view kBaudRateValue = "BaudRate";
     static constexpr std::string_view kChipsetValue = "Chipset";
-    /// Port name when `ComPort` is missing; unlike the drop-down entries it has no colon.
+    /// Port name when `ComPort` is missing and no likely receiver is plugged in; unlike the
+    /// drop-down entries it has no colon.
     static constexpr std::string_view kDefaultPortName = "COM1";
     /// Chipset index that enables the SiRF commands.
     static constexpr std::int32_t kChipsetSirf = 1;
 
-    /// Reads the stored values; a missing one gets its default. Configured when `BaudRate` was
-    /// found. A stored baud-rate or chipset index outside its table is read as 0.
+    /// Reads the stored values; a missing one gets its default (the port: DefaultPortName()).
+    /// Configured when `BaudRate` was found. A stored baud-rate or chipset index outside its
+    /// table is read as 0.
     void Load();
     /// Writes port name, baud-rate and chipset index, and marks the settings configured.
     void Save();
@@ -79,8 +80,6 @@ private:
 /// back unchanged.
 [[nodiscard]] std::string DevicePathForPort(std::string_view name);
 
-/// The serial devices present, in natural order (ttyUSB2 before ttyUSB10): every /dev/ttyUSB*,
-/// /dev/ttyACM* and /dev/rfcomm*, and the /dev/ttyS* that have a UART behind them. The kernel
-/// makes ttyS nodes for ports that may not exist; a ttyS is listed when its sysfs `type` is not
-/// 0 (PORT_UNKNOWN), or, without sysfs, when TIOCGSERIAL on the opened device says so.
-[[nodiscard]] std::vector<std::string> ListSerialPorts();
+/// The port of a fresh install: the first likely receiver plugged in (its stable name), else
+/// kDefaultPortName.
+[[nodiscard]] std::string DefaultPortName();

@@ -243,6 +243,16 @@ std::string CSettingsKey::ReadText(std::string_view name, std::string_view fallb
     return text ? text->toStdString() : std::string(fallback);
 }
 
+std::optional<std::string> CSettingsKey::ReadText(std::string_view name) const
+{
+    if (!m_settings)
+        return std::nullopt;
+    const std::optional<QString> text = ValueText(m_settings->value(ToQString(name)));
+    if (!text)
+        return std::nullopt;
+    return text->toStdString();
+}
+
 void CSettingsKey::WriteNumber(std::string_view name, std::int32_t value)
 {
     WriteText(name, std::to_string(value));

@@ -7,6 +7,7 @@
 #include <array>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -45,6 +46,8 @@ public:
     bool ReadColor(std::string_view name, std::array<int, 3> &rgb) const;
     /// The stored text, or `fallback`.
     [[nodiscard]] std::string ReadText(std::string_view name, std::string_view fallback) const;
+    /// The stored text; nothing when the value is missing.
+    [[nodiscard]] std::optional<std::string> ReadText(std::string_view name) const;
 
     void WriteNumber(std::string_view name, std::int32_t value);
     void WriteDouble(std::string_view name, double value);

@@ -1,3 +1,5 @@
+#include "FakePortTree.h"
+#include "FileTestUtils.h"
 #include "receiver/LogSettings.h"
 #include "receiver/LogSettingsDialog.h"
 #include "receiver/RecordingRules.h"
@@ -106,6 +108,45 @@ TEST_F(DialogTest, SerialPortTextIsStoredAsShownOrTyped)
         EXPECT_EQ(stored.GetBaudRate(), 256000);
         EXPECT_EQ(stored.GetChipsetIndex(), CSerialSettings::kChipsetSirf);
     }
+}
+
+// The list names each port plugged in by its stable name and what it is; the field and the
+// settings get the name alone.
+TEST_F(DialogTest, SerialPortListShowsThePortsPluggedIn)
+{
+    CTempDir dir;
+    CFakePortTree tree(dir.m_path);
+    tree.AddUsb("ttyACM0", "1-2", "2341", "0043", "Arduino (www.arduino.cc)", "Arduino Uno");
+    tree.AddUsb("ttyACM1", "1-3", "1546", "01a8", "u-blox AG", "u-blox GNSS receiver",
+                "usb-u-blox_AG_u-blox_GNSS_receiver-if00");
+    const QByteArray saved = qgetenv("VELORAN_PORT_ROOT");
+    qputenv("VELORAN_PORT_ROOT", QByteArray::fromStdString(tree.Root()));
+    const QString ublox = "/dev/serial/by-id/usb-u-blox_AG_u-blox_GNSS_receiver-if00";
+
+    CSerialSettings settings;
+    settings.SetPortName(ublox.toStdString());
+    CSerialPortDialog dialog(settings);
+    QComboBox &port = Combo(dialog, "port");
+    ASSERT_EQ(port.count(), 2);
+    EXPECT_EQ(port.itemText(0), ublox + " (/dev/ttyACM1) - u-blox AG u-blox GNSS receiver");
+    EXPECT_EQ(port.itemText(1), "/dev/ttyACM0 - Arduino (www.arduino.cc) Arduino Uno");
+    EXPECT_EQ(port.currentIndex(), 0) << "the stored port is the one chosen";
+    EXPECT_EQ(port.currentText(), ublox);
+
+    port.setCurrentIndex(1);
+    EXPECT_EQ(port.currentText(), "/dev/ttyACM0");
+    emit port.activated(1); // chosen again from the list
+    EXPECT_EQ(port.currentText(), "/dev/ttyACM0");
+    Click(dialog, "defaultButton");
+    EXPECT_EQ(port.currentText(), ublox) << "the port of a fresh install";
+    Click(dialog, "okButton");
+    EXPECT_EQ(settings.GetPortName(), ublox.toStdString());
+
+    settings.SetPortName("COM2:");
+    CSerialPortDialog typed(settings);
+    EXPECT_EQ(Combo(typed, "port").currentIndex(), -1);
+    EXPECT_EQ(Combo(typed, "port").currentText(), "COM2:");
+    qputenv("VELORAN_PORT_ROOT", saved);
 }
 
 TEST_F(DialogTest, LogProfileStoresItsRates)

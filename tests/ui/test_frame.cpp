@@ -241,16 +241,19 @@ TEST_F(FrameTest, FailuresShowTheirMessages)
     struct Case {
         const char *legend;
         std::function<bool(CMainFrame &)> action;
-        const char *text;
+        std::string text;
     };
     const QString missing = Temp("no/such/dir/file.nmea");
     const Case cases[] = {
+        // The test environment shows no serial port at all.
         {"port",
          [&](CMainFrame &f) {
              f.SetPortOverride(missing);
              return f.OpenPort();
          },
-         "Failed to open COM Port."},
+         "Failed to open COM Port.\n" + missing.toStdString()
+             + " is not there: the receiver is unplugged, or has another name now.\nNo serial "
+               "port is plugged in: plug the receiver in and try again."},
         {"replay", [&](CMainFrame &f) { return f.ReplayFile(missing); }, "failed to open file."},
         {"log", [&](CMainFrame &f) { return f.CreateLog(missing); }, "Failed to create log file."},
     };
