@@ -530,11 +530,40 @@ bool CMainFrame::OpenPort()
         QString text = QString::fromLatin1(CSerialPort::kOpenFailedMessage);
         if (const std::string why = diagnosis.GetText(); !why.empty())
             text += QLatin1Char('\n') + QString::fromStdString(why);
-        // diagnosis.readThroughGpsd: the place to offer the switch to gpsd://localhost.
+        if (diagnosis.readThroughGpsd) {
+            UpdateCommands();
+            return OfferGpsd(text, QString::fromStdString(error));
+        }
         ShowError(this, text, QString::fromStdString(error));
     }
     UpdateCommands();
     return opened;
+}
+
+bool CMainFrame::OfferGpsd(const QString &why, const QString &details)
+{
+    // Nobody to answer: the failure as any other.
+    if (IsUnattended()) {
+        ShowError(this, why, details);
+        return false;
+    }
+    std::fprintf(stderr, "veloran: ERROR: %s (%s)\n", qPrintable(QString(why).replace('\n', ' ')),
+                 qPrintable(details));
+    if (!AskQuestion(this, QString::fromLatin1(kErrorCaption),
+                     why + tr("\n\nRead the receiver through gpsd from now on?")))
+        return false;
+    // The user's choice from now on: stored as the source, as the source dialog would.
+    CSourceAddress gpsd;
+    gpsd.kind = SourceKind::Gpsd;
+    gpsd.host = "localhost";
+    gpsd.port = CSourceAddress::kGpsdPort;
+    CSettingsKey key;
+    if (key.Open(kSourceSetting.key, true))
+        key.WriteText(kSourceSetting.name, gpsd.ToUrl());
+    m_storedSource = gpsd;
+    m_sourceOverride.reset();
+    m_portOverride.clear();
+    return OpenNetworkSource(gpsd);
 }
 
 bool CMainFrame::OpenNetworkSource(const CSourceAddress &source)

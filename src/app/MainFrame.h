@@ -130,6 +130,8 @@ private:
     void ReceiverLost(int errorCode, const CReceiverUpdate &update);
     void RetryPort();
     bool OpenNetworkSource(const CSourceAddress &source);
+    // gpsd holds the port: the box says so and offers to read the receiver through gpsd.
+    bool OfferGpsd(const QString &why, const QString &details);
     // The port of the last OpenPort, at its speed or looking for it.
     bool OpenSerial(const std::string &device, std::string &error);
     void OnSourceStatus(const CSourceStatus &status);

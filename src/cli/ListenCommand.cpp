@@ -4,6 +4,7 @@
 #include "SignalPipe.h"
 #include "receiver/DataSource.h"
 #include "receiver/LastSpeed.h"
+#include "receiver/PortInspector.h"
 #include "receiver/ReceiverSession.h"
 #include "receiver/SerialSettings.h"
 #include "receiver/SourceAddress.h"
@@ -119,6 +120,13 @@ public:
         if (!Open(error)) {
             std::fprintf(stderr, "veloran-cli: cannot open '%s': %s\n", m_options.source.c_str(),
                          error.c_str());
+            // Why, and what to do about it, as the window says it.
+            if (!m_address.IsNetwork()) {
+                const std::string advice =
+                    CPortInspector().Diagnose(DevicePathForPort(m_address.device)).GetText();
+                if (!advice.empty())
+                    std::fprintf(stderr, "%s\n", advice.c_str());
+            }
             return kExitFile;
         }
         const std::string &record = m_options.record;

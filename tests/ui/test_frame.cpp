@@ -1,3 +1,4 @@
+#include "FakeGpsd.h"
 #include "NMEATestUtils.h"
 #include "PtyPair.h"
 #include "app/CommandTable.h"
@@ -27,10 +28,13 @@
 
 #include <arpa/inet.h>
 #include <cmath>
+#include <cstdlib>
+#include <fcntl.h>
 #include <functional>
 #include <memory>
 #include <netinet/in.h>
 #include <string>
+#include <sys/file.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -501,6 +505,46 @@ TEST_F(FrameTest, StoredNetworkSourceOpensAndSaysWhatItDoes)
     EXPECT_FALSE(m_frame->GetAction(kCmdProgramChipset)->isEnabled()) << "no port to write to";
     m_frame->RunCommand(kCmdDisconnect);
     EXPECT_FALSE(m_frame->GetSource().IsOpen());
+}
+
+// gpsd holds the receiver's port: the box says so and offers gpsd; taken, it is the source from
+// now on.
+TEST_F(FrameTest, PortHeldByGpsdOffersToReadThroughIt)
+{
+    CPtyPair pty;
+    ASSERT_TRUE(pty.IsValid());
+    // Another program holds the port (as root, TIOCEXCL does not stop us: its lock does).
+    const int holder = ::open(pty.SlavePath().c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC);
+    ASSERT_EQ(::flock(holder, LOCK_EX | LOCK_NB), 0);
+    CFakeGpsd gpsd(DevicesAnswer(pty.SlavePath()));
+    ASSERT_NE(gpsd.GetPort(), 0);
+    setenv("VELORAN_GPSD_PORT", std::to_string(gpsd.GetPort()).c_str(), 1);
+    // The machine's own /dev and /proc, where the pty and its holder are.
+    const char *tree = std::getenv("VELORAN_PORT_ROOT");
+    const std::string savedTree = tree != nullptr ? tree : "";
+    unsetenv("VELORAN_PORT_ROOT");
+    for (const bool yes : {false, true}) {
+        SCOPED_TRACE(yes ? "taken" : "declined");
+        m_messages.clear();
+        SetQuestionAnswer(yes);
+        m_frame->SetPortOverride(QString::fromStdString(pty.SlavePath()));
+        EXPECT_EQ(m_frame->OpenPort(), yes);
+        ASSERT_EQ(m_messages.size(), 1U);
+        EXPECT_EQ(m_messages[0].icon, QMessageBox::Question);
+        EXPECT_TRUE(m_messages[0].text.startsWith("Failed to open COM Port.\n"));
+        EXPECT_TRUE(m_messages[0].text.contains("in use by gpsd"));
+        EXPECT_EQ(m_frame->GetSource().IsNetwork(), yes);
+        EXPECT_EQ(m_frame->ConfiguredSource().ToUrl(),
+                  yes ? "gpsd://localhost:2947" : "serial:" + pty.SlavePath());
+    }
+    m_frame->CloseSource();
+    unsetenv("VELORAN_GPSD_PORT");
+    if (!savedTree.empty())
+        setenv("VELORAN_PORT_ROOT", savedTree.c_str(), 1);
+    ::close(holder);
+    CSettingsKey key;
+    ASSERT_TRUE(key.Open(kSourceSetting.key, false));
+    EXPECT_EQ(key.ReadText(kSourceSetting.name, ""), "gpsd://localhost:2947") << "stored";
 }
 
 // Unplugged: said at once without a box, the fix shown as lost; re-plugged at a new device behind
