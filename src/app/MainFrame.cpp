@@ -320,7 +320,8 @@ bool CMainFrame::RunReceiverCommand(int id)
     switch (id) {
     case kCmdConfigure: {
         CSerialPortDialog dialog(m_serialSettings, this);
-        dialog.exec();
+        if (dialog.exec() == QDialog::Accepted)
+            ReadStoredSource();
         return true;
     }
     case kCmdAutoConnect:
@@ -673,6 +674,7 @@ void CMainFrame::PlainConnect()
         CSerialPortDialog dialog(m_serialSettings, this);
         if (dialog.exec() != QDialog::Accepted)
             return;
+        ReadStoredSource();
     }
     OpenPort();
 }

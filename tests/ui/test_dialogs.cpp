@@ -5,11 +5,16 @@
 #include "receiver/RecordingRules.h"
 #include "receiver/SerialPortDialog.h"
 #include "receiver/SerialSettings.h"
+#include "settings/SettingsKey.h"
+#include "settings/SettingsTable.h"
 #include "ui/UiTestUtils.h"
 
 #include <QCheckBox>
 #include <QComboBox>
+#include <QGroupBox>
+#include <QLineEdit>
 #include <QPushButton>
+#include <QSpinBox>
 
 #include <stdexcept>
 
@@ -108,6 +113,70 @@ TEST_F(DialogTest, SerialPortTextIsStoredAsShownOrTyped)
         EXPECT_EQ(stored.GetBaudRate(), 256000);
         EXPECT_EQ(stored.GetChipsetIndex(), CSerialSettings::kChipsetSirf);
     }
+}
+
+// Every kind of source from its fields to the stored URL, and back into the fields the next time;
+// a serial port at a fixed speed clears the URL and keeps the design's settings.
+TEST_F(DialogTest, SourceTypesStoreTheirUrl)
+{
+    const struct {
+        int kind; // index in the "Source:" list
+        const char *host;
+        int port;
+        const char *device;
+        int baud; // serial: baud-rate index, 10 for auto
+        const char *stored;
+    } cases[] = {
+        {0, "", 0, "", 3, ""},
+        {0, "", 0, "", 10, "serial:/dev/ttyUSB3?baud=auto"},
+        {1, "localhost", 2947, "", 0, "gpsd://localhost:2947"},
+        {1, "10.0.0.2", 3000, "/dev/ttyACM0", 0, "gpsd://10.0.0.2:3000/dev/ttyACM0"},
+        {2, "192.168.4.1", 10110, "", 0, "tcp://192.168.4.1:10110"},
+        {3, "", 5000, "", 0, "tcp-listen://:5000"},
+        {4, "", 10110, "", 0, "udp://:10110"},
+    };
+    for (const auto &c : cases) {
+        SCOPED_TRACE(c.stored);
+        CSerialSettings settings;
+        settings.SetPortName("/dev/ttyUSB3");
+        {
+            CSerialPortDialog dialog(settings);
+            Combo(dialog, "source").setCurrentIndex(c.kind);
+            if (c.kind == 0) {
+                Combo(dialog, "baudRate").setCurrentIndex(c.baud);
+            } else {
+                Child<QLineEdit>(dialog, "host").setText(c.host);
+                Child<QSpinBox>(dialog, "netPort").setValue(c.port);
+                Child<QLineEdit>(dialog, "gpsdDevice").setText(c.device);
+            }
+            EXPECT_EQ(Child<QGroupBox>(dialog, "network").isVisibleTo(&dialog), c.kind != 0);
+            dialog.accept();
+            EXPECT_EQ(dialog.result(), QDialog::Accepted);
+        }
+        CSettingsKey key;
+        ASSERT_TRUE(key.Open(kSourceSetting.key, false));
+        EXPECT_EQ(key.ReadText(kSourceSetting.name, "?"), c.stored);
+        CSerialPortDialog again(settings);
+        EXPECT_EQ(Combo(again, "source").currentIndex(), c.kind);
+        if (c.kind == 0)
+            EXPECT_EQ(Combo(again, "baudRate").currentIndex(),
+                      c.baud == 10 ? 10 : settings.GetBaudRateIndex());
+        else
+            EXPECT_EQ(Child<QSpinBox>(again, "netPort").value(), c.port);
+    }
+    // A TCP device needs a host: refused with the reason, nothing stored, the dialog stays.
+    CSerialSettings settings;
+    CSerialPortDialog dialog(settings);
+    Combo(dialog, "source").setCurrentIndex(2);
+    Child<QLineEdit>(dialog, "host").setText("");
+    m_messages.clear();
+    dialog.accept();
+    EXPECT_NE(dialog.result(), QDialog::Accepted);
+    ASSERT_EQ(m_messages.size(), 1U);
+    EXPECT_TRUE(m_messages[0].text.contains("needs a host"));
+    CSettingsKey key;
+    ASSERT_TRUE(key.Open(kSourceSetting.key, false));
+    EXPECT_EQ(key.ReadText(kSourceSetting.name, "?"), "udp://:10110") << "the last one stays";
 }
 
 // The list names each port plugged in by its stable name and what it is; the field and the
