@@ -1,3 +1,5 @@
+#include "FileTestUtils.h"
+#include "receiver/ReceiverBytes.h"
 #include "receiver/SirfCommands.h"
 
 #include <gtest/gtest.h>
@@ -93,4 +95,15 @@ TEST(SirfCommands, HotConnectLines)
         EXPECT_EQ(written, std::vector<std::string>(2, c.line));
     }
     EXPECT_EQ(CSirfNavInitCommand(0, 0, {}).GetAltitudeMeters(), 500.0);
+}
+
+// Binary message 129 as the protocol lays it out: the rates and checksum flags of the ten NMEA
+// messages, the speed big-endian, the 15-bit sum; a frame the speed hunt reads as SiRF binary.
+TEST(SirfCommands, SwitchToNmeaFrame)
+{
+    const std::string expected = FromHex("A0 A2 00 18 81 02 01 01 00 01 01 01 05 01 01 01 01 01 "
+                                         "00 01 00 01 00 01 00 01 12 C0 01 68 B0 B3");
+    EXPECT_EQ(SirfSwitchToNmeaFrame(4800), expected);
+    EXPECT_EQ(SirfSwitchToNmeaFrame(9600).substr(26, 2), FromHex("25 80"));
+    EXPECT_EQ(ClassifyReceiverBytes(SirfSwitchToNmeaFrame(4800)), StreamKind::SirfBinary);
 }

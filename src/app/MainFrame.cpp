@@ -20,6 +20,7 @@
 #include "receiver/PortInspector.h"
 #include "receiver/SerialPort.h"
 #include "receiver/SerialPortDialog.h"
+#include "receiver/SirfCommands.h"
 #include "receiver/SirfSender.h"
 #include "receiver/SystemClock.h"
 #include "settings/DataDirectory.h"
@@ -55,6 +56,8 @@ constexpr qint64 kIdleResetIntervalMs = 20000;
 constexpr int kAlarmTicks = 180;
 constexpr int kAlarmPeriodMs = 300;
 constexpr int kDatabaseNoticeMs = 8000;
+// A SiRF receiver told to speak NMEA restarts its output; listened to again after this.
+constexpr int kSirfSwitchSettleMs = 500;
 
 QString Latin1(std::string_view text)
 {
@@ -567,6 +570,30 @@ bool CMainFrame::OfferGpsd(const QString &why, const QString &details)
     return OpenNetworkSource(gpsd);
 }
 
+void CMainFrame::OfferSirfSwitch(const QString &why)
+{
+    if (IsUnattended()
+        || !AskQuestion(this, tr("Receiver"),
+                        why + tr(".\n\nSwitch it to NMEA (at %1 baud)?").arg(kSirfNmeaBaudRate)))
+        return;
+    if (!m_source.Write(SirfSwitchToNmeaFrame(kSirfNmeaBaudRate))) {
+        ShowError(this, tr("The receiver could not be told to switch to NMEA."),
+                  QString::fromStdString(m_session.GetWatch().GetDevice()));
+        return;
+    }
+    // It answers at its new speed once it has taken the message in: found again by listening.
+    const std::string device = m_session.GetWatch().GetDevice();
+    QTimer::singleShot(kSirfSwitchSettleMs, this, [this, device] {
+        if (m_session.GetWatch().GetDevice() != device || !m_source.IsOpen())
+            return;
+        m_portFindsSpeed = true;
+        std::string error;
+        if (OpenSerial(device, error))
+            m_session.PortOpened(device);
+        UpdateCommands();
+    });
+}
+
 bool CMainFrame::OpenNetworkSource(const CSourceAddress &source)
 {
     std::string error;
@@ -594,6 +621,11 @@ void CMainFrame::OnSourceStatus(const CSourceStatus &status)
         break;
     case CSourceStatus::Kind::Back:
         m_notice->ShowFor(text, CReceiverWatch::kBackNoticeMs);
+        break;
+    case CSourceStatus::Kind::SirfBinary:
+        m_notice->ShowFor(text, 0);
+        // Asked once the batch is handled: the reader waits for it meanwhile.
+        QTimer::singleShot(0, this, [this, text] { OfferSirfSwitch(text); });
         break;
     case CSourceStatus::Kind::Locked:
         // Found: next time, on this device, first.

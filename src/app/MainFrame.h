@@ -132,6 +132,8 @@ private:
     bool OpenNetworkSource(const CSourceAddress &source);
     // gpsd holds the port: the box says so and offers to read the receiver through gpsd.
     bool OfferGpsd(const QString &why, const QString &details);
+    // A SiRF receiver in binary mode: offers the switch to NMEA, then finds its speed again.
+    void OfferSirfSwitch(const QString &why);
     // The port of the last OpenPort, at its speed or looking for it.
     bool OpenSerial(const std::string &device, std::string &error);
     void OnSourceStatus(const CSourceStatus &status);

@@ -140,10 +140,10 @@ bool FindSpeed(CReaderSession &s, CLineBatch &batch, int &failure)
     case HuntEnd::Locked:
         if (result.kind == StreamKind::Nmea)
             batch.AddStatus(LockedStatus(s.m_device, result.speed));
+        else if (result.kind == StreamKind::SirfBinary)
+            batch.AddStatus(SirfBinaryStatus(s.m_device, result.speed));
         else
-            batch.AddStatus(
-                WrongSpeakStatus(s.m_device, result.speed,
-                                 result.kind == StreamKind::SirfBinary ? "SiRF binary" : "UBX"));
+            batch.AddStatus(WrongSpeakStatus(s.m_device, result.speed));
         break;
     case HuntEnd::Silence:
     case HuntEnd::Garbage:

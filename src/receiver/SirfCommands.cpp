@@ -1,6 +1,7 @@
 #include "receiver/SirfCommands.h"
 
 #include "base/Numbers.h"
+#include "receiver/ReceiverBytes.h"
 
 #include <array>
 #include <utility>
@@ -94,4 +95,19 @@ bool SendHotConnect(const CSirfCommand::Writer &write, double latitude, double l
 {
     return CSirfNavInitCommand(latitude, longitude, GpsWeekTime(utcNow))
         .Send(write, kHotConnectCopies);
+}
+
+std::string SirfSwitchToNmeaFrame(int baudRate)
+{
+    // Message ID, mode 2 (leave the debug messages as they are), then rate and checksum flag for
+    // GGA, GLL, GSA, GSV, RMC, VTG, MSS, (unused), ZDA, (unused), then the speed, big-endian.
+    constexpr unsigned char kRates[] = {1, 0, 1, 5, 1, 1, 0, 0, 0, 0};
+    std::string payload = {'\x81', '\x02'};
+    for (const unsigned char rate : kRates) {
+        payload += static_cast<char>(rate);
+        payload += '\x01';
+    }
+    payload += static_cast<char>((baudRate >> 8) & 0xFF);
+    payload += static_cast<char>(baudRate & 0xFF);
+    return SirfBinaryFrame(payload);
 }

@@ -93,6 +93,14 @@ private:
 /// every four.
 [[nodiscard]] std::vector<std::string> ProgramChipsetCommands();
 
+/// SiRF binary message 129, "switch to NMEA protocol", framed: a receiver left in binary mode
+/// answers in NMEA at `baudRate`, with GGA, GSA, RMC and VTG every second and GSV every five
+/// (GLL, MSS and ZDA off), each with its checksum.
+[[nodiscard]] std::string SirfSwitchToNmeaFrame(int baudRate);
+/// The NMEA speed a SiRF receiver is switched to: its factory one, which every SiRF chipset
+/// speaks; the speed hunt finds it again.
+inline constexpr int kSirfNmeaBaudRate = 4800;
+
 /// "Program CS": each rate command once; true when every write succeeded.
 bool SendProgramChipset(const CSirfCommand::Writer &write);
 /// "Hot Connect": the navigation-initialise command for this position and clock, twice in a row;

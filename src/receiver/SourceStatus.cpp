@@ -73,11 +73,19 @@ CSourceStatus LockedStatus(const std::string &device, int speed)
             "Receiver found on " + device + " at " + std::to_string(speed) + " baud", speed};
 }
 
-CSourceStatus WrongSpeakStatus(const std::string &device, int speed, const std::string &language)
+CSourceStatus WrongSpeakStatus(const std::string &device, int speed)
 {
     return {CSourceStatus::Kind::WrongSpeak,
-            "The receiver on " + device + " sends " + language + " at " + std::to_string(speed)
-                + " baud, not NMEA: switch it to NMEA output with its own tool",
+            "The receiver on " + device + " sends UBX at " + std::to_string(speed)
+                + " baud, not NMEA: switch its NMEA output on with its own tool",
+            speed};
+}
+
+CSourceStatus SirfBinaryStatus(const std::string &device, int speed)
+{
+    return {CSourceStatus::Kind::SirfBinary,
+            "The receiver on " + device + " sends SiRF binary at " + std::to_string(speed)
+                + " baud, not NMEA",
             speed};
 }
 

@@ -18,7 +18,8 @@ struct CSourceStatus {
         NoReceiver, ///< gpsd runs but has no receiver (or not the one asked for)
         Hunting,    ///< a serial port's speed is being looked for: `speed` is tried
         Locked,     ///< the receiver speaks NMEA at `speed`
-        WrongSpeak, ///< a receiver answers at `speed`, but not in NMEA (SiRF binary, UBX)
+        WrongSpeak, ///< a receiver answers at `speed`, but not in NMEA (UBX)
+        SirfBinary, ///< a SiRF receiver left in binary mode answers at `speed`: it can be switched
         NoSpeed,    ///< no speed made sense: the port is read at the configured one
     };
     Kind kind = Kind::Connecting;
@@ -64,8 +65,8 @@ inline constexpr int kNoDataWatchdogMs = 10000;
 [[nodiscard]] CSourceStatus NoReceiverStatus(const std::string &device);
 [[nodiscard]] CSourceStatus HuntingStatus(const std::string &device, int speed);
 [[nodiscard]] CSourceStatus LockedStatus(const std::string &device, int speed);
-/// `language`: "SiRF binary", "UBX".
-[[nodiscard]] CSourceStatus WrongSpeakStatus(const std::string &device, int speed,
-                                             const std::string &language);
+/// A receiver that sends UBX only.
+[[nodiscard]] CSourceStatus WrongSpeakStatus(const std::string &device, int speed);
+[[nodiscard]] CSourceStatus SirfBinaryStatus(const std::string &device, int speed);
 /// `silence`: nothing came at any speed; else only noise.
 [[nodiscard]] CSourceStatus NoSpeedStatus(const std::string &device, bool silence, int readAt);

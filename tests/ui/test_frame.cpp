@@ -13,6 +13,8 @@
 #include "dashboard/Speedometer.h"
 #include "maps/MapView.h"
 #include "nmea/GPSData.h"
+#include "receiver/ReceiverBytes.h"
+#include "receiver/SirfCommands.h"
 #include "settings/SettingsKey.h"
 #include "settings/SettingsTable.h"
 #include "ui/UiTestUtils.h"
@@ -33,6 +35,7 @@
 #include <functional>
 #include <memory>
 #include <netinet/in.h>
+#include <poll.h>
 #include <string>
 #include <sys/file.h>
 #include <sys/socket.h>
@@ -545,6 +548,59 @@ TEST_F(FrameTest, PortHeldByGpsdOffersToReadThroughIt)
     CSettingsKey key;
     ASSERT_TRUE(key.Open(kSourceSetting.key, false));
     EXPECT_EQ(key.ReadText(kSourceSetting.name, ""), "gpsd://localhost:2947") << "stored";
+}
+
+// A SiRF receiver left in binary mode: found at its speed, offered the switch, told in its own
+// protocol, and read in NMEA once it answers so.
+TEST_F(FrameTest, SirfBinaryReceiverIsSwitchedToNmea)
+{
+    CPtyPair pty;
+    ASSERT_TRUE(pty.IsValid());
+    std::string error;
+    m_frame->SetSourceOverride(
+        *CSourceAddress::Parse("serial:" + pty.SlavePath() + "?baud=auto", error));
+    SetQuestionAnswer(true);
+    // The test keeps sending while it waits: a full pty must not block it (the reader may be
+    // waiting for the window meanwhile).
+    ::fcntl(pty.Master(), F_SETFL, ::fcntl(pty.Master(), F_GETFL) | O_NONBLOCK);
+    ASSERT_TRUE(m_frame->OpenPort());
+    // Measure Navigation Data Out frames, as a SiRF receiver sends them every second.
+    const std::string binary = SirfBinaryFrame(std::string("\x02", 1) + std::string(40, '\x01'));
+    const std::string wanted = SirfSwitchToNmeaFrame(kSirfNmeaBaudRate);
+    std::string heard;
+    const bool switched = ProcessUntil(
+        [&] {
+            pty.Send(binary);
+            char block[256];
+            for (pollfd p{pty.Master(), POLLIN, 0}; ::poll(&p, 1, 0) == 1;) {
+                const ssize_t n = ::read(pty.Master(), block, sizeof block);
+                if (n <= 0)
+                    break;
+                heard.append(block, static_cast<std::size_t>(n));
+            }
+            return heard.find(wanted) != std::string::npos;
+        },
+        10000);
+    ASSERT_TRUE(switched) << "the switch was never sent";
+    ASSERT_FALSE(m_messages.empty());
+    EXPECT_EQ(m_messages.back().icon, QMessageBox::Question);
+    EXPECT_TRUE(m_messages.back().text.startsWith(
+        QString::fromStdString("The receiver on " + pty.SlavePath() + " sends SiRF binary")));
+    // Now in NMEA: its speed found again, and read.
+    EXPECT_TRUE(ProcessUntil(
+        [&] {
+            pty.Send(kGgaFix + kGsa3D + kRmc100 + kGgaFix);
+            return m_frame->GetNotice().startsWith("Receiver found on");
+        },
+        10000));
+    const CGPSData &list = *m_frame->GetListPage();
+    EXPECT_TRUE(ProcessUntil(
+        [&] {
+            pty.Send(kGgaFix + kGsa3D + kRmc100 + kGgaFix);
+            return Row(list, CGPSData::kReception, "Quality of fix:") == "GPS fix / 3D";
+        },
+        5000));
+    m_frame->CloseSource();
 }
 
 // Unplugged: said at once without a box, the fix shown as lost; re-plugged at a new device behind
