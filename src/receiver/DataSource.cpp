@@ -29,6 +29,23 @@ CDataSource::~CDataSource()
 
 bool CDataSource::OpenPort(const std::string &device, int baudRate, std::string &error)
 {
+    return OpenSerial(device, baudRate, error, [](CReaderSession &) {});
+}
+
+bool CDataSource::OpenPortFindingSpeed(const std::string &device, std::optional<int> lastGoodSpeed,
+                                       int fallbackSpeed, std::string &error)
+{
+    return OpenSerial(device, fallbackSpeed, error, [&](CReaderSession &session) {
+        session.m_findSpeed = true;
+        session.m_lastGoodSpeed = lastGoodSpeed;
+        session.m_fallbackSpeed = fallbackSpeed;
+        session.m_device = device;
+    });
+}
+
+bool CDataSource::OpenSerial(const std::string &device, int baudRate, std::string &error,
+                             const std::function<void(CReaderSession &)> &prepare)
+{
     Close();
     m_lastFailure = Failure::Open;
     auto session = std::make_shared<CReaderSession>();
@@ -37,29 +54,7 @@ bool CDataSource::OpenPort(const std::string &device, int baudRate, std::string 
         return false;
     }
     session->m_fd = session->m_port.GetHandle();
-    m_lastFailure = Failure::Thread;
-    if (!Start(std::move(session))) {
-        error = std::string("cannot start the reader: ") + std::strerror(errno);
-        return false;
-    }
-    return true;
-}
-
-bool CDataSource::OpenPortFindingSpeed(const std::string &device, std::optional<int> lastGoodSpeed,
-                                       int fallbackSpeed, std::string &error)
-{
-    Close();
-    m_lastFailure = Failure::Open;
-    auto session = std::make_shared<CReaderSession>();
-    if (!session->m_port.Open(device, fallbackSpeed)) {
-        error = session->m_port.GetErrorText();
-        return false;
-    }
-    session->m_fd = session->m_port.GetHandle();
-    session->m_findSpeed = true;
-    session->m_lastGoodSpeed = lastGoodSpeed;
-    session->m_fallbackSpeed = fallbackSpeed;
-    session->m_device = device;
+    prepare(*session);
     m_lastFailure = Failure::Thread;
     if (!Start(std::move(session))) {
         error = std::string("cannot start the reader: ") + std::strerror(errno);

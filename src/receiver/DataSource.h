@@ -129,6 +129,8 @@ public:
     void ProcessPending();
 
 private:
+    bool OpenSerial(const std::string &device, int baudRate, std::string &error,
+                    const std::function<void(CReaderSession &)> &prepare);
     bool Start(std::shared_ptr<CReaderSession> session);
     void Join(const std::shared_ptr<CReaderSession> &session);
 

@@ -1,5 +1,7 @@
 #include "receiver/PortInspector.h"
 
+#include "storage/FileDescriptor.h"
+
 #include <algorithm>
 #include <arpa/inet.h>
 #include <cerrno>
@@ -37,26 +39,6 @@ constexpr std::size_t kStartBufferSize = 4096;
 constexpr std::size_t kMaxBufferSize = 1 << 20;
 
 using Clock = std::chrono::steady_clock;
-
-class CFileHandle
-{
-public:
-    explicit CFileHandle(int fd)
-        : m_fd(fd)
-    {
-    }
-    ~CFileHandle()
-    {
-        if (m_fd >= 0)
-            ::close(m_fd);
-    }
-    CFileHandle(const CFileHandle &) = delete;
-    CFileHandle &operator=(const CFileHandle &) = delete;
-    [[nodiscard]] int Get() const { return m_fd; }
-
-private:
-    int m_fd;
-};
 
 std::string_view BaseName(std::string_view path)
 {
@@ -241,7 +223,8 @@ bool WaitFor(int fd, short events, Clock::time_point deadline)
 std::optional<std::vector<std::string>> AskGpsd(int port, int timeoutMs)
 {
     const Clock::time_point deadline = Clock::now() + std::chrono::milliseconds(timeoutMs);
-    const CFileHandle connection(::socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
+    const CFileDescriptor connection(
+        ::socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
     if (connection.Get() < 0)
         return std::nullopt;
     sockaddr_in address{};
@@ -308,7 +291,7 @@ int CPortInspector::GpsdPortFromEnvironment()
 
 int CPortInspector::ProbeOpen(const std::string &path)
 {
-    const CFileHandle fd(::open(path.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC));
+    const CFileDescriptor fd(::open(path.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC));
     if (fd.Get() < 0)
         return errno;
     if (!::isatty(fd.Get()))
