@@ -297,3 +297,48 @@ TEST(NetworkSource, TcpListenTakesTheDeviceThatConnects)
     }
     EXPECT_TRUE(loop.PumpUntil([&] { return Said(loop, CSourceStatus::Kind::Back); }, 5s));
 }
+
+// gpsd over a plain TCP server that speaks its part: the watch command asked for, its reports
+// kept from the lines, "no receiver" said and the fix shown lost, then the receiver back.
+TEST(NetworkSource, GpsdReportsNeverReachTheLines)
+{
+    CTcpServer server;
+    CConsumerLoop loop;
+    std::string error;
+    ASSERT_TRUE(loop.source.OpenNetwork(
+        Address("gpsd://127.0.0.1:" + std::to_string(server.port) + "/dev/ttyACM0"), error))
+        << error;
+    const int peer = server.Accept(loop);
+    ASSERT_GE(peer, 0);
+    std::string asked;
+    ASSERT_TRUE(loop.PumpUntil(
+        [&] {
+            char block[256];
+            pollfd p{peer, POLLIN, 0};
+            if (::poll(&p, 1, 0) == 1) {
+                const ssize_t n = ::recv(peer, block, sizeof block, 0);
+                if (n > 0)
+                    asked.append(block, static_cast<std::size_t>(n));
+            }
+            return asked.find('\n') != std::string::npos;
+        },
+        5s));
+    EXPECT_EQ(asked, "?WATCH={\"enable\":true,\"nmea\":true,\"device\":\"/dev/ttyACM0\"}\n");
+    // A long report the line assembler would cut, split across segments.
+    const std::string devices =
+        R"({"class":"DEVICES","devices":[{"class":"DEVICE","path":"/dev/ttyUSB0","activated":)"
+        R"("2026-11-25T16:28:34.379Z","native":0,"bps":38400,"parity":"N","stopbits":1}]})"
+        "\r\n";
+    Send(peer, R"({"class":"VERSION","release":"3.22"})"
+               "\r\n"
+                   + devices.substr(0, 50));
+    Send(peer, devices.substr(50));
+    ASSERT_TRUE(loop.PumpUntil([&] { return Said(loop, CSourceStatus::Kind::NoReceiver); }, 5s));
+    EXPECT_EQ(loop.statuses.back().text, "gpsd: no receiver at /dev/ttyACM0");
+    Send(peer, R"({"class":"DEVICE","path":"/dev/ttyACM0","activated":"2026-11-25T16:30:00.000Z"})"
+               "\r\n"
+                   + kGga + kRmc);
+    ASSERT_TRUE(loop.PumpLines(2));
+    EXPECT_EQ(Joined(loop.lines), kGga + kRmc) << "only the NMEA lines";
+    ::close(peer);
+}
