@@ -32,6 +32,13 @@ public:
 
     /// A USB device at bus position `busPort` (1-2) with its tty: ttyACM below the interface,
     /// ttyUSB below a usb-serial port of the interface. Empty strings leave attributes out.
+    /// A board that is no receiver first, then a u-blox receiver with its stable name.
+    void AddBoardAndReceiver()
+    {
+        AddUsb("ttyACM0", "1-2", "2341", "0043", "Arduino (www.arduino.cc)", "Arduino Uno");
+        AddUsb("ttyACM1", "1-3", "1546", "01a8", "u-blox AG", "u-blox GNSS receiver",
+               "usb-u-blox_AG_u-blox_GNSS_receiver-if00");
+    }
     CPtyPair &AddUsb(const std::string &name, const std::string &busPort, const char *vendorId,
                      const char *productId, const std::string &manufacturer,
                      const std::string &product, const std::string &byId = {})

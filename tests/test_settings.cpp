@@ -162,9 +162,7 @@ TEST_F(SettingsTest, FreshInstallGetsTheReceiverPluggedIn)
 {
     CTempDir dir;
     CFakePortTree tree(dir.m_path);
-    tree.AddUsb("ttyACM0", "1-2", "2341", "0043", "Arduino (www.arduino.cc)", "Arduino Uno");
-    tree.AddUsb("ttyACM1", "1-3", "1546", "01a8", "u-blox AG", "u-blox GNSS receiver",
-                "usb-u-blox_AG_u-blox_GNSS_receiver-if00");
+    tree.AddBoardAndReceiver();
     const char *before = std::getenv("VELORAN_PORT_ROOT");
     const std::string saved = before != nullptr ? before : "";
     ::setenv("VELORAN_PORT_ROOT", tree.Root().c_str(), 1);

@@ -195,17 +195,7 @@ public:
         PrintSessionSummary(m_session, SecondsSince(m_started), m_options.json);
         if (std::fflush(stdout) != 0)
             return OutputError(errno);
-        int status = kExitOk;
-        if (!m_writeError.empty()) {
-            std::fprintf(stderr, "veloran-cli: recording to '%s' stopped: %s\n",
-                         m_options.record.c_str(), m_writeError.c_str());
-            status = kExitFile;
-        }
-        if (signal != 0) {
-            std::fprintf(stderr, "veloran-cli: listen ended by %s\n", sigabbrev_np(signal));
-            status = kExitSignal + signal;
-        }
-        return status;
+        return EndOfRunStatus("listen", kExitOk, m_options.record, m_writeError, signal);
     }
 
 private:

@@ -208,16 +208,7 @@ public:
                          std::strerror(m_readError));
             status = kExitFile;
         }
-        if (!m_writeError.empty()) {
-            std::fprintf(stderr, "veloran-cli: recording to '%s' stopped: %s\n",
-                         m_options.record.c_str(), m_writeError.c_str());
-            status = kExitFile;
-        }
-        if (signal != 0) {
-            std::fprintf(stderr, "veloran-cli: replay ended by %s\n", sigabbrev_np(signal));
-            status = kExitSignal + signal;
-        }
-        return status;
+        return EndOfRunStatus("replay", status, m_options.record, m_writeError, signal);
     }
 
 private:

@@ -1,9 +1,11 @@
 #include "SessionSummary.h"
 
+#include "Cli.h"
 #include "base/Numbers.h"
 #include "receiver/ReceiverSession.h"
 
 #include <cstdio>
+#include <cstring>
 #include <string>
 
 double SecondsSince(std::chrono::steady_clock::time_point start)
@@ -35,4 +37,19 @@ void PrintSessionSummary(const CReceiverSession &session, double seconds, bool j
     std::printf("%-8s %llu\n", "lines", lines);
     std::printf("%-8s %.3f\n", "seconds", seconds);
     std::printf("%-8s %.0f\n", "lines/s", rate);
+}
+
+int EndOfRunStatus(const char *command, int status, const std::string &record,
+                   const std::string &writeError, int signal)
+{
+    if (!writeError.empty()) {
+        std::fprintf(stderr, "veloran-cli: recording to '%s' stopped: %s\n", record.c_str(),
+                     writeError.c_str());
+        status = kExitFile;
+    }
+    if (signal != 0) {
+        std::fprintf(stderr, "veloran-cli: %s ended by %s\n", command, sigabbrev_np(signal));
+        status = kExitSignal + signal;
+    }
+    return status;
 }

@@ -130,8 +130,8 @@ TEST_F(DialogTest, SourceTypesStoreTheirUrl)
         {0, "", 0, "", 3, ""},
         {0, "", 0, "", 10, "serial:/dev/ttyUSB3?baud=auto"},
         {1, "localhost", 2947, "", 0, "gpsd://localhost:2947"},
-        {1, "10.0.0.2", 3000, "/dev/ttyACM0", 0, "gpsd://10.0.0.2:3000/dev/ttyACM0"},
-        {2, "192.168.4.1", 10110, "", 0, "tcp://192.168.4.1:10110"},
+        {1, "127.0.0.2", 3000, "/dev/ttyACM0", 0, "gpsd://127.0.0.2:3000/dev/ttyACM0"},
+        {2, "127.0.0.3", 10110, "", 0, "tcp://127.0.0.3:10110"},
         {3, "", 5000, "", 0, "tcp-listen://:5000"},
         {4, "", 10110, "", 0, "udp://:10110"},
     };
@@ -185,9 +185,7 @@ TEST_F(DialogTest, SerialPortListShowsThePortsPluggedIn)
 {
     CTempDir dir;
     CFakePortTree tree(dir.m_path);
-    tree.AddUsb("ttyACM0", "1-2", "2341", "0043", "Arduino (www.arduino.cc)", "Arduino Uno");
-    tree.AddUsb("ttyACM1", "1-3", "1546", "01a8", "u-blox AG", "u-blox GNSS receiver",
-                "usb-u-blox_AG_u-blox_GNSS_receiver-if00");
+    tree.AddBoardAndReceiver();
     const QByteArray saved = qgetenv("VELORAN_PORT_ROOT");
     qputenv("VELORAN_PORT_ROOT", QByteArray::fromStdString(tree.Root()));
     const QString ublox = "/dev/serial/by-id/usb-u-blox_AG_u-blox_GNSS_receiver-if00";
