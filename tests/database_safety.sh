@@ -49,14 +49,20 @@ for pid in "${pids[@]}"; do wait "$pid" || fail "a map add failed"; done
 echo "ok: racing imports and map adds all kept"
 
 # A lock file another user made does not stop an ordinary user's save.
+# The folder is one of our own under /tmp: the checkout may lie below a folder only root may
+# enter, and the database's lock is found by its full path.
 if command -v setpriv >/dev/null && [ "$(id -u)" -eq 0 ]; then
-    mkdir -m 0777 shared
-    "$cli" waypoints import r1.gpx --db shared/db.wdb >/dev/null
-    chmod 0666 shared/db.wdb r2.gpx
+    shared=$(mktemp -d /tmp/veloran-shared.XXXXXX)
+    trap 'rm -rf "$shared"' EXIT
+    chmod 0777 "$shared"
+    cp r2.gpx "$shared/r2.gpx"
+    chmod 0644 "$shared/r2.gpx"
+    "$cli" waypoints import r1.gpx --db "$shared/db.wdb" >/dev/null
+    chmod 0666 "$shared/db.wdb"
     setpriv --reuid=65534 --regid=65534 --clear-groups \
-        "$cli" waypoints import r2.gpx --db shared/db.wdb >/dev/null ||
+        "$cli" waypoints import "$shared/r2.gpx" --db "$shared/db.wdb" >/dev/null ||
         fail "an ordinary user's import after root's"
-    [ "$(count --db shared/db.wdb)" -eq 50 ] || fail "the ordinary user's import was lost"
+    [ "$(count --db "$shared/db.wdb")" -eq 50 ] || fail "the ordinary user's import was lost"
     echo "ok: the lock serves every user"
 fi
 
