@@ -127,3 +127,71 @@ TEST(DisplaySettingsChanges, WhatIsAnnounced)
                                  DisplaySetting::NightMode, DisplaySetting::Projection,
                                  DisplaySetting::AdvancedFileSelector, DisplaySetting::GnssMode}));
 }
+
+// The screen decides until the user chooses; then the stored choice wins on any screen, and a
+// choice never made is never written (a later, smaller screen still decides).
+TEST_F(DisplaySettingsTest, LargeControlsFollowTheScreenUntilChosen)
+{
+    struct Case {
+        const char *legend, *ini;
+        bool screenDefault;
+        bool large, chosen;
+        const char *storedAfter; // nullptr: no value
+    };
+    const Case cases[] = {
+        {"not chosen, desktop", "", false, false, false, nullptr},
+        {"not chosen, small or touch screen", "", true, true, false, nullptr},
+        {"chosen off on a small screen", "Veloran\\LargeControls=0\n", true, false, true, "0"},
+        {"chosen on on a desktop", "Veloran\\LargeControls=1\n", false, true, true, "1"},
+        {"any number but 0 is on", "Veloran\\LargeControls=7\n", false, true, true, "1"},
+        {"no number: not chosen, left as it is", "Veloran\\LargeControls=big\n", true, true, false,
+         "big"},
+    };
+    for (const Case &c : cases) {
+        SCOPED_TRACE(c.legend);
+        Start(c.legend, *c.ini ? QByteArray("[Software]\n") + c.ini : QByteArray());
+        CDisplaySettings display;
+        display.Load();
+        display.SetLargeControlsDefault(c.screenDefault);
+        EXPECT_EQ(display.IsLargeControls(), c.large);
+        EXPECT_EQ(display.HasLargeControlsChoice(), c.chosen);
+        display.Store();
+        const QSettings ini(File(), QSettings::IniFormat);
+        const QVariant stored = ini.value(QStringLiteral("Software/Veloran/LargeControls"));
+        if (c.storedAfter == nullptr)
+            EXPECT_FALSE(stored.isValid());
+        else
+            EXPECT_EQ(stored.toString(), QLatin1String(c.storedAfter));
+    }
+
+    Start("choose", {});
+    {
+        CDisplaySettings display;
+        display.Load();
+        display.SetLargeControlsDefault(true);
+        display.SetLargeControls(false);
+        display.Store();
+    }
+    CDisplaySettings next;
+    next.Load();
+    next.SetLargeControlsDefault(true);
+    EXPECT_FALSE(next.IsLargeControls());
+}
+
+// A new default is announced only when it changes what is in effect.
+TEST(DisplaySettingsChanges, LargeControlsAnnounced)
+{
+    CDisplaySettings display;
+    int told = 0;
+    QObject::connect(&display, &CDisplaySettings::Changed, [&told](DisplaySetting what) {
+        told += what == DisplaySetting::LargeControls ? 1 : 100;
+    });
+    display.SetLargeControlsDefault(false);
+    EXPECT_EQ(told, 0);
+    display.SetLargeControlsDefault(true);
+    EXPECT_EQ(told, 1);
+    display.SetLargeControls(true);
+    EXPECT_EQ(told, 2) << "a choice is announced even when it is in effect already";
+    display.SetLargeControlsDefault(false);
+    EXPECT_EQ(told, 2) << "the choice wins over the screen";
+}

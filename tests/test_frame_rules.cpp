@@ -53,6 +53,8 @@ TEST(CommandRules, EnableAndCheck)
         {"all satellite systems default", kCmdGnssAll, {}, true, true},
         {"GPS only not by default", kCmdGnssGpsOnly, {}, true, false},
         {"GPS only chosen", kCmdGnssGpsOnly, {.gnssMode = GnssMode::GpsOnly}, true, true},
+        {"large controls off", kCmdLargeControls, {}, true, false},
+        {"large controls on", kCmdLargeControls, {.largeControls = true}, true, true},
         {"GPS only chosen while replaying", kCmdGnssGpsOnly, {.sourceOpen = true, .replaying = true, .gnssMode = GnssMode::GpsOnly}, true, true},
         {"fix sound default on", kCmdFixSound, {}, true, true},
         {"auto sync default off", kCmdAutoSync, {}, true, false},

@@ -29,6 +29,7 @@
 #include "waypoints/WaypointBook.h"
 #include "waypoints/WaypointDatabase.h"
 #include "widgets/FileDialogs.h"
+#include "widgets/LargeControlsStyle.h"
 #include "widgets/MessageBox.h"
 
 #include <QApplication>
@@ -85,10 +86,11 @@ CMainFrame::CMainFrame(QWidget *parent)
     m_toolBar = new QToolBar(QStringLiteral("Tool Bar"), this);
     m_toolBar->setObjectName(QStringLiteral("toolBar"));
     m_toolBar->setMovable(false);
-    m_toolBar->setIconSize(QSize(16, 16));
     addToolBar(m_toolBar);
 
     m_display.Load();
+    m_display.SetLargeControlsDefault(ScreenWantsLargeControls(*screen()));
+    ApplyLargeControls();
     auto *pane = new QWidget(this);
     auto *paneLayout = new QVBoxLayout(pane);
     paneLayout->setContentsMargins(0, 0, 0, 0);
@@ -130,6 +132,8 @@ CMainFrame::CMainFrame(QWidget *parent)
     connect(&m_display, &CDisplaySettings::Changed, this, [this](DisplaySetting what) {
         if (what == DisplaySetting::GnssMode)
             ApplyGnssMode();
+        else if (what == DisplaySetting::LargeControls)
+            ApplyLargeControls();
     });
     m_waypoints = std::make_unique<CWaypointBook>(this);
     m_waypoints->Load(GetDataDirectory(), WasDataDirectoryCreated());
@@ -295,6 +299,7 @@ CFrameState CMainFrame::GetState() const
     CGeoPosition cursor;
     s.lastPositionStored = m_mapView->GetCursorPosition(cursor);
     s.mapLoaded = m_mapView->IsMapLoaded();
+    s.largeControls = m_display.IsLargeControls();
     return s;
 }
 
@@ -427,6 +432,9 @@ bool CMainFrame::RunDisplayCommand(int id)
     case kCmdGnssGpsOnly:
         ChooseGnssMode(*GnssModeOfCommand(id));
         return true;
+    case kCmdLargeControls:
+        m_display.SetLargeControls(!m_display.IsLargeControls());
+        return true;
     case kCmdDisplayMode:
         // On the Map page: follow the fix, or stop following it.
         if (m_sheet->currentIndex() == kPageMap)
@@ -483,6 +491,15 @@ void CMainFrame::RunToolsCommand(int id)
     default:
         break;
     }
+}
+
+void CMainFrame::ApplyLargeControls()
+{
+    const bool large = m_display.IsLargeControls();
+    const int height = TouchTargetOf(*screen());
+    ::ApplyLargeControls(large, height);
+    const int icon = ToolBarIconSize(large, height);
+    m_toolBar->setIconSize(QSize(icon, icon));
 }
 
 void CMainFrame::SetPortOverride(const QString &device)
@@ -951,6 +968,8 @@ void CMainFrame::FollowDisplaySettingsOnMap()
             break;
         case DisplaySetting::GnssMode:
             m_mapView->SetGnssMode(m_display.GetGnssMode());
+            break;
+        case DisplaySetting::LargeControls:
             break;
         }
     });

@@ -146,6 +146,8 @@ private:
     /// The satellite systems in effect changed: the parser and the reader start anew.
     void ApplyGnssMode();
     void ToggleDigitalDashboard();
+    /// The application's style and the tool bar's icons for the large controls setting.
+    void ApplyLargeControls();
     void StartAlarm();
     void Quit();
     // Another program's saves of the waypoint or map database are taken over when idle.

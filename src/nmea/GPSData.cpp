@@ -92,6 +92,7 @@ void CGPSData::Follow(DisplaySetting what)
         break;
     case DisplaySetting::AdvancedFileSelector:
     case DisplaySetting::GnssMode:
+    case DisplaySetting::LargeControls:
         break;
     }
 }

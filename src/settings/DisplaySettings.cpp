@@ -4,6 +4,7 @@
 #include "settings/SettingsTable.h"
 
 #include <cstdint>
+#include <optional>
 #include <string_view>
 
 namespace
@@ -17,6 +18,13 @@ public:
     {
         m_app.Open(kAppKey, true);
         m_dashboard.Open(kDashboardKey, true);
+    }
+    [[nodiscard]] std::optional<std::int32_t> ReadIfStored(const CStoredNumber &value)
+    {
+        std::int32_t number = value.fallback;
+        if (!For(value).ReadNumber(value.name, number))
+            return std::nullopt;
+        return number;
     }
     [[nodiscard]] std::int32_t Read(const CStoredNumber &value)
     {
@@ -55,6 +63,9 @@ void CDisplaySettings::Load()
     m_projection = CoordinateFormatFromNumber(keys.Read(kProjectionSetting))
                        .value_or(*CoordinateFormatFromNumber(kProjectionSetting.fallback));
     m_advancedFileSelector = keys.Read(kAdvancedFileSelectorSetting) != 0;
+    m_largeControls.reset();
+    if (const std::optional<std::int32_t> large = keys.ReadIfStored(kLargeControlsSetting))
+        m_largeControls = *large != 0;
     m_storedGnssMode = GnssModeOfAllSystemsValue(keys.Read(kAllSystemsSetting));
     m_gnssMode = m_storedGnssMode;
 }
@@ -67,6 +78,9 @@ void CDisplaySettings::Store() const
     keys.Write(kProjectionSetting, ToNumber(m_projection));
     keys.Write(kAdvancedFileSelectorSetting, m_advancedFileSelector ? 1 : 0);
     keys.Write(kAllSystemsSetting, AllSystemsValue(m_storedGnssMode));
+    // Left out until chosen, so that a later screen still decides.
+    if (m_largeControls)
+        keys.Write(kLargeControlsSetting, *m_largeControls ? 1 : 0);
 }
 
 void CDisplaySettings::SetNightMode(bool night)
@@ -91,6 +105,20 @@ void CDisplaySettings::SetAdvancedFileSelector(bool advanced)
 {
     m_advancedFileSelector = advanced;
     emit Changed(DisplaySetting::AdvancedFileSelector);
+}
+
+void CDisplaySettings::SetLargeControlsDefault(bool large)
+{
+    const bool before = IsLargeControls();
+    m_largeDefault = large;
+    if (IsLargeControls() != before)
+        emit Changed(DisplaySetting::LargeControls);
+}
+
+void CDisplaySettings::SetLargeControls(bool large)
+{
+    m_largeControls = large;
+    emit Changed(DisplaySetting::LargeControls);
 }
 
 bool CDisplaySettings::ChooseGnssMode(GnssMode mode)

@@ -6,12 +6,21 @@
 
 #include <QObject>
 
+#include <optional>
+
 /// What changed in the display settings.
-enum class DisplaySetting : int { NightMode, Units, Projection, AdvancedFileSelector, GnssMode };
+enum class DisplaySetting : int {
+    NightMode,
+    Units,
+    Projection,
+    AdvancedFileSelector,
+    GnssMode,
+    LargeControls
+};
 
 /// How every page shows things: night mode, the unit system, the coordinate notation, the file
-/// selector, and the satellite systems the receiver is read with. The window owns it; the
-/// pages and the digital dashboard follow Changed.
+/// selector, touch-size controls, and the satellite systems the receiver is read with. The window
+/// owns it; the pages and the digital dashboard follow Changed.
 ///
 /// Units are those of Tools > Units as the List page shows them ("OperationMode"): the Map page
 /// and the instruments keep units of their own in their keys, and take these when they change.
@@ -38,6 +47,15 @@ public:
     [[nodiscard]] bool IsAdvancedFileSelector() const { return m_advancedFileSelector; }
     void SetAdvancedFileSelector(bool advanced);
 
+    /// Touch-size controls: the user's choice once made, else the screen's default.
+    [[nodiscard]] bool IsLargeControls() const { return m_largeControls.value_or(m_largeDefault); }
+    [[nodiscard]] bool HasLargeControlsChoice() const { return m_largeControls.has_value(); }
+    /// What the screen calls for while the user has not chosen; announced when it changes what
+    /// is in effect.
+    void SetLargeControlsDefault(bool large);
+    /// The user's choice, stored with the others from now on.
+    void SetLargeControls(bool large);
+
     /// The satellite systems in effect: the stored choice, or the command line's for this run.
     [[nodiscard]] GnssMode GetGnssMode() const { return m_gnssMode; }
     /// Tools > Satellite Systems: stored at once, and in effect from now. Returns whether the
@@ -54,6 +72,8 @@ private:
     UnitSystem m_units = UnitSystem::Metric;
     CoordinateFormat m_projection = CoordinateFormat::DD;
     bool m_advancedFileSelector = false;
+    std::optional<bool> m_largeControls;
+    bool m_largeDefault = false;
     GnssMode m_storedGnssMode = GnssMode::AllSystems;
     GnssMode m_gnssMode = GnssMode::AllSystems;
 };

@@ -39,6 +39,9 @@ inline constexpr CStoredNumber kUnitsSetting{kAppKey, "OperationMode", 1};
 /// CoordinateFormat.
 inline constexpr CStoredNumber kProjectionSetting{kAppKey, "Projection", 1};
 inline constexpr CStoredNumber kAdvancedFileSelectorSetting{kAppKey, "AdvancedFileSelector", 0};
+/// Touch-size controls: 0 off, any other number on; missing until the user chooses, and the
+/// screen decides meanwhile.
+inline constexpr CStoredNumber kLargeControlsSetting{kAppKey, "LargeControls", 0};
 /// GnssMode: AllSystemsValue.
 inline constexpr CStoredNumber kAllSystemsSetting{kAppKey, "AllSystems", 1};
 
