@@ -109,6 +109,17 @@ QSize CLargeControlsStyle::sizeFromContents(ContentsType type, const QStyleOptio
     return size;
 }
 
+QRect CLargeControlsStyle::subElementRect(SubElement element, const QStyleOption *option,
+                                          const QWidget *widget) const
+{
+    // The plain styles take taps on the indicator and the text only: the row around them, the
+    // part that makes it a touch target, would not answer.
+    if ((element == SE_CheckBoxClickRect || element == SE_RadioButtonClickRect)
+        && option != nullptr)
+        return option->rect;
+    return QProxyStyle::subElementRect(element, option, widget);
+}
+
 int TouchTargetOf(const QScreen &screen)
 {
     return TouchTargetPixels({.physicalDpiX = screen.physicalDotsPerInchX(),

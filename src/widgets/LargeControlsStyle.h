@@ -22,6 +22,8 @@ public:
     [[nodiscard]] QSize sizeFromContents(ContentsType type, const QStyleOption *option,
                                          const QSize &contents,
                                          const QWidget *widget) const override;
+    [[nodiscard]] QRect subElementRect(SubElement element, const QStyleOption *option,
+                                       const QWidget *widget) const override;
 
 private:
     int m_minimumHeight;
