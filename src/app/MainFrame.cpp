@@ -42,6 +42,7 @@
 #include <QTimer>
 #include <QToolBar>
 #include <QVBoxLayout>
+#include <QWindow>
 
 #include <algorithm>
 #include <cstdio>
@@ -1041,6 +1042,9 @@ void CMainFrame::showEvent(QShowEvent *event)
     if (m_shown)
         return;
     m_shown = true;
+    // 7 mm is another number of pixels on another screen.
+    if (QWindow *window = windowHandle())
+        connect(window, &QWindow::screenChanged, this, [this] { ApplyLargeControls(); });
     if (m_autoConnect && !m_suppressAutoConnect)
         QTimer::singleShot(0, this, [this] { OpenPort(); });
 }
