@@ -1,7 +1,7 @@
 #include "app/CommandTable.h"
 
 // clang-format off
-const std::array<CMenuEntry, 39> kMenuEntries = {{
+const std::array<CMenuEntry, 40> kMenuEntries = {{
     {kCmdConfigure, "GPS", "", "Configure...", false},
     {kCmdProgramChipset, "GPS", "", "Program CS", false},
     {kCmdAutoConnect, "GPS", "", "Auto Connect", true, true},
@@ -27,6 +27,7 @@ const std::array<CMenuEntry, 39> kMenuEntries = {{
     {kCmdSyncClock, "Tools", "", "Sync SysClock", false},
     {kCmdResetGauges, "Tools", "", "Reset Gauges", false, true},
     {kCmdDigitalDashboard, "Tools", "", "Digital Dashboard", false},
+    {kCmdFullScreen, "Tools", "", "Full Screen", true},
     {kCmdSelectorAdvanced, "Tools", "File-Selector", "Advanced", true},
     {kCmdSelectorStandard, "Tools", "File-Selector", "Standard", true},
     {kCmdUnitsMetric, "Tools", "Units", "Metric", true},
@@ -95,6 +96,8 @@ CCommandState EvaluateCommand(int id, const CFrameState &s)
     case kCmdGnssAll:
     case kCmdGnssGpsOnly:
         return {true, s.gnssMode == GnssModeOfCommand(id)};
+    case kCmdFullScreen:
+        return {true, s.fullScreen};
     case kCmdStepOn:
     case kCmdStepOff: {
         if (s.visiblePage == kPageDashboard)

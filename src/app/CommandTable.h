@@ -53,6 +53,7 @@ enum CommandId : int {
     kCmdDigitalDashboard = 32991, ///< ours: the digital dashboard, full screen
     kCmdGnssAll = 32992,          ///< ours: Tools > Satellite Systems
     kCmdGnssGpsOnly = 32993,      ///< ours: Tools > Satellite Systems
+    kCmdFullScreen = 32994,       ///< ours: the main window full screen, or back
     kCmdAbout = 57664,
     kCmdHelp = 57670,
 };
@@ -82,6 +83,7 @@ struct CFrameState {
     int visiblePage = kPageDashboard;
     bool dashboardModeOn = false;
     bool mapLoaded = false;
+    bool fullScreen = false; ///< the main window's
 };
 
 struct CCommandState {
@@ -111,7 +113,7 @@ struct CMenuEntry {
 };
 
 /// The menu bar from left to right, top to bottom.
-extern const std::array<CMenuEntry, 39> kMenuEntries;
+extern const std::array<CMenuEntry, 40> kMenuEntries;
 inline constexpr std::array<std::string_view, 4> kMenuTitles = {"GPS", "Log", "Nav", "Tools"};
 /// Tool bar buttons in order.
 inline constexpr std::array<int, 4> kToolBarCommands = {kCmdDisplayMode, kCmdStepOn, kCmdStepOff,
