@@ -30,6 +30,7 @@
 #include "waypoints/WaypointDatabase.h"
 #include "widgets/FileDialogs.h"
 #include "widgets/MessageBox.h"
+#include "widgets/ScreenFit.h"
 #include "widgets/WindowPlacement.h"
 
 #include <QApplication>
@@ -119,6 +120,7 @@ CMainFrame::CMainFrame(QWidget *parent)
     setObjectName(QStringLiteral("mainFrame"));
     setWindowTitle(QStringLiteral("Veloran"));
     setWindowIcon(AppIcon());
+    InstallScreenFit();
 
     m_toolBar = new QToolBar(QStringLiteral("Tool Bar"), this);
     m_toolBar->setObjectName(QStringLiteral("toolBar"));
@@ -272,8 +274,15 @@ void CMainFrame::PlaceOnScreen(bool fullScreenOption)
 void CMainFrame::ToggleFullScreen()
 {
     m_showBeforeOption.reset();
+    const QRect normal = normalGeometry();
     // Leaving full screen returns to maximised when the window was.
     setWindowState(windowState() ^ Qt::WindowFullScreen);
+    // Not every window system gives the size back by itself.
+    if (windowState() == Qt::WindowNoState && normal.isValid()) {
+        setGeometry(normal);
+        // It may have been placed before its frame was known.
+        QTimer::singleShot(0, this, [this] { FitFrameOnScreen(); });
+    }
 }
 
 void CMainFrame::FitFrameOnScreen()
