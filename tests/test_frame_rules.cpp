@@ -71,6 +71,8 @@ TEST(CommandRules, EnableAndCheck)
         {"step on: map with a map", kCmdStepOn, {.visiblePage = kPageMap, .mapLoaded = true}, true, false},
         {"edit waypoints always", kCmdEditWaypoints, {.sourceOpen = true}, true, false},
         {"configure always", kCmdConfigure, {.sourceOpen = true, .replaying = true}, true, false},
+        {"full screen: checked while it is", kCmdFullScreen, {.fullScreen = true}, true, true},
+        {"full screen: off", kCmdFullScreen, {}, true, false},
     };
     // clang-format on
     for (const Case &c : cases) {

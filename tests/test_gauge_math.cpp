@@ -257,3 +257,61 @@ TEST(DashboardLayout, PageFitsUniformlyAndCentred)
     EXPECT_EQ(odd.Map(kDashboardSlots[1]).right, odd.Map(kDashboardSlots[2]).left);
     EXPECT_EQ(odd.Map(kDashboardSlots[0]).right, odd.Map(kDashboardSlots[4]).left);
 }
+
+// Wider than tall: three instruments a row in two rows, all of one size, the same six
+// positions; portrait at a square page and taller.
+TEST(DashboardLayout, LandscapePage)
+{
+    struct Case {
+        const char *legend;
+        int width, height;
+        bool landscape;
+    };
+    const Case cases[] = {
+        {"the 7-inch panel's page", 800, 400, true},
+        {"one pixel wider than tall", 401, 400, true},
+        {"square", 400, 400, false},
+        {"the design's window", 480, 560, false},
+    };
+    for (const Case &c : cases) {
+        SCOPED_TRACE(c.legend);
+        EXPECT_EQ(DashboardPageFor(c.width, c.height).IsLandscape(), c.landscape);
+    }
+
+    const CDashboardPage &page = kLandscapePage;
+    int rowOf[2] = {0, 0};
+    for (int slot = 0; slot < kExclusiveSlot; ++slot) {
+        SCOPED_TRACE(slot);
+        const CSlotRect &r = page.rects[static_cast<std::size_t>(slot)];
+        EXPECT_EQ(r.Width(), 80);
+        EXPECT_EQ(r.Height(), 80);
+        EXPECT_GE(r.left, 0);
+        EXPECT_LE(r.right, page.width);
+        EXPECT_GE(r.top, 0);
+        EXPECT_LE(r.bottom, page.height);
+        ++rowOf[r.top == 4 ? 0 : 1];
+        for (int other = 0; other < slot; ++other) {
+            const CSlotRect &o = page.rects[static_cast<std::size_t>(other)];
+            const bool apart =
+                r.right <= o.left || o.right <= r.left || r.bottom <= o.top || o.bottom <= r.top;
+            EXPECT_TRUE(apart) << "overlaps slot " << other;
+        }
+    }
+    EXPECT_EQ(rowOf[0], 3);
+    EXPECT_EQ(rowOf[1], 3);
+    // Alone, the large instrument is as tall as the page's faces, centred.
+    const CSlotRect &alone = page.rects[kExclusiveSlot];
+    EXPECT_EQ(alone.Height(), 160);
+    EXPECT_EQ(alone.left, page.width - alone.right);
+
+    // At 800 x 400 the page is as tall as the window's page: 574 of 800 pixels, centred.
+    const CPageFit fit = CPageFit::For(page, 800, 400);
+    EXPECT_NEAR(fit.scale, 400.0 / 167, 1e-9);
+    const CSlotRect first = fit.Map(page.rects[1]);
+    const CSlotRect last = fit.Map(page.rects[3]);
+    EXPECT_EQ(last.right - first.left, 574);
+    EXPECT_LE(std::abs(first.left - (800 - last.right)), 1);
+    EXPECT_EQ(fit.Map(page.rects[1]).right, fit.Map(page.rects[2]).left);
+    EXPECT_EQ(fit.Map(page.rects[0]).right, fit.Map(page.rects[5]).left);
+    EXPECT_EQ(fit.Map(page.rects[5]).right, fit.Map(page.rects[4]).left);
+}

@@ -1,7 +1,7 @@
 #include "app/CommandTable.h"
 
 // clang-format off
-const std::array<CMenuEntry, 40> kMenuEntries = {{
+const std::array<CMenuEntry, 41> kMenuEntries = {{
     {kCmdConfigure, "GPS", "", "Configure...", false},
     {kCmdProgramChipset, "GPS", "", "Program CS", false},
     {kCmdAutoConnect, "GPS", "", "Auto Connect", true, true},
@@ -28,6 +28,7 @@ const std::array<CMenuEntry, 40> kMenuEntries = {{
     {kCmdResetGauges, "Tools", "", "Reset Gauges", false, true},
     {kCmdDigitalDashboard, "Tools", "", "Digital Dashboard", false},
     {kCmdLargeControls, "Tools", "", "Large Controls", true},
+    {kCmdFullScreen, "Tools", "", "Full Screen", true},
     {kCmdSelectorAdvanced, "Tools", "File-Selector", "Advanced", true},
     {kCmdSelectorStandard, "Tools", "File-Selector", "Standard", true},
     {kCmdUnitsMetric, "Tools", "Units", "Metric", true},
@@ -98,6 +99,8 @@ CCommandState EvaluateCommand(int id, const CFrameState &s)
         return {true, s.gnssMode == GnssModeOfCommand(id)};
     case kCmdLargeControls:
         return {true, s.largeControls};
+    case kCmdFullScreen:
+        return {true, s.fullScreen};
     case kCmdStepOn:
     case kCmdStepOff: {
         if (s.visiblePage == kPageDashboard)

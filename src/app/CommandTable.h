@@ -54,6 +54,7 @@ enum CommandId : int {
     kCmdGnssAll = 32992,          ///< ours: Tools > Satellite Systems
     kCmdGnssGpsOnly = 32993,      ///< ours: Tools > Satellite Systems
     kCmdLargeControls = 32994,    ///< ours: touch-size controls
+    kCmdFullScreen = 32995,       ///< ours: the main window full screen, or back
     kCmdAbout = 57664,
     kCmdHelp = 57670,
 };
@@ -84,6 +85,7 @@ struct CFrameState {
     bool dashboardModeOn = false;
     bool mapLoaded = false;
     bool largeControls = false;
+    bool fullScreen = false; ///< the main window's
 };
 
 struct CCommandState {
@@ -113,7 +115,7 @@ struct CMenuEntry {
 };
 
 /// The menu bar from left to right, top to bottom.
-extern const std::array<CMenuEntry, 40> kMenuEntries;
+extern const std::array<CMenuEntry, 41> kMenuEntries;
 inline constexpr std::array<std::string_view, 4> kMenuTitles = {"GPS", "Log", "Nav", "Tools"};
 /// Tool bar buttons in order.
 inline constexpr std::array<int, 4> kToolBarCommands = {kCmdDisplayMode, kCmdStepOn, kCmdStepOff,

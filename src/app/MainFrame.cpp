@@ -31,6 +31,8 @@
 #include "widgets/FileDialogs.h"
 #include "widgets/LargeControlsStyle.h"
 #include "widgets/MessageBox.h"
+#include "widgets/ScreenFit.h"
+#include "widgets/WindowPlacement.h"
 
 #include <QApplication>
 #include <QCloseEvent>
@@ -38,6 +40,7 @@
 #include <QDBusMessage>
 #include <QDateTime>
 #include <QMenuBar>
+#include <QScreen>
 #include <QSocketNotifier>
 #include <QTimer>
 #include <QToolBar>
@@ -73,6 +76,41 @@ std::int32_t Read(const CSettingsKey &key, const CStoredNumber &value)
     return number;
 }
 
+CScreenRect ScreenRect(const QRect &r)
+{
+    return {r.x(), r.y(), r.width(), r.height()};
+}
+
+QRect ToQRect(const CScreenRect &r)
+{
+    return {r.x, r.y, r.width, r.height};
+}
+
+std::optional<CStoredWindow> ReadStoredWindow()
+{
+    CSettingsKey key;
+    if (!key.Open(kAppKey, false))
+        return std::nullopt;
+    const CStoredWindow stored{{Read(key, kWindowLeftSetting), Read(key, kWindowTopSetting),
+                                Read(key, kWindowWidthSetting), Read(key, kWindowHeightSetting)},
+                               WindowShowOfValue(Read(key, kWindowShowSetting))};
+    if (stored.geometry.width <= 0 || stored.geometry.height <= 0)
+        return std::nullopt;
+    return stored;
+}
+
+Qt::WindowStates StatesOf(WindowShow show)
+{
+    switch (show) {
+    case WindowShow::FullScreen:
+        return Qt::WindowFullScreen;
+    case WindowShow::Maximised:
+        return Qt::WindowMaximized;
+    default:
+        return Qt::WindowNoState;
+    }
+}
+
 } // namespace
 
 CMainFrame::CMainFrame(QWidget *parent)
@@ -83,6 +121,7 @@ CMainFrame::CMainFrame(QWidget *parent)
     setObjectName(QStringLiteral("mainFrame"));
     setWindowTitle(QStringLiteral("Veloran"));
     setWindowIcon(AppIcon());
+    InstallScreenFit();
 
     m_toolBar = new QToolBar(QStringLiteral("Tool Bar"), this);
     m_toolBar->setObjectName(QStringLiteral("toolBar"));
@@ -161,7 +200,7 @@ CMainFrame::CMainFrame(QWidget *parent)
     });
 
     BuildCommands();
-    resize(480, 640);
+    PlaceOnScreen();
 }
 
 CMainFrame::~CMainFrame()
@@ -203,6 +242,64 @@ void CMainFrame::WriteSettings() const
     key.WriteNumber(kAutoConnectSetting.name, m_autoConnect ? 1 : 0);
     key.WriteNumber(kAutoSyncSetting.name, m_session.SyncsClock() ? 1 : 0);
     key.WriteNumber(kPlaySoundSetting.name, m_session.PlaysSound() ? 1 : 0);
+    const QRect normal = normalGeometry();
+    key.WriteNumber(kWindowLeftSetting.name, normal.x());
+    key.WriteNumber(kWindowTopSetting.name, normal.y());
+    key.WriteNumber(kWindowWidthSetting.name, normal.width());
+    key.WriteNumber(kWindowHeightSetting.name, normal.height());
+    WindowShow show = isFullScreen()  ? WindowShow::FullScreen
+                      : isMaximized() ? WindowShow::Maximised
+                                      : WindowShow::Normal;
+    if (m_showBeforeOption)
+        show = *m_showBeforeOption; // --fullscreen is for one run
+    key.WriteNumber(kWindowShowSetting.name, static_cast<std::int32_t>(show));
+}
+
+void CMainFrame::PlaceOnScreen(bool fullScreenOption)
+{
+    const std::optional<CStoredWindow> stored = ReadStoredWindow();
+    // The screen it was on, when that is still there.
+    const QScreen *shown =
+        stored ? QGuiApplication::screenAt(ToQRect(stored->geometry).center()) : nullptr;
+    if (shown == nullptr)
+        shown = screen();
+    if (shown == nullptr)
+        return;
+    const CScreenRect whole = ScreenRect(shown->geometry());
+    const CScreenRect available = ScreenRect(shown->availableGeometry());
+    const CWindowPlacement placement = PlaceMainWindow(whole, available, stored, fullScreenOption);
+    m_showBeforeOption.reset();
+    if (fullScreenOption)
+        m_showBeforeOption = PlaceMainWindow(whole, available, stored, false).show;
+    setGeometry(ToQRect(placement.geometry));
+    setWindowState(StatesOf(placement.show));
+}
+
+void CMainFrame::ToggleFullScreen()
+{
+    m_showBeforeOption.reset();
+    const QRect normal = normalGeometry();
+    // Leaving full screen returns to maximised when the window was.
+    setWindowState(windowState() ^ Qt::WindowFullScreen);
+    // Not every window system gives the size back by itself.
+    if (windowState() == Qt::WindowNoState && normal.isValid()) {
+        setGeometry(normal);
+        // It may have been placed before its frame was known.
+        QTimer::singleShot(0, this, [this] { FitFrameOnScreen(); });
+    }
+}
+
+void CMainFrame::FitFrameOnScreen()
+{
+    const QWindow *window = windowHandle();
+    if (window == nullptr || screen() == nullptr || windowState() != Qt::WindowNoState)
+        return;
+    const QMargins m = window->frameMargins();
+    const CScreenRect fitted =
+        FitWithin(ScreenRect(geometry()), ScreenRect(screen()->availableGeometry()),
+                  {m.left(), m.top(), m.right(), m.bottom()});
+    if (ToQRect(fitted) != geometry())
+        setGeometry(ToQRect(fitted));
 }
 
 void CMainFrame::BuildCommands()
@@ -249,9 +346,10 @@ void CMainFrame::BuildCommands()
     m_actions[kCmdHelp]->setShortcut(QKeySequence::HelpContents);
     m_actions[kCmdHelp]->setShortcutContext(Qt::ApplicationShortcut);
     m_actions[kCmdQuit]->setShortcut(QKeySequence::Quit);
-    // Also from the digital dashboard's own window, to close it again.
-    m_actions[kCmdDigitalDashboard]->setShortcut(Qt::Key_F11);
+    // Also from the digital dashboard's own window, to close it again (as its F11 does).
+    m_actions[kCmdDigitalDashboard]->setShortcut(Qt::CTRL | Qt::Key_D);
     m_actions[kCmdDigitalDashboard]->setShortcutContext(Qt::ApplicationShortcut);
+    m_actions[kCmdFullScreen]->setShortcut(QKeySequence::FullScreen);
 
     for (int id : {kCmdDisplayMode, kCmdStepOn, kCmdStepOff}) {
         auto *action = new QAction(this);
@@ -301,6 +399,7 @@ CFrameState CMainFrame::GetState() const
     s.lastPositionStored = m_mapView->GetCursorPosition(cursor);
     s.mapLoaded = m_mapView->IsMapLoaded();
     s.largeControls = m_display.IsLargeControls();
+    s.fullScreen = isFullScreen();
     return s;
 }
 
@@ -474,6 +573,9 @@ void CMainFrame::RunToolsCommand(int id)
         break;
     case kCmdResetGauges:
         m_dashboard->ResetGauges();
+        break;
+    case kCmdFullScreen:
+        ToggleFullScreen();
         break;
     case kCmdDigitalDashboard:
         ToggleDigitalDashboard();
@@ -1045,6 +1147,8 @@ void CMainFrame::showEvent(QShowEvent *event)
     // 7 mm is another number of pixels on another screen.
     if (QWindow *window = windowHandle())
         connect(window, &QWindow::screenChanged, this, [this] { ApplyLargeControls(); });
+    // The window manager's frame is known only now; the whole window must fit.
+    QTimer::singleShot(0, this, [this] { FitFrameOnScreen(); });
     if (m_autoConnect && !m_suppressAutoConnect)
         QTimer::singleShot(0, this, [this] { OpenPort(); });
 }

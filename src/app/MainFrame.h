@@ -5,11 +5,13 @@
 #include "receiver/ReceiverSession.h"
 #include "receiver/SerialSettings.h"
 #include "settings/DisplaySettings.h"
+#include "widgets/WindowPlacement.h"
 
 #include <QMainWindow>
 
 #include <map>
 #include <memory>
+#include <optional>
 #include <string_view>
 
 class CDashboard;
@@ -72,6 +74,12 @@ public:
     /// Closes the log; a write failure that shows only now is reported.
     void StopLogging();
     void SetReplayDelay(unsigned milliseconds);
+    /// Places the window on its screen as it closed last time (fitted to the screen now), else
+    /// at the default size, full screen on a small screen; with `fullScreenOption` full screen
+    /// for this run (not stored). The constructor places it without the option.
+    void PlaceOnScreen(bool fullScreenOption = false);
+    /// F11: the window full screen, or back as it was.
+    void ToggleFullScreen();
     /// Runs the dialog when the port was never configured; opens the port unless it was
     /// cancelled.
     void PlainConnect();
@@ -148,6 +156,8 @@ private:
     void ToggleDigitalDashboard();
     /// The application's style and the tool bar's icons for the large controls setting.
     void ApplyLargeControls();
+    // Shrinks and moves the window so that its frame, too, lies on the screen.
+    void FitFrameOnScreen();
     void StartAlarm();
     void Quit();
     // Another program's saves of the waypoint or map database are taken over when idle.
@@ -188,4 +198,6 @@ private:
     QTimer *m_alarm = nullptr;
     CDigiDash *m_digiDash = nullptr; // a window of its own, made when first opened
     int m_alarmCount = 0;
+    // While the command line's full screen is in effect: the state to store instead.
+    std::optional<WindowShow> m_showBeforeOption;
 };

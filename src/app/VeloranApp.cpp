@@ -247,6 +247,7 @@ constexpr COptionText kOptionTexts[] = {
     {"connect", "Open the port at start."},
     {"record", "Record the received lines into FILE.", "FILE"},
     {"page", "Page to show: dashboard, map, list, data, or the digital dashboard.", "PAGE"},
+    {"fullscreen", "Show the window full screen for this run (F11 toggles it)."},
     {"screenshot", "Write a PNG of the window when the replay ends (or after 5 s live), then quit.",
      "FILE"},
     {"quit-after-replay", "Quit when the replay ends."},
@@ -302,6 +303,7 @@ std::optional<int> ReadOptions(const QCommandLineParser &parser, CStartOptions &
         if (!options.gnss)
             return Fail(QStringLiteral("--gnss wants all or gps"));
     }
+    options.fullScreen = isSet("fullscreen");
     options.screenshot = value("screenshot");
     options.quitAfterReplay = isSet("quit-after-replay");
     options.configDir = value("config-dir");
@@ -371,6 +373,8 @@ std::unique_ptr<CMainFrame> BuildFrame(const CStartOptions &options)
         frame->SetReplayDelay(*options.replayDelay);
     if (!options.replay.isEmpty() || options.connect)
         frame->SuppressAutoConnect();
+    if (options.fullScreen)
+        frame->PlaceOnScreen(true);
     return frame;
 }
 

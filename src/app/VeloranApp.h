@@ -17,6 +17,7 @@ struct CStartOptions {
     bool connect = false;
     QString record;
     int page = -1;
+    bool fullScreen = false; ///< for this run, whatever the stored state
     QString screenshot;
     bool quitAfterReplay = false;
     QString configDir;

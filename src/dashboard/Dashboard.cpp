@@ -307,7 +307,8 @@ void CDashboard::OnTapped(CGauge *gauge)
 
 void CDashboard::Place()
 {
-    m_fit = CPageFit::For(width(), height());
+    m_page = &DashboardPageFor(width(), height());
+    m_fit = CPageFit::For(*m_page, width(), height());
     const int large = m_layout.GetLarge();
     for (int i = 0; i < kInstrumentCount; ++i) {
         const auto instrument = static_cast<Instrument>(i);
@@ -316,16 +317,23 @@ void CDashboard::Place()
         gauge->SetPosition(m_layout.GetPosition(instrument));
         // Alone on the page, the large one hides the others.
         const bool shown = !m_layout.IsExclusive() || i == large;
-        gauge->setVisible(shown && slot >= 0 && slot < static_cast<int>(kDashboardSlots.size()));
+        gauge->setVisible(shown && slot >= 0 && slot < static_cast<int>(m_page->rects.size()));
         if (!gauge->isVisibleTo(this))
             continue;
-        const CSlotRect design = kDashboardSlots[static_cast<std::size_t>(slot)];
+        const CSlotRect design = m_page->rects[static_cast<std::size_t>(slot)];
         const CSlotRect r = m_fit.Map(design);
         gauge->setGeometry(r.left, r.top, r.Width(), r.Height());
         gauge->SetDesignWidth(design.Width());
-        gauge->SetPicture(slot == kExclusiveSlot ? kPictureExclusive : kPictureDashboard);
+        gauge->SetPicture(Picture(slot == kExclusiveSlot));
     }
     update();
+}
+
+int CDashboard::Picture(bool exclusive) const
+{
+    if (m_page->IsLandscape())
+        return exclusive ? kPictureExclusiveWide : kPictureDashboardWide;
+    return exclusive ? kPictureExclusive : kPictureDashboard;
 }
 
 void CDashboard::PaintBackground(QPainter &painter, const QRect &area, int picture) const
@@ -341,8 +349,7 @@ void CDashboard::Render(QPainter &painter)
     painter.save();
     painter.fillRect(rect(), QColor(222, 226, 231));
     painter.save();
-    PaintBackground(painter, QRect(0, 0, width(), height()),
-                    m_layout.IsExclusive() ? kPictureExclusive : kPictureDashboard);
+    PaintBackground(painter, QRect(0, 0, width(), height()), Picture(m_layout.IsExclusive()));
     painter.restore();
     if (m_display.IsNightMode()) {
         painter.setCompositionMode(QPainter::CompositionMode_Difference);

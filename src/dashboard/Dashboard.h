@@ -27,9 +27,10 @@ class CSpeedometer;
 class QTimer;
 
 /// The "Dashboard" page: six round instruments on the 240 x 247 design page, scaled uniformly
-/// to the page and centred. Tapping a small instrument swaps it into the large slot; tapping the
-/// large one toggles exclusive mode, in which it fills the page. The page keeps modes,
-/// positions, units, the altimeter correction, the mileage total and exclusive mode
+/// to the page and centred; on a page wider than tall, on the landscape page (three a row). Tapping
+/// a small instrument swaps it into the large slot; tapping the large one toggles exclusive mode,
+/// in which it fills the page. The page keeps modes, positions, units, the altimeter correction,
+/// the mileage total and exclusive mode
 /// ("Software/Veloran/Dashboard"), and ages the instruments' feeds. Night mode and Tools >
 /// Units come from the display settings.
 class CDashboard : public QWidget, public CGaugePage
@@ -103,6 +104,8 @@ private:
     /// nautical mode and keeps its unit then) and the compass's distance.
     void SetUnits(UnitSystem units);
     void Place();
+    /// The page picture of the page in use.
+    [[nodiscard]] int Picture(bool exclusive) const;
     void Fed(GaugeFeed feed);
     void UpdateFreshness();
     void OnTapped(CGauge *gauge);
@@ -118,6 +121,7 @@ private:
     const CDisplaySettings &m_display;
     CInstrumentUnits m_units;
     CDashboardLayout m_layout;
+    const CDashboardPage *m_page = &kPortraitPage;
     CPageFit m_fit;
     bool m_fixLost = false;
     CFeedAges m_ages;

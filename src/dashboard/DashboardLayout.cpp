@@ -62,13 +62,23 @@ int CDashboardLayout::ShownSlot(Instrument instrument) const
     return slot;
 }
 
+const CDashboardPage &DashboardPageFor(int width, int height)
+{
+    return width > height ? kLandscapePage : kPortraitPage;
+}
+
 CPageFit CPageFit::For(int width, int height)
 {
+    return For(kPortraitPage, width, height);
+}
+
+CPageFit CPageFit::For(const CDashboardPage &design, int width, int height)
+{
     CPageFit fit;
-    fit.scale = std::max(0.01, std::min(static_cast<double>(width) / kDashboardDesignWidth,
-                                        static_cast<double>(height) / kDashboardDesignHeight));
-    fit.left = (width - kDashboardDesignWidth * fit.scale) / 2;
-    fit.top = (height - kDashboardDesignHeight * fit.scale) / 2;
+    fit.scale = std::max(0.01, std::min(static_cast<double>(width) / design.width,
+                                        static_cast<double>(height) / design.height));
+    fit.left = (width - design.width * fit.scale) / 2;
+    fit.top = (height - design.height * fit.scale) / 2;
     return fit;
 }
 

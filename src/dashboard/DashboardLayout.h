@@ -25,6 +25,38 @@ inline constexpr std::array<CSlotRect, 7> kDashboardSlots = {{
 inline constexpr int kLargeSlot = 0;
 inline constexpr int kExclusiveSlot = 6;
 
+/// A design page: its size and the rectangles of its seven slots, numbered as above.
+struct CDashboardPage {
+    int width = 0, height = 0;
+    std::array<CSlotRect, 7> rects{};
+    [[nodiscard]] constexpr bool IsLandscape() const { return width > height; }
+};
+
+/// The design's page: the large instrument at the bottom left under three small ones, two more
+/// down the right.
+inline constexpr CDashboardPage kPortraitPage{kDashboardDesignWidth, kDashboardDesignHeight,
+                                              kDashboardSlots};
+
+/// Ours, for a page wider than tall (a 7-inch panel, a desktop window): the same six positions,
+/// three a row in two rows, all of one size. The top row and slot 4 stay where they are on the
+/// portrait page; the large slot takes the bottom left, slot 5 the middle. Exclusive mode fills
+/// the page's height.
+inline constexpr CDashboardPage kLandscapePage{240,
+                                               167,
+                                               {{
+                                                   {0, 84, 80, 164},
+                                                   {0, 4, 80, 84},
+                                                   {80, 4, 160, 84},
+                                                   {160, 4, 240, 84},
+                                                   {160, 84, 240, 164},
+                                                   {80, 84, 160, 164},
+                                                   {40, 4, 200, 164},
+                                               }}};
+
+/// The landscape page for a page of `width` x `height` pixels wider than tall, else the
+/// portrait one.
+[[nodiscard]] const CDashboardPage &DashboardPageFor(int width, int height);
+
 /// The instruments, in the order the page creates them.
 enum class Instrument { SatelliteView, Altimeter, Compass, Speedometer, Mileage, Clock };
 inline constexpr int kInstrumentCount = 6;
@@ -60,11 +92,13 @@ private:
     bool m_exclusive = false;
 };
 
-/// How the design page fits a page of `width` x `height` pixels: scaled uniformly, centred.
+/// How a design page fits a page of `width` x `height` pixels: scaled uniformly, centred.
 struct CPageFit {
     double scale = 1.0;
     double left = 0.0, top = 0.0;
+    /// The portrait page.
     [[nodiscard]] static CPageFit For(int width, int height);
+    [[nodiscard]] static CPageFit For(const CDashboardPage &design, int width, int height);
     /// A design rectangle in page pixels; neighbouring slots share their edges exactly.
     [[nodiscard]] CSlotRect Map(const CSlotRect &design) const;
 };

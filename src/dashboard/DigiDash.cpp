@@ -340,7 +340,8 @@ void CDigiDash::paintEvent(QPaintEvent *)
 
 void CDigiDash::keyPressEvent(QKeyEvent *event)
 {
-    if (event->key() == Qt::Key_Escape) {
+    // F11 as on the main window: full screen off, which for this window means gone.
+    if (event->key() == Qt::Key_Escape || event->key() == Qt::Key_F11) {
         close();
         return;
     }

@@ -8,6 +8,9 @@ enum GaugePicture : int {
     kPictureDashboard = 147, ///< the page with its six dial faces
     kPictureExclusive = 179, ///< the page with one dial filling it
     kPictureDigital = 185,   ///< the digital dashboard's panel
+    // Ours: the same on the landscape page.
+    kPictureDashboardWide = 148,
+    kPictureExclusiveWide = 180,
 };
 
 /// The page a gauge sits on: it paints the part of a background picture that lies under the

@@ -33,13 +33,15 @@ void PaintFace(QPainter &painter, const CSlotRect &slot)
 
 void PaintPanel(QPainter &painter, int height)
 {
+    // The faces end 3 design pixels above the page's foot, on either page.
+    const int facesEnd = height - 3;
     QLinearGradient panel(0, 0, 0, height);
     panel.setColorAt(0.0, kPanel.lighter(104));
     panel.setColorAt(1.0, kPanel.darker(104));
     painter.fillRect(QRectF(0, 0, kDashboardDesignWidth, height), panel);
     // The strips above and below the faces.
     painter.fillRect(QRectF(0, 0, kDashboardDesignWidth, 4), kPanelEdge);
-    painter.fillRect(QRectF(0, 244, kDashboardDesignWidth, height - 244), kPanelEdge);
+    painter.fillRect(QRectF(0, facesEnd, kDashboardDesignWidth, height - facesEnd), kPanelEdge);
 }
 
 void PaintDigitalPanel(QPainter &painter)
@@ -64,6 +66,15 @@ void PaintPagePicture(QPainter &painter, int picture)
     case kPictureExclusive:
         PaintPanel(painter, kDashboardDesignHeight);
         PaintFace(painter, kDashboardSlots[kExclusiveSlot]);
+        break;
+    case kPictureExclusiveWide:
+        PaintPanel(painter, kLandscapePage.height);
+        PaintFace(painter, kLandscapePage.rects[kExclusiveSlot]);
+        break;
+    case kPictureDashboardWide:
+        PaintPanel(painter, kLandscapePage.height);
+        for (int slot = 0; slot < kExclusiveSlot; ++slot)
+            PaintFace(painter, kLandscapePage.rects[static_cast<std::size_t>(slot)]);
         break;
     default:
         PaintPanel(painter, kDashboardDesignHeight);

@@ -32,6 +32,14 @@ inline constexpr CStoredNumber kAutoConnectSetting{kAppKey, "AutoConnect", 0};
 inline constexpr CStoredNumber kAutoSyncSetting{kAppKey, "AutoSync", 0};
 inline constexpr CStoredNumber kPlaySoundSetting{kAppKey, "PlaySound", 1};
 
+// The main window as it closed: where it was while neither maximised nor full screen (no width:
+// never stored), and how it showed (WindowShow: 0 normal, 1 maximised, 2 full screen).
+inline constexpr CStoredNumber kWindowLeftSetting{kAppKey, "WindowLeft", 0};
+inline constexpr CStoredNumber kWindowTopSetting{kAppKey, "WindowTop", 0};
+inline constexpr CStoredNumber kWindowWidthSetting{kAppKey, "WindowWidth", 0};
+inline constexpr CStoredNumber kWindowHeightSetting{kAppKey, "WindowHeight", 0};
+inline constexpr CStoredNumber kWindowShowSetting{kAppKey, "WindowShow", 0};
+
 // The display settings. A number outside the enumeration reads as the fallback.
 inline constexpr CStoredNumber kNightModeSetting{kDashboardKey, "NightMode", 0};
 /// UnitSystem; the Map page keeps one of its own under its key.

@@ -86,9 +86,45 @@ TEST_F(DashboardTest, LayoutTapsAndExclusiveMode)
         EXPECT_TRUE(page.GetClock()->isVisible());
     }
 
-    // Scaled uniformly and centred: twice the size, in a wider page.
-    page.resize(2 * kDashboardDesignWidth + 100, 2 * kDashboardDesignHeight);
-    EXPECT_EQ(page.GetSpeedometer()->geometry(), QRect(50, 168, 320, 320));
+    // Scaled uniformly and centred: twice the size, in a page a little wider than that (and
+    // still taller than wide).
+    page.resize(2 * kDashboardDesignWidth + 10, 2 * kDashboardDesignHeight);
+    EXPECT_EQ(page.GetSpeedometer()->geometry(), QRect(5, 168, 320, 320));
+}
+
+// Wider than tall: the landscape page, the same positions, taps swap and toggle as upright.
+TEST_F(DashboardTest, LandscapeLayout)
+{
+    CDashboard page(m_display);
+    const int scale = 3;
+    page.resize(kLandscapePage.width * scale, kLandscapePage.height * scale);
+    page.show();
+    const auto slot = [scale](int n) {
+        const CSlotRect &s = kLandscapePage.rects[static_cast<std::size_t>(n)];
+        return QRect(s.left * scale, s.top * scale, s.Width() * scale, s.Height() * scale);
+    };
+    for (int i = 0; i < kInstrumentCount; ++i) {
+        CGauge *gauge = page.GetInstrument(static_cast<Instrument>(i));
+        SCOPED_TRACE(gauge->GetCaption().toStdString());
+        EXPECT_EQ(gauge->geometry(), slot(gauge->GetPosition()));
+        EXPECT_EQ(gauge->GetPicture(), kPictureDashboardWide);
+        EXPECT_TRUE(page.rect().contains(gauge->geometry()));
+    }
+    Tap(page.GetClock());
+    EXPECT_EQ(page.GetClock()->geometry(), slot(kLargeSlot));
+    EXPECT_EQ(page.GetSatelliteView()->geometry(), slot(5));
+    Tap(page.GetClock());
+    EXPECT_TRUE(page.IsExclusive());
+    EXPECT_EQ(page.GetClock()->geometry(), slot(kExclusiveSlot));
+    EXPECT_EQ(page.GetClock()->GetPicture(), kPictureExclusiveWide);
+    EXPECT_FALSE(page.GetSpeedometer()->isVisible());
+
+    // Turned upright, the same positions on the design's page.
+    page.SetExclusive(false);
+    page.resize(kDashboardDesignWidth, kDashboardDesignHeight);
+    EXPECT_EQ(page.GetClock()->geometry(), Slot(kLargeSlot));
+    EXPECT_EQ(page.GetSatelliteView()->geometry(), Slot(5));
+    EXPECT_EQ(page.GetClock()->GetPicture(), kPictureDashboard);
 }
 
 TEST_F(DashboardTest, SettingsWrittenAndReadBack)
