@@ -210,5 +210,8 @@ void CMapInput::ContextMenu(QContextMenuEvent *event)
     m_hold.stop();
     m_dragPath.clear();
     m_measuring = false;
-    m_hooks.openMenu(event->globalPos());
+    // The Menu key's event points at a text cursor the page does not have.
+    m_hooks.openMenu(event->reason() == QContextMenuEvent::Keyboard
+                         ? m_page.mapToGlobal(m_page.rect().center())
+                         : event->globalPos());
 }
