@@ -10,6 +10,7 @@
 #include <QGroupBox>
 #include <QHeaderView>
 #include <QLabel>
+#include <QMenu>
 #include <QPushButton>
 #include <QRadioButton>
 #include <QScreen>
@@ -195,5 +196,23 @@ void GiveMnemonics(QWidget &dialog)
             group->setTitle(marked);
         else
             static_cast<QLabel *>(widget)->setText(marked);
+    }
+}
+
+void GiveMnemonics(QMenu &menu)
+{
+    std::string taken;
+    const QList<QAction *> actions = menu.actions();
+    for (const QAction *action : actions)
+        if (const char letter = MnemonicOf(action->text().toStdString()))
+            taken += letter;
+    for (QAction *action : actions) {
+        if (action->isSeparator())
+            continue;
+        const std::string text = action->text().toStdString();
+        if (MnemonicOf(text) == 0)
+            action->setText(QString::fromStdString(AddMnemonic(text, taken)));
+        if (action->menu() != nullptr)
+            GiveMnemonics(*action->menu());
     }
 }

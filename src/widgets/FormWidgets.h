@@ -6,6 +6,7 @@
 class QComboBox;
 class QDialog;
 class QDialogButtonBox;
+class QMenu;
 class QPushButton;
 class QTreeWidget;
 class QTreeWidgetItem;
@@ -38,3 +39,6 @@ void ResizeWithin(QDialog &dialog, QSize preferred);
 /// checkable group and labelled field of `dialog` that has none, each letter once in the dialog;
 /// letters marked already are kept. Call once the dialog is built.
 void GiveMnemonics(QWidget &dialog);
+
+/// The same for the entries and submenus of `menu`, each letter once per menu.
+void GiveMnemonics(QMenu &menu);

@@ -6,6 +6,7 @@
 #include "app/MainFrame.h"
 #include "base/Mnemonic.h"
 #include "dashboard/Dashboard.h"
+#include "dashboard/DataLogView.h"
 #include "dashboard/Speedometer.h"
 #include "maps/MapDialogs.h"
 #include "maps/MapView.h"
@@ -322,6 +323,14 @@ TEST_F(KeyboardTest, MenuKeyAndShiftF10OpenTheFocusedMenu)
     const QStringList mapMenu = MenuOpenedBy([&] { QTest::keyClick(map, Qt::Key_Menu); }, &owner);
     EXPECT_FALSE(mapMenu.isEmpty()) << "the map's menu opened";
     EXPECT_EQ(owner, map);
+    std::set<char> letters;
+    for (const QString &text : mapMenu) {
+        if (text.isEmpty())
+            continue;
+        const char letter = MnemonicOf(text.toStdString());
+        EXPECT_NE(letter, 0) << text.toStdString();
+        EXPECT_TRUE(letters.insert(letter).second) << text.toStdString() << ": a letter once";
+    }
 
     // Where nothing has a menu the key does nothing: no menu of tool bars.
     m_frame->GetSheet()->tabBar()->setFocus(Qt::TabFocusReason);
@@ -412,6 +421,13 @@ TEST_F(KeyboardTest, ScreenReadersGetTheValues)
     EXPECT_TRUE(QAccessible::queryAccessibleInterface(dash.GetSpeedometer())
                     ->text(QAccessible::Description)
                     .contains(QStringLiteral("mph")));
+
+    for (QWidget *page :
+         {static_cast<QWidget *>(&dash), static_cast<QWidget *>(m_frame->GetMapView()),
+          static_cast<QWidget *>(m_frame->GetListPage()),
+          static_cast<QWidget *>(m_frame->GetDataPage())})
+        EXPECT_FALSE(QAccessible::queryAccessibleInterface(page)->text(QAccessible::Name).isEmpty())
+            << page->objectName().toStdString();
 
     // The List page reads out its rows, position included.
     const QString list = QAccessible::queryAccessibleInterface(m_frame->GetListPage())
