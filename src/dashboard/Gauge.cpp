@@ -1,5 +1,7 @@
 #include "dashboard/Gauge.h"
 
+#include "base/Mnemonic.h"
+
 #include <QApplication>
 #include <QContextMenuEvent>
 #include <QFontMetricsF>
@@ -12,6 +14,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <string>
 
 namespace
 {
@@ -198,10 +201,18 @@ void CGauge::Describe()
 void CGauge::ShowContextMenu(const QPoint &position)
 {
     QMenu menu(this);
-    for (const CGaugeMenuEntry &entry : MenuEntries()) {
+    const std::vector<CGaugeMenuEntry> entries = MenuEntries();
+    // The value texts at the end only inform; each choice before them gets a keyboard letter.
+    const std::size_t choices =
+        entries.size() - std::min(entries.size(), static_cast<std::size_t>(InfoItems().size()));
+    std::string taken;
+    for (std::size_t i = 0; i < entries.size(); ++i) {
+        const CGaugeMenuEntry &entry = entries[i];
         if (entry.separatorBefore)
             menu.addSeparator();
-        QAction *action = menu.addAction(entry.text);
+        QAction *action = menu.addAction(
+            i < choices ? QString::fromStdString(AddMnemonic(entry.text.toStdString(), taken))
+                        : entry.text);
         action->setData(entry.id);
         action->setCheckable(entry.checkable);
         action->setChecked(entry.checked);
