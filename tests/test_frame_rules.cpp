@@ -1,11 +1,15 @@
 #include "NMEATestUtils.h"
 #include "app/CommandTable.h"
+#include "base/Mnemonic.h"
 #include "nmea/NMEAParser.h"
 #include "receiver/LineRouter.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <gtest/gtest.h>
+#include <map>
 #include <optional>
+#include <set>
 #include <string>
 
 TEST(CommandRules, EnableAndCheck)
@@ -185,4 +189,82 @@ TEST(LineRouter, StepsBySentence)
     EXPECT_EQ(RouteLine(parser.Parse(fix), parser).fixLost, false);
     EXPECT_EQ(RouteLine(parser.Parse(Sentence("GPRMC,1,V,,,,,,,230394,,")), parser).fixLost, true);
     EXPECT_EQ(RouteLine(parser.Parse(noFix), parser).fixLost, true);
+}
+
+// Alt and a letter open each menu; inside a menu one letter picks each entry and submenu.
+TEST(CommandTable, MnemonicsUniqueWithinEachMenu)
+{
+    std::map<char, std::string_view> titles;
+    for (std::string_view title : kMenuTitles) {
+        const char letter = MnemonicOf(title);
+        EXPECT_NE(letter, 0) << title;
+        EXPECT_TRUE(titles.emplace(letter, title).second) << title << " and " << titles[letter];
+    }
+    // What each menu and submenu lists, by the path of titles leading to it.
+    std::map<std::string, std::set<std::string>> items;
+    for (const CMenuEntry &entry : kMenuEntries) {
+        if (entry.menu.empty())
+            continue;
+        std::string path(entry.menu);
+        std::string_view rest = entry.submenu;
+        while (!rest.empty()) {
+            const std::size_t slash = rest.find('/');
+            const std::string part(rest.substr(0, slash));
+            items[path].insert(part);
+            path += '/' + StripMnemonic(part);
+            rest = slash == std::string_view::npos ? std::string_view() : rest.substr(slash + 1);
+        }
+        items[path].insert(std::string(entry.text));
+    }
+    EXPECT_EQ(items.count("Tools/Coordinates/WGS84"), 1u);
+    for (const auto &[path, texts] : items) {
+        SCOPED_TRACE(path);
+        std::map<char, std::string> letters;
+        for (const std::string &text : texts) {
+            const char letter = MnemonicOf(text);
+            EXPECT_NE(letter, 0) << text;
+            EXPECT_TRUE(letters.emplace(letter, text).second) << text << " and " << letters[letter];
+        }
+    }
+    // Every menu entry names a menu of the bar.
+    for (const CMenuEntry &entry : kMenuEntries) {
+        const auto names = [&](std::string_view t) { return StripMnemonic(t) == entry.menu; };
+        EXPECT_TRUE(entry.menu.empty()
+                    || std::any_of(kMenuTitles.begin(), kMenuTitles.end(), names))
+            << entry.menu;
+    }
+}
+
+TEST(Mnemonic, ChosenFromTheFreeLetters)
+{
+    struct Case {
+        const char *legend;
+        const char *text;
+        const char *taken;
+        const char *marked;
+        const char *takenAfter;
+    };
+    // clang-format off
+    const Case cases[] = {
+        {"first letter", "Name:", "", "&Name:", "n"},
+        {"a later word's first letter", "Map Y:", "m", "Map &Y:", "my"},
+        {"any free letter", "Northing:", "n", "N&orthing:", "no"},
+        {"digits count", "400 %", "", "&400 %", "4"},
+        {"letters compare without case", "Easting:", "e", "E&asting:", "ea"},
+        {"after a hyphen", "File-Selector", "f", "File-&Selector", "fs"},
+        {"kept when marked", "P&rogram CS", "", "P&rogram CS", "r"},
+        {"a literal ampersand is no mark", "Save && Quit", "s", "Save && &Quit", "sq"},
+        {"no free letter: unmarked", "OK", "ok", "OK", "ok"},
+        {"nothing to mark", "...", "", "...", ""},
+        {"only ASCII letters", "\xC3\x9C" "ber", "b", "\xC3\x9C" "b&er", "be"},
+    };
+    // clang-format on
+    for (const Case &c : cases) {
+        SCOPED_TRACE(c.legend);
+        std::string taken = c.taken;
+        EXPECT_EQ(AddMnemonic(c.text, taken), c.marked);
+        EXPECT_EQ(taken, c.takenAfter);
+    }
+    EXPECT_EQ(StripMnemonic("Save && &Quit"), "Save & Quit");
+    EXPECT_EQ(MnemonicOf("Save && Quit"), 0);
 }

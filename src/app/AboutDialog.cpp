@@ -1,6 +1,7 @@
 #include "app/AboutDialog.h"
 
 #include "app/AppIcon.h"
+#include "widgets/FormWidgets.h"
 #include "widgets/MessageBox.h"
 
 #include <QDesktopServices>
@@ -98,6 +99,7 @@ CAboutDialog::CAboutDialog(QWidget *parent)
     layout->addWidget(webPage, 0, Qt::AlignHCenter);
     layout->addSpacing(6);
     layout->addWidget(buttons);
+    GiveMnemonics(*this);
 }
 
 void CAboutDialog::OpenWebPage()

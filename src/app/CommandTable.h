@@ -105,9 +105,10 @@ struct CCommandState {
 [[nodiscard]] std::optional<GnssMode> GnssModeOfCommand(int id);
 
 /// Where a command sits: menu, optional submenu, text. Commands on no menu have an empty menu.
+/// Texts and submenu titles mark their keyboard letter with '&', unique within their menu.
 struct CMenuEntry {
     int id;
-    std::string_view menu;
+    std::string_view menu; ///< the menu's title as it reads (no '&')
     std::string_view submenu;
     std::string_view text;
     bool checkable;
@@ -116,7 +117,7 @@ struct CMenuEntry {
 
 /// The menu bar from left to right, top to bottom.
 extern const std::array<CMenuEntry, 41> kMenuEntries;
-inline constexpr std::array<std::string_view, 4> kMenuTitles = {"GPS", "Log", "Nav", "Tools"};
+inline constexpr std::array<std::string_view, 4> kMenuTitles = {"&GPS", "&Log", "&Nav", "&Tools"};
 /// Tool bar buttons in order.
 inline constexpr std::array<int, 4> kToolBarCommands = {kCmdDisplayMode, kCmdStepOn, kCmdStepOff,
                                                         kCmdAbout};

@@ -81,6 +81,12 @@ CHelpViewer::CHelpViewer(QWidget *parent)
     connect(m_browser, &QTextBrowser::backwardAvailable, back, &QAction::setEnabled);
     connect(m_browser, &QTextBrowser::forwardAvailable, forward, &QAction::setEnabled);
 
+    auto *close = new QAction(this);
+    close->setObjectName(QStringLiteral("closeHelp"));
+    close->setShortcuts({QKeySequence(Qt::Key_Escape), QKeySequence(Qt::CTRL | Qt::Key_W)});
+    connect(close, &QAction::triggered, this, &QWidget::close);
+    addAction(close);
+
     m_browser->setSource(HomeUrl());
 
     QSize size(720, 800);

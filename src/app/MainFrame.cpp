@@ -5,7 +5,9 @@
 #include "app/DatabaseWatch.h"
 #include "app/GPSSheet.h"
 #include "app/HelpViewer.h"
+#include "app/MenuKeys.h"
 #include "app/NoticeBar.h"
+#include "base/Mnemonic.h"
 #include "dashboard/Dashboard.h"
 #include "dashboard/DataLogView.h"
 #include "dashboard/DigiDash.h"
@@ -200,6 +202,8 @@ CMainFrame::CMainFrame(QWidget *parent)
     });
 
     BuildCommands();
+    AddMenuKeys(*this);
+    AddPageKeys(*this, *m_sheet);
     PlaceOnScreen();
 }
 
@@ -304,13 +308,14 @@ void CMainFrame::FitFrameOnScreen()
 
 void CMainFrame::BuildCommands()
 {
-    std::map<std::string_view, QMenu *> menus;
+    std::map<std::string, QMenu *, std::less<>> menus;
     for (std::string_view title : kMenuTitles) {
+        const std::string plain = StripMnemonic(title);
         QMenu *menu = menuBar()->addMenu(Latin1(title));
-        menu->setObjectName(QStringLiteral("menu") + Latin1(title));
+        menu->setObjectName(QStringLiteral("menu") + Latin1(plain));
         // Enable and check rules are evaluated whenever a menu is about to show.
         connect(menu, &QMenu::aboutToShow, this, [this] { UpdateCommands(); });
-        menus[title] = menu;
+        menus[plain] = menu;
     }
     std::map<QString, QMenu *> submenus;
     for (const CMenuEntry &entry : kMenuEntries) {
@@ -323,7 +328,7 @@ void CMainFrame::BuildCommands()
             addAction(action); // reachable by shortcut only
             continue;
         }
-        QMenu *parentMenu = menus[entry.menu];
+        QMenu *parentMenu = menus.find(entry.menu)->second;
         if (!entry.submenu.empty()) {
             QString path = Latin1(entry.menu);
             for (const QString &part : Latin1(entry.submenu).split(QLatin1Char('/'))) {
@@ -363,6 +368,9 @@ void CMainFrame::BuildCommands()
     m_actions[kCmdAbout]->setToolTip(tr("About"));
     for (int id : kToolBarCommands)
         m_toolBar->addAction(m_actions[id]);
+    // The tool bar takes no focus. Step up and down are the large instrument's Space and the
+    // map's + and -; day and night (following the fix on the Map page) has a key of its own.
+    m_actions[kCmdDisplayMode]->setShortcut(Qt::CTRL | Qt::Key_N);
     auto *alarm = new QAction(this);
     connect(alarm, &QAction::triggered, this, [this] { RunCommand(kCmdAlarm); });
     m_actions[kCmdAlarm] = alarm;

@@ -73,6 +73,7 @@ CDashboard::CDashboard(const CDisplaySettings &display, QWidget *parent)
     , m_display(display)
 {
     setObjectName(QStringLiteral("dashboardPage"));
+    setAccessibleName(tr("Dashboard"));
     setAttribute(Qt::WA_OpaquePaintEvent);
     // In the order the page creates them; the altimeter and the mileage counter have scales of
     // their own.
@@ -107,6 +108,8 @@ CDashboard::CDashboard(const CDisplaySettings &display, QWidget *parent)
     m_ageTimer->start(kAgeTickMs);
     connect(m_ageTimer, &QTimer::timeout, this, &CDashboard::UpdateFreshness);
     UpdateFreshness();
+    for (CGauge *gauge : m_instruments)
+        gauge->Describe();
 }
 
 CDashboard::~CDashboard()
@@ -226,6 +229,9 @@ void CDashboard::Fed(GaugeFeed feed)
     m_ages.SetWallTime(m_wallClock.elapsed() / 1000.0);
     m_ages.Fed(feed);
     UpdateFreshness();
+    for (int i = 0; i < kInstrumentCount; ++i)
+        if (FeedOf(static_cast<Instrument>(i)) == feed)
+            m_instruments[static_cast<std::size_t>(i)]->Describe();
     emit InstrumentsChanged();
 }
 
@@ -265,6 +271,8 @@ void CDashboard::SetUnits(UnitSystem units)
     if (units != UnitSystem::Nautic && m_units.altitude != units)
         m_altimeter->SetMode(mode);
     m_compass->SetUnits(units);
+    for (CGauge *gauge : m_instruments)
+        gauge->Describe();
 }
 
 void CDashboard::SetNightMode(bool night, bool redraw)
@@ -294,6 +302,8 @@ void CDashboard::ResetGauges()
     m_clock->Reset();
     m_ages.Forget();
     UpdateFreshness();
+    for (CGauge *gauge : m_instruments)
+        gauge->Describe();
     emit InstrumentsChanged();
 }
 

@@ -128,6 +128,7 @@ CDataLogView::CDataLogView(const CDisplaySettings &display, QWidget *parent)
     , m_history(kHistoryLines)
 {
     setObjectName(QStringLiteral("dataPage"));
+    setAccessibleName(tr("Data"));
     m_show.fill(true);
     CSettingsKey key;
     if (key.Open(kSettingsKey, true)) {

@@ -1,8 +1,11 @@
 #include "dashboard/Gauge.h"
 
+#include "base/Mnemonic.h"
+
 #include <QApplication>
 #include <QContextMenuEvent>
 #include <QFontMetricsF>
+#include <QKeyEvent>
 #include <QMenu>
 #include <QMouseEvent>
 #include <QPainter>
@@ -11,6 +14,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <string>
 
 namespace
 {
@@ -33,7 +37,8 @@ CGauge::CGauge(const QString &caption, QWidget *parent)
     , m_caption(caption)
 {
     setAttribute(Qt::WA_OpaquePaintEvent);
-    setFocusPolicy(Qt::ClickFocus);
+    // Tab and the arrow keys reach every instrument; Space taps it, the Menu key opens its menu.
+    setFocusPolicy(Qt::StrongFocus);
     setAccessibleName(caption);
     m_hold = new QTimer(this);
     m_hold->setSingleShot(true);
@@ -181,15 +186,33 @@ void CGauge::ApplyMenuChoice(int id)
     if (o.digital)
         SetDigital(*o.digital);
     OnAction(o.action);
+    Describe();
+}
+
+void CGauge::Describe()
+{
+    const QString text = GetValueText();
+    if (text == m_described)
+        return;
+    m_described = text;
+    setAccessibleDescription(text);
 }
 
 void CGauge::ShowContextMenu(const QPoint &position)
 {
     QMenu menu(this);
-    for (const CGaugeMenuEntry &entry : MenuEntries()) {
+    const std::vector<CGaugeMenuEntry> entries = MenuEntries();
+    // The value texts at the end only inform; each choice before them gets a keyboard letter.
+    const std::size_t choices =
+        entries.size() - std::min(entries.size(), static_cast<std::size_t>(InfoItems().size()));
+    std::string taken;
+    for (std::size_t i = 0; i < entries.size(); ++i) {
+        const CGaugeMenuEntry &entry = entries[i];
         if (entry.separatorBefore)
             menu.addSeparator();
-        QAction *action = menu.addAction(entry.text);
+        QAction *action = menu.addAction(
+            i < choices ? QString::fromStdString(AddMnemonic(entry.text.toStdString(), taken))
+                        : entry.text);
         action->setData(entry.id);
         action->setCheckable(entry.checkable);
         action->setChecked(entry.checked);
@@ -273,6 +296,18 @@ void CGauge::paintEvent(QPaintEvent *)
 {
     QPainter painter(this);
     Render(painter);
+    DrawFocus(painter);
+}
+
+void CGauge::DrawFocus(QPainter &painter)
+{
+    // As the styles do: only once the keyboard moved the focus, never after a tap.
+    if (!hasFocus() || !window()->testAttribute(Qt::WA_KeyboardFocusChange))
+        return;
+    const double width = std::max(2.0, m_radius / 40.0);
+    painter.setPen(QPen(palette().color(QPalette::Highlight), width));
+    painter.setBrush(Qt::NoBrush);
+    painter.drawRect(QRectF(rect()).adjusted(width / 2, width / 2, -width / 2, -width / 2));
 }
 
 void CGauge::resizeEvent(QResizeEvent *event)
@@ -310,6 +345,65 @@ void CGauge::contextMenuEvent(QContextMenuEvent *event)
     const QPoint at =
         event->reason() == QContextMenuEvent::Keyboard ? QPoint(m_radius, m_radius) : event->pos();
     ShowContextMenu(at);
+}
+
+void CGauge::keyPressEvent(QKeyEvent *event)
+{
+    switch (event->key()) {
+    case Qt::Key_Space:
+    case Qt::Key_Return:
+    case Qt::Key_Enter:
+        if (event->modifiers() == Qt::NoModifier || event->modifiers() == Qt::KeypadModifier) {
+            emit Tapped(this);
+            return;
+        }
+        break;
+    case Qt::Key_Left:
+    case Qt::Key_Up:
+    case Qt::Key_Right:
+    case Qt::Key_Down:
+        if (event->modifiers() == Qt::NoModifier || event->modifiers() == Qt::KeypadModifier) {
+            const bool forward = event->key() == Qt::Key_Right || event->key() == Qt::Key_Down;
+            if (CGauge *next = Neighbour(forward))
+                next->setFocus(forward ? Qt::TabFocusReason : Qt::BacktabFocusReason);
+            return;
+        }
+        break;
+    default:
+        break;
+    }
+    QWidget::keyPressEvent(event);
+}
+
+CGauge *CGauge::Neighbour(bool forward) const
+{
+    std::vector<CGauge *> shown;
+    if (parentWidget() != nullptr)
+        for (CGauge *gauge : parentWidget()->findChildren<CGauge *>(Qt::FindDirectChildrenOnly))
+            if (gauge->isVisible())
+                shown.push_back(gauge);
+    const auto readingOrder = [](const CGauge *a, const CGauge *b) {
+        const QPoint p = a->geometry().center(), q = b->geometry().center();
+        return p.y() != q.y() ? p.y() < q.y() : p.x() < q.x();
+    };
+    std::sort(shown.begin(), shown.end(), readingOrder);
+    const auto self = std::find(shown.begin(), shown.end(), this);
+    if (self == shown.end() || shown.size() < 2)
+        return nullptr;
+    const auto index = static_cast<std::size_t>(self - shown.begin());
+    return shown[(index + (forward ? 1 : shown.size() - 1)) % shown.size()];
+}
+
+void CGauge::focusInEvent(QFocusEvent *event)
+{
+    QWidget::focusInEvent(event);
+    update();
+}
+
+void CGauge::focusOutEvent(QFocusEvent *event)
+{
+    QWidget::focusOutEvent(event);
+    update();
 }
 
 void CGauge::DrawDial(QPainter &painter)

@@ -86,6 +86,10 @@ public:
     /// Draws the gauge as it appears on screen.
     void Render(QPainter &painter);
 
+    /// Hands the value text to screen readers as the gauge's accessible description; only a
+    /// changed text is handed on.
+    void Describe();
+
 signals:
     /// A tap (press and release without the pop-up menu): the page swaps slots.
     void Tapped(CGauge *gauge);
@@ -99,6 +103,9 @@ protected:
     void mousePressEvent(QMouseEvent *event) override;
     void mouseReleaseEvent(QMouseEvent *event) override;
     void contextMenuEvent(QContextMenuEvent *event) override;
+    void keyPressEvent(QKeyEvent *event) override;
+    void focusInEvent(QFocusEvent *event) override;
+    void focusOutEvent(QFocusEvent *event) override;
 
     /// The tick ring; by default group squared, halved, ticks per half circle.
     virtual void DrawDial(QPainter &painter);
@@ -136,6 +143,9 @@ protected:
 
 private:
     void DrawStatus(QPainter &painter);
+    void DrawFocus(QPainter &painter);
+    /// The next (or previous) instrument shown beside this one, reading order, wrapping round.
+    [[nodiscard]] CGauge *Neighbour(bool forward) const;
 
     QString m_caption;
     int m_picture = kPictureDashboard;
@@ -160,4 +170,5 @@ private:
     bool m_showsFix = false;
     QTimer *m_hold = nullptr;
     bool m_menuShownByHold = false;
+    QString m_described;
 };

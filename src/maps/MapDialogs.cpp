@@ -157,6 +157,7 @@ CReferencePointsDialog::CReferencePointsDialog(std::vector<CPositionPair> pairs,
                           + margins.right();
     ResizeWithin(
         *this, QSize(std::max({sizeHint().width(), kPreferredWidth, rowsWidth}), kPreferredHeight));
+    GiveMnemonics(*this);
 }
 
 void CReferencePointsDialog::ShowFields(const CReferenceFields &fields)
@@ -290,6 +291,7 @@ CSelectMapDialog::CSelectMapDialog(CMapList maps, bool advancedFileSelector, QWi
     connect(m_browse, &QPushButton::clicked, this, &CSelectMapDialog::OnBrowse);
 
     ResizeWithin(*this, QSize(kPreferredWidth, kPreferredHeight));
+    GiveMnemonics(*this);
 }
 
 void CSelectMapDialog::OnSelectionChanged()

@@ -197,6 +197,13 @@ bool CMapInput::Key(QKeyEvent *event)
         m_model.Viewport().ZoomOut();
         m_hooks.apply(kMapViewMoved);
         return true;
+    case Qt::Key_Return:
+    case Qt::Key_Enter:
+    case Qt::Key_Space:
+        // The keyboard's tap: the arrows bring a waypoint to the centre, Enter names it.
+        m_hooks.syncClientSize();
+        Tapped(QPoint(m_page.width() / 2, m_page.height() / 2));
+        return true;
     default:
         return false;
     }
@@ -210,5 +217,8 @@ void CMapInput::ContextMenu(QContextMenuEvent *event)
     m_hold.stop();
     m_dragPath.clear();
     m_measuring = false;
-    m_hooks.openMenu(event->globalPos());
+    // The Menu key's event points at a text cursor the page does not have.
+    m_hooks.openMenu(event->reason() == QContextMenuEvent::Keyboard
+                         ? m_page.mapToGlobal(m_page.rect().center())
+                         : event->globalPos());
 }

@@ -21,7 +21,8 @@ class QWidget;
 
 /// The Map page's mouse, wheel and keys. A tap centres the view there and names a waypoint it
 /// hits; a drag measures; press-and-hold (or right-click, or the Menu key) opens the map menu;
-/// the wheel and +/- zoom, the arrows scroll and a middle-button drag pans.
+/// the wheel and +/- zoom, the arrows scroll, Enter or Space taps the centre and a middle-button
+/// drag pans.
 class CMapInput
 {
     Q_DECLARE_TR_FUNCTIONS(CMapInput)

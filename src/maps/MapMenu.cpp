@@ -10,6 +10,7 @@
 #include "storage/ProgramDatabases.h"
 #include "waypoints/WaypointBook.h"
 #include "widgets/FileDialogs.h"
+#include "widgets/FormWidgets.h"
 #include "widgets/MessageBox.h"
 
 #include <QApplication>
@@ -129,6 +130,7 @@ QMenu *CMapMenu::Create()
         if (!path.isEmpty())
             AddMapFile(path);
     });
+    GiveMnemonics(*menu);
     return menu;
 }
 

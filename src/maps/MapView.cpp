@@ -26,6 +26,7 @@ CMapView::CMapView(QWidget *parent)
                .openMenu = [this](const QPoint &globalPos) { m_menu.Show(globalPos); }})
 {
     setObjectName(QStringLiteral("mapPage"));
+    setAccessibleName(tr("Map"));
     setFocusPolicy(Qt::StrongFocus);
     setAttribute(Qt::WA_OpaquePaintEvent);
     ReadSettings();

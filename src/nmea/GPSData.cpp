@@ -44,6 +44,9 @@ CGPSData::CGPSData(const CNMEAParser &parser, const CDisplaySettings &display, Q
     , m_display(display)
 {
     setObjectName(QStringLiteral("listPage"));
+    setAccessibleName(tr("List"));
+    // Focusable, so that a screen reader reaches the values.
+    setFocusPolicy(Qt::StrongFocus);
     setAttribute(Qt::WA_OpaquePaintEvent);
     UpdateReception();
     UpdateDilution();
@@ -101,6 +104,15 @@ void CGPSData::Changed()
 {
     m_image = QImage();
     update();
+    // The page is drawn, not made of labels: screen readers get its rows as text.
+    QString text;
+    for (const CDataRows &rows : m_rows)
+        for (const CDataRow &row : rows)
+            text += QString::fromStdString(row.label) + QLatin1Char(' ')
+                    + QString::fromStdString(row.value) + QLatin1Char('\n');
+    text.chop(1);
+    if (text != accessibleDescription())
+        setAccessibleDescription(text);
 }
 
 void CGPSData::Render(QPainter &painter, QSize size) const

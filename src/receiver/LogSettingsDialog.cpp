@@ -2,6 +2,7 @@
 
 #include "receiver/LogSettings.h"
 #include "receiver/RecordingRules.h"
+#include "widgets/FormWidgets.h"
 
 #include <QCheckBox>
 #include <QComboBox>
@@ -113,6 +114,7 @@ CLogSettingsDialog::CLogSettingsDialog(CRecordingRules &rules, QWidget *parent)
     layout->addWidget(buttons);
 
     resize(360, sizeHint().height());
+    GiveMnemonics(*this);
 }
 
 void CLogSettingsDialog::accept()

@@ -4,6 +4,7 @@
 #include "receiver/SerialSettings.h"
 #include "settings/SettingsKey.h"
 #include "settings/SettingsTable.h"
+#include "widgets/FormWidgets.h"
 #include "widgets/MessageBox.h"
 
 #include <QComboBox>
@@ -161,6 +162,7 @@ CSerialPortDialog::CSerialPortDialog(CSerialSettings &settings, QWidget *parent)
     ShowSource(m_source->currentIndex());
 
     resize(400, sizeHint().height());
+    GiveMnemonics(*this);
 }
 
 void CSerialPortDialog::TakeStoredSource(const CSourceAddress &source)

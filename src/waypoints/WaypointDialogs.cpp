@@ -194,6 +194,7 @@ CWaypointEditDialog::CWaypointEditDialog(const CWaypointList &waypoints, Coordin
 
     ShowFields(FieldsOfPosition(proposed, format));
     ResizeWithin(*this, QSize(std::max(sizeHint().width(), 440), 560));
+    GiveMnemonics(*this);
 }
 
 void CWaypointEditDialog::ShowFields(const CWaypointFields &fields)
@@ -342,6 +343,7 @@ CWaypointDescriptionDialog::CWaypointDescriptionDialog(const std::string &descri
     layout->addWidget(MakeOkCancel(this));
 
     ResizeWithin(*this, QSize(400, 320));
+    GiveMnemonics(*this);
 }
 
 std::string CWaypointDescriptionDialog::GetDescription() const
@@ -395,6 +397,7 @@ CWaypointSelectDialog::CWaypointSelectDialog(const CWaypointList &waypoints,
     connect(m_list, &QTreeWidget::itemDoubleClicked, this, &CWaypointSelectDialog::accept);
 
     ResizeWithin(*this, QSize(std::max(sizeHint().width(), 440), 480));
+    GiveMnemonics(*this);
 }
 
 int CWaypointSelectDialog::GetSelectedIndex() const

@@ -1,15 +1,26 @@
 #include "widgets/FormWidgets.h"
 
+#include "base/Mnemonic.h"
+
+#include <QCheckBox>
 #include <QComboBox>
 #include <QDialog>
 #include <QDialogButtonBox>
+#include <QFormLayout>
+#include <QGroupBox>
 #include <QHeaderView>
+#include <QLabel>
+#include <QMenu>
 #include <QPushButton>
+#include <QRadioButton>
 #include <QScreen>
 #include <QStyledItemDelegate>
 #include <QTreeWidget>
 
 #include <algorithm>
+#include <string>
+#include <utility>
+#include <vector>
 
 namespace
 {
@@ -112,4 +123,96 @@ void ResizeWithin(QDialog &dialog, QSize preferred)
     if (screen != nullptr)
         preferred = preferred.boundedTo(screen->availableGeometry().size());
     dialog.resize(preferred.expandedTo(dialog.minimumSizeHint()));
+}
+
+namespace
+{
+
+// The first widget in `item` that Tab reaches.
+QWidget *FirstFocusable(QLayoutItem *item)
+{
+    if (item == nullptr)
+        return nullptr;
+    if (QWidget *widget = item->widget()) {
+        if (widget->focusPolicy() & Qt::TabFocus)
+            return widget;
+        for (QWidget *part : widget->findChildren<QWidget *>())
+            if (part->focusPolicy() & Qt::TabFocus)
+                return part;
+        return nullptr;
+    }
+    if (QLayout *layout = item->layout())
+        for (int i = 0; i < layout->count(); ++i)
+            if (QWidget *found = FirstFocusable(layout->itemAt(i)))
+                return found;
+    return nullptr;
+}
+
+// A form row whose field is a row of a field and its chooser gets its label no buddy from Qt;
+// the letter goes to the row's first field.
+void GiveLabelsTheirFields(QWidget &dialog)
+{
+    for (QFormLayout *form : dialog.findChildren<QFormLayout *>()) {
+        for (int row = 0; row < form->rowCount(); ++row) {
+            QLayoutItem *labelItem = form->itemAt(row, QFormLayout::LabelRole);
+            auto *label = labelItem ? qobject_cast<QLabel *>(labelItem->widget()) : nullptr;
+            if (label == nullptr)
+                continue;
+            QWidget *buddy = label->buddy();
+            if (buddy == nullptr || !(buddy->focusPolicy() & Qt::TabFocus))
+                if (QWidget *field = FirstFocusable(form->itemAt(row, QFormLayout::FieldRole)))
+                    label->setBuddy(field);
+        }
+    }
+}
+
+} // namespace
+
+void GiveMnemonics(QWidget &dialog)
+{
+    GiveLabelsTheirFields(dialog);
+    std::vector<std::pair<QObject *, QString>> controls;
+    for (QWidget *widget : dialog.findChildren<QWidget *>()) {
+        if (qobject_cast<QPushButton *>(widget) || qobject_cast<QCheckBox *>(widget)
+            || qobject_cast<QRadioButton *>(widget))
+            controls.emplace_back(widget, static_cast<QAbstractButton *>(widget)->text());
+        else if (auto *group = qobject_cast<QGroupBox *>(widget); group && group->isCheckable())
+            controls.emplace_back(widget, group->title());
+        else if (auto *label = qobject_cast<QLabel *>(widget); label && label->buddy())
+            controls.emplace_back(widget, label->text());
+    }
+    std::string taken;
+    for (const auto &control : controls)
+        if (const char letter = MnemonicOf(control.second.toStdString()))
+            taken += letter;
+    for (auto &[widget, text] : controls) {
+        const std::string plain = text.toStdString();
+        if (MnemonicOf(plain) != 0 || text.isEmpty())
+            continue;
+        const QString marked = QString::fromStdString(AddMnemonic(plain, taken));
+        if (auto *button = qobject_cast<QAbstractButton *>(widget))
+            button->setText(marked);
+        else if (auto *group = qobject_cast<QGroupBox *>(widget))
+            group->setTitle(marked);
+        else
+            static_cast<QLabel *>(widget)->setText(marked);
+    }
+}
+
+void GiveMnemonics(QMenu &menu)
+{
+    std::string taken;
+    const QList<QAction *> actions = menu.actions();
+    for (const QAction *action : actions)
+        if (const char letter = MnemonicOf(action->text().toStdString()))
+            taken += letter;
+    for (QAction *action : actions) {
+        if (action->isSeparator())
+            continue;
+        const std::string text = action->text().toStdString();
+        if (MnemonicOf(text) == 0)
+            action->setText(QString::fromStdString(AddMnemonic(text, taken)));
+        if (action->menu() != nullptr)
+            GiveMnemonics(*action->menu());
+    }
 }

@@ -6,6 +6,7 @@
 class QComboBox;
 class QDialog;
 class QDialogButtonBox;
+class QMenu;
 class QPushButton;
 class QTreeWidget;
 class QTreeWidgetItem;
@@ -33,3 +34,11 @@ QDialogButtonBox *MakeOkCancel(QDialog *dialog);
 
 /// `preferred`, but no larger than the screen and no smaller than the layout needs.
 void ResizeWithin(QDialog &dialog, QSize preferred);
+
+/// Marks a keyboard letter (Alt+letter) on every push button, check box, radio button,
+/// checkable group and labelled field of `dialog` that has none, each letter once in the dialog;
+/// letters marked already are kept. Call once the dialog is built.
+void GiveMnemonics(QWidget &dialog);
+
+/// The same for the entries and submenus of `menu`, each letter once per menu.
+void GiveMnemonics(QMenu &menu);

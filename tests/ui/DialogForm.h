@@ -1,5 +1,7 @@
 #pragma once
 
+#include "base/Mnemonic.h"
+
 #include <QApplication>
 #include <QComboBox>
 #include <QHeaderView>
@@ -40,7 +42,7 @@ struct CDialogForm {
         QStringList texts;
         for (const QLabel *label : d.findChildren<QLabel *>())
             if (label->isVisibleTo(&d))
-                texts << label->text();
+                texts << QString::fromStdString(StripMnemonic(label->text().toStdString()));
         return texts;
     }
     QString Shown(int row, int column = 0) const { return List().topLevelItem(row)->text(column); }

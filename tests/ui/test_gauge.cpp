@@ -1,3 +1,4 @@
+#include "base/Mnemonic.h"
 #include "dashboard/ScaleGauge.h"
 #include "ui/UiTestUtils.h"
 
@@ -212,7 +213,9 @@ TEST_F(GaugeTest, MenuEntriesAndOutcomes)
             ASSERT_NE(menu, nullptr);
             int key = Qt::Key_Escape;
             for (QAction *action : menu->actions()) {
-                if (!text.isEmpty() && action->text() == text) {
+                if (!text.isEmpty()
+                    && QString::fromStdString(StripMnemonic(action->text().toStdString()))
+                           == text) {
                     menu->setActiveAction(action);
                     key = Qt::Key_Return;
                 }

@@ -3,7 +3,9 @@
 #include "maps/MapView.h"
 #include "waypoints/WaypointBook.h"
 
+#include <QApplication>
 #include <QImage>
+#include <QKeyEvent>
 
 #include <sys/stat.h>
 
@@ -272,4 +274,35 @@ TEST_F(MapViewTest, WaypointsShowAndFollowTheList)
     EXPECT_TRUE(yellow(At(image, 400, 400)));
     EXPECT_TRUE(inked(image, 400, 400));
     EXPECT_TRUE(yellow(At(image, 600, 400)));
+}
+
+// Without a pointer: the arrows scroll, Enter taps the centre and names the waypoint there.
+TEST_F(MapViewTest, EnterNamesTheWaypointAtTheCentre)
+{
+    const std::string gpx = R"(<gpx version="1.0"><wpt lat="47.5" lon="11.6"><name>Tower</name>
+        </wpt></gpx>)";
+    QFile file(Data("in.gpx"));
+    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+    file.write(gpx.data(), static_cast<qint64>(gpx.size()));
+    file.close();
+    CWaypointBook book(nullptr);
+    book.Load(m_data.path(), false);
+    ASSERT_EQ(book.ImportFile(Data("in.gpx"), WaypointFileType::GPX), 1);
+    m_messages.clear();
+    auto view = View(&book);
+
+    const auto press = [&view](int key) {
+        QKeyEvent event(QEvent::KeyPress, key, Qt::NoModifier);
+        QApplication::sendEvent(view.get(), &event);
+    };
+    press(Qt::Key_Return);
+    EXPECT_TRUE(m_messages.empty()) << "nothing at the centre";
+    // The Tower is at map pixel 600, a quarter of the page (one step) east of the centre.
+    ASSERT_EQ(view->GetModel().Viewport().GetCentre().x, 500);
+    press(Qt::Key_Right);
+    ASSERT_EQ(view->GetModel().Viewport().GetCentre().x, 600);
+    press(Qt::Key_Return);
+    ASSERT_EQ(m_messages.size(), 1u);
+    EXPECT_TRUE(m_messages[0].text.startsWith(QStringLiteral("Tower")))
+        << m_messages[0].text.toStdString();
 }
