@@ -194,7 +194,8 @@ TEST(ReceiverWatch, SourceBeforeReplay)
         {"gpsd, then a replay", {OpenGpsd, Replay, ReplayEnds}, gpsd},
         {"the latest live source", {OpenPort, OpenGpsd, Replay}, gpsd},
         {"a port being retried, then a replay", {OpenPort, PortFails, Replay, ReplayEnds}, port},
-        {"the user closed the port first", {OpenPort, UserCloses, Replay, ReplayEnds},
+        {"the user closed the port first",
+         {OpenPort, UserCloses, Replay, ReplayEnds},
          std::nullopt},
         {"the port open again", {OpenPort, Replay, ReplayEnds, OpenPort}, std::nullopt},
     };

@@ -92,14 +92,15 @@ struct CReaderSession {
     std::string m_device;
     int m_fd = -1;            // the replay file, or the port's handle
     CFileIdentity m_identity; // of the replay file
-    std::uint64_t m_replayTotal = 0; // the replay file's size, 0 for a FIFO or device
-    // Bytes of the replay handed on so far: the status line reads it while the reader runs.
-    std::atomic<std::uint64_t> m_replayHanded{0};
     CSerialPort m_port;       // open while the source is a serial port
     int m_stopFd = -1;        // eventfd: wakes the reader's poll on Close
     int m_wakeFd = -1;        // duplicate of the consumer's wake eventfd
     std::shared_ptr<std::atomic<unsigned>> m_replayDelay;
     std::shared_ptr<std::atomic<GnssMode>> m_gnssMode;
+
+    std::uint64_t m_replayTotal = 0; // the replay file's size, 0 for a FIFO or device
+    // Bytes of the replay handed on so far: the status line reads it while the reader runs.
+    std::atomic<std::uint64_t> m_replayHanded{0};
 
     std::atomic<bool> m_stop{false};
     std::atomic<bool> m_open{true};
