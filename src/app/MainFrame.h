@@ -4,8 +4,10 @@
 #include "receiver/DataSource.h"
 #include "receiver/ReceiverSession.h"
 #include "receiver/SerialSettings.h"
+#include "receiver/StatusText.h"
 #include "settings/DisplaySettings.h"
 
+#include <QElapsedTimer>
 #include <QMainWindow>
 
 #include <map>
@@ -23,6 +25,7 @@ class CWaypointBook;
 class QAction;
 class CDatabaseWatch;
 class CNoticeBar;
+class CStatusLine;
 class QSocketNotifier;
 class QTimer;
 class QToolBar;
@@ -72,8 +75,8 @@ public:
     /// Closes the log; a write failure that shows only now is reported.
     void StopLogging();
     void SetReplayDelay(unsigned milliseconds);
-    /// Runs the dialog when the port was never configured; opens the port unless it was
-    /// cancelled.
+    /// After a replay, opens the live source the replay took the place of; else runs the dialog
+    /// when the port was never configured, and opens the port unless it was cancelled.
     void PlainConnect();
 
     /// One received line, line end included: the data-line handler.
@@ -95,6 +98,10 @@ public:
     [[nodiscard]] CWaypointBook &GetWaypoints() const { return *m_waypoints; }
     /// The notice above the pages (a receiver gone or back); empty while none shows.
     [[nodiscard]] QString GetNotice() const;
+    /// The line below the pages: source, fix, recording, alarm.
+    [[nodiscard]] CStatusLine *GetStatusLine() const { return m_statusLine; }
+    /// Brings the status line up to date now instead of at its next tick.
+    void RefreshStatusLine();
 
 signals:
     /// The source ended by itself: end of the replay file (or a read error in it), or the port
@@ -130,6 +137,11 @@ private:
     void ReceiverLost(int errorCode, const CReceiverUpdate &update);
     void RetryPort();
     bool OpenNetworkSource(const CSourceAddress &source);
+    // `source` itself, whatever is configured.
+    bool OpenSource(const CSourceAddress &source);
+    // A source began to deliver (or is being tried again): the status line's ages start now.
+    void StatusSourceOpened(CStatusState::Source kind);
+    [[nodiscard]] double StatusNow() const { return m_statusClock.elapsed() / 1000.0; }
     // gpsd holds the port: the box says so and offers to read the receiver through gpsd.
     bool OfferGpsd(const QString &why, const QString &details);
     // A SiRF receiver in binary mode: offers the switch to NMEA, then finds its speed again.
@@ -155,6 +167,7 @@ private:
     CDisplaySettings m_display;
     QToolBar *m_toolBar = nullptr;
     CNoticeBar *m_notice = nullptr;
+    CStatusLine *m_statusLine = nullptr;
     CGPSSheet *m_sheet = nullptr;
     CDashboard *m_dashboard = nullptr;
     CMapView *m_mapView = nullptr;
@@ -186,4 +199,7 @@ private:
     QTimer *m_alarm = nullptr;
     CDigiDash *m_digiDash = nullptr; // a window of its own, made when first opened
     int m_alarmCount = 0;
+    CStatusState m_status;
+    QElapsedTimer m_statusClock;
+    QTimer *m_statusTick = nullptr;
 };

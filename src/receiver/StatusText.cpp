@@ -91,6 +91,7 @@ void CStatusState::Opened(double now)
     fix = false;
     fixMode = 0;
     noFixSince = now;
+    receiverLost = false;
 }
 
 void CStatusState::LineArrived(double now, std::optional<bool> fixState)

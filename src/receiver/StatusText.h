@@ -42,7 +42,8 @@ struct CStatusState {
     std::string waypointReached;
     double waypointReachedAt = 0.0;
 
-    /// A source opened (or a replay started): its ages start now, no fix yet.
+    /// A source opened (or a replay started, or a lost port came back): its ages start now, no
+    /// fix yet, no receiver lost.
     void Opened(double now);
     /// A line arrived; `fixState` when it said whether there is a fix.
     void LineArrived(double now, std::optional<bool> fixState);
