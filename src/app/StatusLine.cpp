@@ -88,23 +88,34 @@ void CStatusLine::paintEvent(QPaintEvent *)
     const int pad = std::max(2, font().pixelSize() / 3);
     const QRect area = rect().adjusted(pad, 1, -pad, 0);
 
-    // The alarm keeps the right-hand end; the fix and recording follow the source, which gives
-    // way first on a narrow window (a long path or file name).
+    // The alarm keeps the right-hand end and the fix is never cut; the source and the recording
+    // share what is left, each giving way in its middle (a long device path or file name), the
+    // longer one first.
     const QString alarm = Text(m_texts.alarm);
-    const int alarmWidth = alarm.isEmpty() ? 0 : strong.horizontalAdvance(alarm);
-    QString middle;
-    for (const std::string *part : {&m_texts.fix, &m_texts.recording})
-        if (!part->empty())
-            middle += kGap + Text(*part);
-    const int room =
-        area.width() - alarmWidth - (alarm.isEmpty() ? 0 : plain.horizontalAdvance(kGap));
-    const int sourceRoom = std::max(0, room - plain.horizontalAdvance(middle));
-    const QString source = plain.elidedText(Text(m_texts.source), Qt::ElideMiddle, sourceRoom);
-    const QString left = plain.elidedText(source + middle, Qt::ElideRight, std::max(0, room));
+    const int alarmWidth = alarm.isEmpty() ? 0 : strong.horizontalAdvance(alarm + kGap);
+    const QString fix = m_texts.fix.empty() ? QString() : kGap + Text(m_texts.fix);
+    QString source = Text(m_texts.source);
+    QString recording = m_texts.recording.empty() ? QString() : kGap + Text(m_texts.recording);
+    const int room = std::max(0, area.width() - alarmWidth - plain.horizontalAdvance(fix));
+    int sourceRoom = plain.horizontalAdvance(source);
+    int recordingRoom = plain.horizontalAdvance(recording);
+    if (sourceRoom + recordingRoom > room) {
+        const int half = room / 2;
+        if (sourceRoom <= half)
+            recordingRoom = room - sourceRoom;
+        else if (recordingRoom <= half)
+            sourceRoom = room - recordingRoom;
+        else
+            sourceRoom = recordingRoom = half;
+        source = plain.elidedText(source, Qt::ElideMiddle, sourceRoom);
+        recording = plain.elidedText(recording, Qt::ElideMiddle, recordingRoom);
+    }
+    const QString left = source + fix + recording;
 
     painter.setFont(font());
     painter.setPen(ink);
-    painter.drawText(area, Qt::AlignLeft | Qt::AlignVCenter, left);
+    painter.drawText(area, Qt::AlignLeft | Qt::AlignVCenter,
+                     plain.elidedText(left, Qt::ElideRight, area.width() - alarmWidth));
     if (!alarm.isEmpty()) {
         painter.setFont(bold);
         painter.setPen(alert);
