@@ -95,8 +95,8 @@ public:
     [[nodiscard]] bool IsOpen() const;
     [[nodiscard]] bool IsReplaying() const;
     [[nodiscard]] bool IsNetwork() const;
-    /// A replay's progress: bytes handed on so far and the file's size (0 for a FIFO or device);
-    /// zeros unless replaying. Never waits for the reader.
+    /// A replay's progress: bytes cut into lines so far and the file's size (0 for a FIFO or
+    /// device); zeros unless replaying. Never waits for the reader.
     struct CReplayProgress {
         std::uint64_t bytes = 0;
         std::uint64_t total = 0;

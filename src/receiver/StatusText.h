@@ -17,7 +17,7 @@ struct CStatusState {
     int baudRate = 0;
     /// Replay, ReplayEnded: the file's name without its folders.
     std::string replayName;
-    /// Replay: bytes handed on so far, and the file's size (0: a FIFO or device, no end known).
+    /// Replay: bytes read into lines so far, and the file's size (0: a FIFO or device, no end known).
     std::uint64_t replayBytes = 0;
     std::uint64_t replayTotal = 0;
     unsigned replayDelayMs = 0;
