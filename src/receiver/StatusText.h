@@ -17,7 +17,7 @@ struct CStatusState {
     int baudRate = 0;
     /// Replay, ReplayEnded: the file's name without its folders.
     std::string replayName;
-    /// Replay: bytes read into lines so far, and the file's size (0: a FIFO or device, no end known).
+    /// Replay: bytes cut into lines so far, and the file's size (0: a FIFO or device, no end).
     std::uint64_t replayBytes = 0;
     std::uint64_t replayTotal = 0;
     unsigned replayDelayMs = 0;
