@@ -206,6 +206,36 @@ TEST(FeedAges, WallClockLiveAndLogClockWhileReplaying)
     EXPECT_EQ(ages.Freshness(GaugeFeed::Speed), GaugeFreshness::Gone);
 }
 
+// A replay that ended leaves its values on the gauges: they go stale and then gone on the wall
+// clock, as a receiver's that fell silent, instead of staying live for ever.
+TEST(FeedAges, EndedReplayAgesOnTheWallClock)
+{
+    CFeedAges ages;
+    ages.SetReplaying(true);
+    ages.OnLogTimeOfDay(1000.0);
+    ages.Fed(GaugeFeed::Speed);
+    ages.OnLogTimeOfDay(1002.0);
+    ages.Fed(GaugeFeed::Time);
+    ages.SetWallTime(50.0);
+    ages.EndReplay();
+    const struct {
+        double wall;
+        GaugeFreshness speed, time;
+    } steps[] = {{50.0, GaugeFreshness::Live, GaugeFreshness::Live},
+                 {51.5, GaugeFreshness::Stale, GaugeFreshness::Live},
+                 {53.5, GaugeFreshness::Stale, GaugeFreshness::Stale},
+                 {58.5, GaugeFreshness::Gone, GaugeFreshness::Stale},
+                 {62.5, GaugeFreshness::Gone, GaugeFreshness::Gone}};
+    for (const auto &s : steps) {
+        ages.SetWallTime(s.wall);
+        EXPECT_EQ(ages.Freshness(GaugeFeed::Speed), s.speed) << s.wall;
+        EXPECT_EQ(ages.Freshness(GaugeFeed::Time), s.time) << s.wall;
+    }
+    EXPECT_EQ(ages.Freshness(GaugeFeed::Heading), GaugeFreshness::Gone) << "never fed";
+    ages.OnLogTimeOfDay(2000.0);
+    EXPECT_EQ(ages.Freshness(GaugeFeed::Time), GaugeFreshness::Gone) << "no log clock any more";
+}
+
 TEST(DashboardLayout, DefaultsTapsAndExclusiveMode)
 {
     using I = Instrument;

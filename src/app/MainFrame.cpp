@@ -8,6 +8,7 @@
 #include "app/MenuKeys.h"
 #include "app/NoticeBar.h"
 #include "base/Mnemonic.h"
+#include "app/StatusLine.h"
 #include "dashboard/Dashboard.h"
 #include "dashboard/DataLogView.h"
 #include "dashboard/DigiDash.h"
@@ -41,6 +42,7 @@
 #include <QDBusConnection>
 #include <QDBusMessage>
 #include <QDateTime>
+#include <QFileInfo>
 #include <QMenuBar>
 #include <QScreen>
 #include <QSocketNotifier>
@@ -65,6 +67,8 @@ constexpr int kAlarmPeriodMs = 300;
 constexpr int kDatabaseNoticeMs = 8000;
 // A SiRF receiver told to speak NMEA restarts its output; listened to again after this.
 constexpr int kSirfSwitchSettleMs = 500;
+// The status line's ages count in seconds.
+constexpr int kStatusTickMs = 1000;
 
 QString Latin1(std::string_view text)
 {
@@ -141,6 +145,8 @@ CMainFrame::CMainFrame(QWidget *parent)
     paneLayout->addWidget(m_notice);
     m_sheet = new CGPSSheet(pane);
     paneLayout->addWidget(m_sheet, 1);
+    m_statusLine = new CStatusLine(m_display, pane);
+    paneLayout->addWidget(m_statusLine);
     setCentralWidget(pane);
     setFocusProxy(m_sheet);
     m_dashboard = new CDashboard(m_display, m_sheet);
@@ -200,6 +206,11 @@ CMainFrame::CMainFrame(QWidget *parent)
         if (--m_alarmCount <= 0)
             m_alarm->stop();
     });
+
+    m_statusClock.start();
+    m_statusTick = new QTimer(this);
+    connect(m_statusTick, &QTimer::timeout, this, [this] { RefreshStatusLine(); });
+    m_statusTick->start(kStatusTickMs);
 
     BuildCommands();
     AddMenuKeys(*this);
@@ -420,6 +431,36 @@ void CMainFrame::UpdateCommands()
         if (action->isCheckable())
             action->setChecked(command.checked);
     }
+    // Whatever changed a command's rule (a source, a recording) shows in the status line too.
+    RefreshStatusLine();
+}
+
+void CMainFrame::RefreshStatusLine()
+{
+    if (m_statusTick == nullptr)
+        return; // the window is still being built
+    if (m_source.IsReplaying()) {
+        const CDataSource::CReplayProgress progress = m_source.GetReplayProgress();
+        m_status.replayBytes = progress.bytes;
+        m_status.replayTotal = progress.total;
+    }
+    m_status.replayDelayMs = m_source.GetReplayDelay();
+    m_status.fixMode = GetParser().m_gsa.m_fixMode;
+    const CNMEALogFile &log = GetLog();
+    m_status.recording = log.IsOpen();
+    if (m_status.recording) {
+        m_status.recordName =
+            QFileInfo(QString::fromStdString(log.GetPath())).fileName().toStdString();
+        m_status.recordBytes = static_cast<std::uint64_t>(log.GetWrittenBytes());
+    }
+    m_status.proximityAlarm = m_alarm->isActive();
+    m_statusLine->SetTexts(StatusTexts(m_status, StatusNow()));
+}
+
+void CMainFrame::StatusSourceOpened(CStatusState::Source kind)
+{
+    m_status.source = kind;
+    m_status.Opened(StatusNow());
 }
 
 void CMainFrame::RunCommand(int id)
@@ -641,8 +682,12 @@ CSourceAddress CMainFrame::ConfiguredSource() const
 
 bool CMainFrame::OpenPort()
 {
+    return OpenSource(ConfiguredSource());
+}
+
+bool CMainFrame::OpenSource(const CSourceAddress &source)
+{
     StopRetrying();
-    const CSourceAddress source = ConfiguredSource();
     if (source.IsNetwork())
         return OpenNetworkSource(source);
     // The data source closes what it had open first.
@@ -655,7 +700,12 @@ bool CMainFrame::OpenPort()
     const bool opened = OpenSerial(device, error);
     if (opened) {
         m_session.PortOpened(device);
+        m_session.LiveSourceOpened(source);
         m_dashboard->SetReplaying(false);
+        m_status.address = source;
+        m_status.address.device = device;
+        m_status.baudRate = m_portFindsSpeed ? 0 : m_portBaudRate;
+        StatusSourceOpened(CStatusState::Source::Live);
     } else {
         m_session.ClosedByUser();
         const CPortDiagnosis diagnosis = CPortInspector().Diagnose(device);
@@ -729,7 +779,10 @@ bool CMainFrame::OpenNetworkSource(const CSourceAddress &source)
     if (opened) {
         // A network receiver is as live as a port: it reconnects by itself.
         m_session.PortOpened(source.Describe());
+        m_session.LiveSourceOpened(source);
         m_dashboard->SetReplaying(false);
+        m_status.address = source;
+        StatusSourceOpened(CStatusState::Source::Live);
     } else {
         m_session.ClosedByUser();
         ShowError(this, tr("Failed to open %1.").arg(QString::fromStdString(source.ToUrl())),
@@ -758,13 +811,20 @@ void CMainFrame::OnSourceStatus(const CSourceStatus &status)
     case CSourceStatus::Kind::Locked:
         // Found: next time, on this device, first.
         StoreLastSpeed(m_session.GetWatch().GetDevice(), status.speed);
+        m_status.baudRate = status.speed;
         m_notice->ShowFor(text, CReceiverWatch::kBackNoticeMs);
         break;
     default:
         m_notice->ShowFor(text, 0);
         break;
     }
+    if (status.IsLoss())
+        m_status.receiverLost = true;
+    else if (status.kind == CSourceStatus::Kind::Receiving
+             || status.kind == CSourceStatus::Kind::Back)
+        m_status.receiverLost = false;
     Show(m_session.StatusChanged(status));
+    RefreshStatusLine();
 }
 
 bool CMainFrame::OpenSerial(const std::string &device, std::string &error)
@@ -786,6 +846,7 @@ void CMainFrame::RetryPort()
     }
     m_session.PortOpened(watch.GetDevice());
     m_dashboard->SetReplaying(false);
+    StatusSourceOpened(CStatusState::Source::Live);
     const std::string notice = watch.BackNotice();
     std::fprintf(stderr, "veloran: %s\n", notice.c_str());
     m_notice->ShowFor(QString::fromStdString(notice), CReceiverWatch::kBackNoticeMs);
@@ -821,6 +882,7 @@ void CMainFrame::resizeEvent(QResizeEvent *event)
 {
     QMainWindow::resizeEvent(event);
     m_notice->FitTo(width());
+    m_statusLine->FitTo(size());
 }
 
 QString CMainFrame::GetNotice() const
@@ -830,6 +892,11 @@ QString CMainFrame::GetNotice() const
 
 void CMainFrame::PlainConnect()
 {
+    // Not the configured default: the receiver the user had before the replay.
+    if (const std::optional<CSourceAddress> before = m_session.GetWatch().SourceBeforeReplay()) {
+        OpenSource(*before);
+        return;
+    }
     if (!m_storedSource && !m_serialSettings.IsConfigured()) {
         CSerialPortDialog dialog(m_serialSettings, this);
         if (dialog.exec() != QDialog::Accepted)
@@ -857,6 +924,9 @@ bool CMainFrame::ReplayFile(const QString &path)
     m_session.ReplayStarted();
     m_dashboard->SetReplaying(true);
     m_replayPath = path;
+    m_status.replayName = QFileInfo(path).fileName().toStdString();
+    m_status.replayBytes = 0;
+    StatusSourceOpened(CStatusState::Source::Replay);
     m_mapView->ClearPointList();
     UpdateCommands();
     return true;
@@ -867,6 +937,8 @@ void CMainFrame::CloseSource()
     StopRetrying();
     m_session.ClosedByUser();
     m_source.Close();
+    m_status.source = CStatusState::Source::None;
+    m_status.receiverLost = false;
     UpdateCommands();
 }
 
@@ -893,6 +965,7 @@ void CMainFrame::ChooseAndCreateLog()
 
 bool CMainFrame::CreateLog(const QString &path)
 {
+    m_status.recordFailed = false;
     if (!m_session.CreateLog(path.toStdString(), m_source.GetReplayIdentity())) {
         ShowError(this, QString::fromLatin1(CNMEALogFile::kCreateFailedMessage),
                   path + QStringLiteral(": ") + QString::fromStdString(GetLog().GetErrorText()));
@@ -938,6 +1011,11 @@ void CMainFrame::OnSourceClosed(int errorCode)
         m_retryWait.Reset();
         m_retry->start(m_retryWait.NextMs());
     }
+    if (a.replayEnded) {
+        // The last values stay, but go stale as a silent receiver's would.
+        m_dashboard->ReplayEnded();
+        m_status.source = CStatusState::Source::ReplayEnded;
+    }
     UpdateCommands();
     if (a.replayEnded || a.receiverLost)
         emit SourceEnded(a.replayEnded);
@@ -946,6 +1024,7 @@ void CMainFrame::OnSourceClosed(int errorCode)
 void CMainFrame::ReceiverLost(int errorCode, const CReceiverUpdate &update)
 {
     Show(update);
+    m_status.receiverLost = true;
     const std::string notice =
         m_session.GetWatch().LostNotice(std::system_category().message(errorCode));
     std::fprintf(stderr, "veloran: %s\n", notice.c_str());
@@ -954,7 +1033,13 @@ void CMainFrame::ReceiverLost(int errorCode, const CReceiverUpdate &update)
 
 void CMainFrame::HandleLine(std::string_view line)
 {
-    Show(m_session.HandleLine(line));
+    const CReceiverUpdate u = m_session.HandleLine(line);
+    Show(u);
+    // The reader's own line for a silent port is no sign of the receiver.
+    if (line != CDataSource::kTimeoutLine)
+        m_status.LineArrived(StatusNow(), u.Changed(kChangeFixState)
+                                              ? std::optional<bool>(!u.fixLost)
+                                              : std::nullopt);
 }
 
 void CMainFrame::Show(const CReceiverUpdate &u)
@@ -968,6 +1053,8 @@ void CMainFrame::Show(const CReceiverUpdate &u)
     if (u.Changed(kChangePosition))
         m_mapView->SetPosition(u.position);
     if (u.Happened(kEventWaypointReached)) {
+        m_status.waypointReached = u.waypointAlert.substr(0, u.waypointAlert.find('\n'));
+        m_status.waypointReachedAt = StatusNow();
         // A modal box must not run its event loop while the reader waits for this line.
         const CMessage message{QString::fromLatin1(kWaypointReachedCaption),
                                QString::fromStdString(u.waypointAlert), QMessageBox::Information,
@@ -1011,6 +1098,8 @@ void CMainFrame::Show(const CReceiverUpdate &u)
 
 void CMainFrame::RecordFailed(const std::string &error)
 {
+    m_status.recordFailed = true;
+    RefreshStatusLine();
     ShowErrorLater(this, tr("Failed to write the log file; recording has stopped."),
                    QString::fromStdString(GetLog().GetPath() + ": " + error));
 }
@@ -1131,6 +1220,7 @@ void CMainFrame::StartAlarm()
 {
     m_alarmCount = kAlarmTicks;
     m_alarm->start();
+    RefreshStatusLine();
 }
 
 void CMainFrame::Quit()

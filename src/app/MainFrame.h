@@ -4,9 +4,11 @@
 #include "receiver/DataSource.h"
 #include "receiver/ReceiverSession.h"
 #include "receiver/SerialSettings.h"
+#include "receiver/StatusText.h"
 #include "settings/DisplaySettings.h"
 #include "widgets/WindowPlacement.h"
 
+#include <QElapsedTimer>
 #include <QMainWindow>
 
 #include <map>
@@ -25,6 +27,7 @@ class CWaypointBook;
 class QAction;
 class CDatabaseWatch;
 class CNoticeBar;
+class CStatusLine;
 class QSocketNotifier;
 class QTimer;
 class QToolBar;
@@ -80,8 +83,8 @@ public:
     void PlaceOnScreen(bool fullScreenOption = false);
     /// F11: the window full screen, or back as it was.
     void ToggleFullScreen();
-    /// Runs the dialog when the port was never configured; opens the port unless it was
-    /// cancelled.
+    /// After a replay, opens the live source the replay took the place of; else runs the dialog
+    /// when the port was never configured, and opens the port unless it was cancelled.
     void PlainConnect();
 
     /// One received line, line end included: the data-line handler.
@@ -103,6 +106,10 @@ public:
     [[nodiscard]] CWaypointBook &GetWaypoints() const { return *m_waypoints; }
     /// The notice above the pages (a receiver gone or back); empty while none shows.
     [[nodiscard]] QString GetNotice() const;
+    /// The line below the pages: source, fix, recording, alarm.
+    [[nodiscard]] CStatusLine *GetStatusLine() const { return m_statusLine; }
+    /// Brings the status line up to date now instead of at its next tick.
+    void RefreshStatusLine();
 
 signals:
     /// The source ended by itself: end of the replay file (or a read error in it), or the port
@@ -138,6 +145,11 @@ private:
     void ReceiverLost(int errorCode, const CReceiverUpdate &update);
     void RetryPort();
     bool OpenNetworkSource(const CSourceAddress &source);
+    // `source` itself, whatever is configured.
+    bool OpenSource(const CSourceAddress &source);
+    // A source began to deliver (or is being tried again): the status line's ages start now.
+    void StatusSourceOpened(CStatusState::Source kind);
+    [[nodiscard]] double StatusNow() const { return m_statusClock.elapsed() / 1000.0; }
     // gpsd holds the port: the box says so and offers to read the receiver through gpsd.
     bool OfferGpsd(const QString &why, const QString &details);
     // A SiRF receiver in binary mode: offers the switch to NMEA, then finds its speed again.
@@ -167,6 +179,7 @@ private:
     CDisplaySettings m_display;
     QToolBar *m_toolBar = nullptr;
     CNoticeBar *m_notice = nullptr;
+    CStatusLine *m_statusLine = nullptr;
     CGPSSheet *m_sheet = nullptr;
     CDashboard *m_dashboard = nullptr;
     CMapView *m_mapView = nullptr;
@@ -200,4 +213,7 @@ private:
     int m_alarmCount = 0;
     // While the command line's full screen is in effect: the state to store instead.
     std::optional<WindowShow> m_showBeforeOption;
+    CStatusState m_status;
+    QElapsedTimer m_statusClock;
+    QTimer *m_statusTick = nullptr;
 };

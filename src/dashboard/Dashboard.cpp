@@ -224,6 +224,13 @@ void CDashboard::SetReplaying(bool replaying)
     UpdateFreshness();
 }
 
+void CDashboard::ReplayEnded()
+{
+    m_ages.SetWallTime(m_wallClock.elapsed() / 1000.0);
+    m_ages.EndReplay();
+    UpdateFreshness();
+}
+
 void CDashboard::Fed(GaugeFeed feed)
 {
     m_ages.SetWallTime(m_wallClock.elapsed() / 1000.0);

@@ -61,6 +61,8 @@ public:
     void SetFixLost(bool lost);
     /// The source is a replay: its feeds age by the log's own time.
     void SetReplaying(bool replaying);
+    /// The replay ended: the values go stale on the wall clock instead of staying live.
+    void ReplayEnded();
 
     /// The units the instruments show, as they reported them.
     [[nodiscard]] const CInstrumentUnits &GetInstrumentUnits() const { return m_units; }

@@ -18,6 +18,18 @@ void CFeedAges::SetReplaying(bool replaying)
     Forget();
 }
 
+void CFeedAges::EndReplay()
+{
+    if (!m_replaying)
+        return;
+    const double logNow = Now();
+    for (double &fed : m_fed)
+        if (fed != kNever)
+            fed = m_wallTime - (logNow - fed);
+    m_replaying = false;
+    m_logTime = kNever;
+}
+
 void CFeedAges::SetWallTime(double seconds)
 {
     m_wallTime = seconds;

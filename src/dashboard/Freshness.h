@@ -33,6 +33,9 @@ class CFeedAges
 public:
     /// A new kind of source: nothing fed yet on its clock.
     void SetReplaying(bool replaying);
+    /// The replay ended: its feeds age on from the log's last time on the wall clock (set it
+    /// first), as a receiver's that fell silent do.
+    void EndReplay();
     /// The wall clock, in seconds from any origin; used while live.
     void SetWallTime(double seconds);
     /// A time of day from the log (seconds since midnight UTC); the replay clock follows it

@@ -89,10 +89,12 @@ bool CDataSource::OpenReplay(const std::string &path, std::string &error,
         return false;
     }
     session->m_identity = CFileIdentity{st.st_dev, st.st_ino};
-    if (S_ISREG(st.st_mode))
+    if (S_ISREG(st.st_mode)) {
+        session->m_replayTotal = static_cast<std::uint64_t>(st.st_size);
         ::fcntl(session->m_fd, F_SETFL, ::fcntl(session->m_fd, F_GETFL) & ~O_NONBLOCK);
-    else
+    } else {
         session->m_waitForData = true; // FIFO, device, socket: poll together with the stop event
+    }
     m_lastFailure = Failure::Thread;
     if (!Start(std::move(session))) {
         error = std::string("cannot start the reader: ") + std::strerror(errno);
@@ -199,6 +201,13 @@ bool CDataSource::IsReplaying() const
 bool CDataSource::IsNetwork() const
 {
     return IsOpen() && m_session->m_network;
+}
+
+CDataSource::CReplayProgress CDataSource::GetReplayProgress() const
+{
+    if (!IsReplaying())
+        return {};
+    return {m_session->m_replayHanded.load(std::memory_order_relaxed), m_session->m_replayTotal};
 }
 
 std::optional<CFileIdentity> CDataSource::GetReplayIdentity() const

@@ -7,6 +7,7 @@
 #include "receiver/SourceStatus.h"
 
 #include <atomic>
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -94,6 +95,13 @@ public:
     [[nodiscard]] bool IsOpen() const;
     [[nodiscard]] bool IsReplaying() const;
     [[nodiscard]] bool IsNetwork() const;
+    /// A replay's progress: bytes cut into lines so far and the file's size (0 for a FIFO or
+    /// device); zeros unless replaying. Never waits for the reader.
+    struct CReplayProgress {
+        std::uint64_t bytes = 0;
+        std::uint64_t total = 0;
+    };
+    [[nodiscard]] CReplayProgress GetReplayProgress() const;
     /// The file being replayed; empty unless replaying.
     [[nodiscard]] std::optional<CFileIdentity> GetReplayIdentity() const;
 

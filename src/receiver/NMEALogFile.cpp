@@ -31,6 +31,7 @@ bool CNMEALogFile::Create(const std::string &path, const std::optional<CFileIden
     Close();
     m_path = path;
     m_replacedBytes = 0;
+    m_writtenBytes = 0;
     m_refusal = Refusal::None;
     m_errorCode = 0;
     m_errorText.clear();
@@ -118,6 +119,7 @@ void CNMEALogFile::Flush()
             return;
         }
     }
+    m_writtenBytes += static_cast<long long>(done);
     m_buffer.clear();
     m_lineEnds.clear();
 }

@@ -56,6 +56,8 @@ public:
     [[nodiscard]] const std::string &GetPath() const { return m_path; }
     /// Bytes the file held before the last Create() emptied it.
     [[nodiscard]] long long GetReplacedBytes() const { return m_replacedBytes; }
+    /// Bytes the last Create()'s file got from Flush(), whole lines only.
+    [[nodiscard]] long long GetWrittenBytes() const { return m_writtenBytes; }
     /// The open log's file; empty while closed.
     [[nodiscard]] std::optional<CFileIdentity> GetIdentity() const;
     [[nodiscard]] Refusal GetRefusal() const { return m_refusal; }
@@ -79,6 +81,7 @@ private:
     std::vector<std::size_t> m_lineEnds; // in m_buffer
     std::string m_path;
     long long m_replacedBytes = 0;
+    long long m_writtenBytes = 0;
     Refusal m_refusal = Refusal::None;
     std::string m_errorText;
     int m_errorCode = 0;

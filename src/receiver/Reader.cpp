@@ -169,6 +169,7 @@ void RunReader(std::shared_ptr<CReaderSession> session)
     std::vector<char> block(s.m_replay ? kReplayBlock : kPortBlock);
     bool endedBySource = false;
     int endError = 0;
+    std::uint64_t handed = 0; // replay bytes, for the progress shown
     const auto end = [&](int errorCode) {
         endedBySource = true;
         endError = errorCode;
@@ -219,6 +220,8 @@ void RunReader(std::shared_ptr<CReaderSession> session)
             // is the file itself.
             if (assembler.GetPending() > 0) {
                 batch.AddUnfinished(assembler.GetPendingBytes());
+                handed += assembler.GetPending();
+                s.m_replayHanded.store(handed, std::memory_order_relaxed);
                 assembler.DropPending();
                 if (!HandOver(s, batch))
                     break;
@@ -251,6 +254,10 @@ void RunReader(std::shared_ptr<CReaderSession> session)
             }
             // Every byte goes on, for the recording; the parser reads the line as cut.
             batch.Add(assembler.GetRaw());
+            if (s.m_replay) {
+                handed += assembler.GetRaw().size();
+                s.m_replayHanded.store(handed, std::memory_order_relaxed);
+            }
         });
         if (!go || !HandOver(s, batch))
             break;

@@ -98,6 +98,10 @@ struct CReaderSession {
     std::shared_ptr<std::atomic<unsigned>> m_replayDelay;
     std::shared_ptr<std::atomic<GnssMode>> m_gnssMode;
 
+    std::uint64_t m_replayTotal = 0; // the replay file's size, 0 for a FIFO or device
+    // Bytes of the replay cut into lines so far: the status line reads it while the reader runs.
+    std::atomic<std::uint64_t> m_replayHanded{0};
+
     std::atomic<bool> m_stop{false};
     std::atomic<bool> m_open{true};
 

@@ -118,6 +118,8 @@ public:
 
     /// The source: a port opened (by the user or a retry), a replay started, the user closed it.
     void PortOpened(const std::string &device) { m_watch.OnPortOpened(device); }
+    /// The user opened `source`: Plain Connect opens it again after a replay.
+    void LiveSourceOpened(const CSourceAddress &source) { m_watch.RememberLiveSource(source); }
     void ReplayStarted() { m_watch.OnReplayStarted(); }
     void ClosedByUser() { m_watch.OnClosedByUser(); }
     /// The source ended by itself (`errorCode` 0: the end of a replay file). A live receiver

@@ -6,13 +6,30 @@ void CReceiverWatch::OnPortOpened(const std::string &device)
     m_device = device;
 }
 
+void CReceiverWatch::RememberLiveSource(const CSourceAddress &source)
+{
+    m_live = source;
+    m_beforeReplay.reset();
+}
+
+std::optional<CSourceAddress> CReceiverWatch::SourceBeforeReplay() const
+{
+    return m_state == State::Live ? std::nullopt : m_beforeReplay;
+}
+
 void CReceiverWatch::OnReplayStarted()
 {
+    // A receiver being retried was still the user's choice; a second replay keeps the first's.
+    if (m_state == State::Live || m_state == State::Reconnecting)
+        m_beforeReplay = m_live;
     m_state = State::Replaying;
 }
 
 void CReceiverWatch::OnClosedByUser()
 {
+    // Closing the receiver itself is a choice against it; closing a replay is not.
+    if (m_state == State::Live || m_state == State::Reconnecting)
+        m_beforeReplay.reset();
     m_state = State::Closed;
 }
 

@@ -1,5 +1,8 @@
 #pragma once
 
+#include "receiver/SourceAddress.h"
+
+#include <optional>
 #include <string>
 
 /// What the window does when its data source ends by itself, and the retrying of a receiver
@@ -24,6 +27,11 @@ public:
 
     /// A port was opened, by the user or by a retry.
     void OnPortOpened(const std::string &device);
+    /// The user opened a live source (a port, a network source): after a replay that takes its
+    /// place, it is the one to open again.
+    void RememberLiveSource(const CSourceAddress &source);
+    /// The live source a replay took the place of, while no live source is open.
+    [[nodiscard]] std::optional<CSourceAddress> SourceBeforeReplay() const;
     void OnReplayStarted();
     /// The user closed the source or chose another one: no more retries.
     void OnClosedByUser();
@@ -43,4 +51,6 @@ public:
 private:
     State m_state = State::Closed;
     std::string m_device;
+    std::optional<CSourceAddress> m_live;
+    std::optional<CSourceAddress> m_beforeReplay;
 };

@@ -236,6 +236,8 @@ TEST_F(ScreenFit, GeometryClampedThenRemembered)
         ini.setValue(key + QLatin1String(kWindowShowSetting.name), 0);
     }
     const QRect screen = Available();
+    const QRect smaller(screen.x() + 10, screen.y() + 20, screen.width() - 20,
+                        screen.height() * 3 / 4);
     {
         CMainFrame frame;
         frame.show();
@@ -246,16 +248,15 @@ TEST_F(ScreenFit, GeometryClampedThenRemembered)
             << Describe(frame.frameGeometry());
         ExpectOnScreen(frame, "the stored window");
         // The user makes it smaller; it is closed.
-        frame.setGeometry(screen.x() + 10, screen.y() + 20, screen.width() - 20,
-                          screen.height() / 2);
+        frame.setGeometry(smaller);
         QCoreApplication::processEvents();
+        ASSERT_EQ(frame.geometry(), smaller) << "above the window's least size";
         frame.close();
     }
     auto again = std::make_unique<CMainFrame>();
     again->show();
     ASSERT_TRUE(ProcessUntil([&] { return again->isVisible(); }));
-    EXPECT_EQ(again->geometry(),
-              QRect(screen.x() + 10, screen.y() + 20, screen.width() - 20, screen.height() / 2));
+    EXPECT_EQ(again->geometry(), smaller);
     EXPECT_FALSE(again->isFullScreen());
 
     // Full screen is remembered too, and so is the size it returns to.
@@ -268,7 +269,7 @@ TEST_F(ScreenFit, GeometryClampedThenRemembered)
     third.ToggleFullScreen();
     ASSERT_TRUE(ProcessUntil([&] { return !third.isFullScreen(); }));
     EXPECT_EQ(third.geometry(),
-              QRect(screen.x() + 10, screen.y() + 20, screen.width() - 20, screen.height() / 2));
+              smaller);
 }
 
 // The digital dashboard keeps F11 for itself: it closes, the main window stays as it was.
