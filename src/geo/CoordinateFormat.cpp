@@ -9,6 +9,8 @@
 namespace
 {
 
+constexpr double kLargestDisplayedDegrees = 1e9;
+
 // The exact double of 1/60, so typed positions convert the same everywhere.
 constexpr double kOneSixtieth = 0.016666666666666666;
 
@@ -105,6 +107,59 @@ std::string FormatPosition(const CGeoPosition &position, std::string_view separa
     if (format < CoordinateFormat::DD || format > CoordinateFormat::DDMMSS)
         return sep;
     return FormatLatitude(position, format, true) + sep + FormatLongitude(position, format, true);
+}
+
+std::string DisplayAngle(double value, CoordinateFormat format)
+{
+    if (format < CoordinateFormat::DD || format > CoordinateFormat::DDMMSS)
+        return {};
+    if (!std::isfinite(value))
+        return kNoCoordinate;
+    const double a = std::fabs(value);
+    // Far off the earth the units below would overflow; such a number is garbage anyway.
+    if (format == CoordinateFormat::DD || a > kLargestDisplayedDegrees)
+        return FormatC("%.6f%s", a, kDegreeSign);
+    // Rounded once in units of the last digit shown, so a carry reaches the degrees.
+    if (format == CoordinateFormat::DDMM) {
+        constexpr long long kPerMinute = 10000;
+        const long long units = std::llround(a * 60.0 * kPerMinute);
+        const long long degrees = units / (60 * kPerMinute);
+        const long long rest = units % (60 * kPerMinute);
+        return FormatC("%lld%s %02lld.%04lld%s", degrees, kDegreeSign, rest / kPerMinute,
+                       rest % kPerMinute, kMinuteSign);
+    }
+    constexpr long long kPerSecond = 100;
+    const long long units = std::llround(a * 3600.0 * kPerSecond);
+    const long long degrees = units / (3600 * kPerSecond);
+    const long long minutes = units / (60 * kPerSecond) % 60;
+    const long long rest = units % (60 * kPerSecond);
+    return FormatC("%lld%s %02lld%s %02lld.%02lld%s", degrees, kDegreeSign, minutes, kMinuteSign,
+                   rest / kPerSecond, rest % kPerSecond, kSecondSign);
+}
+
+std::string DisplayLatitude(const CGeoPosition &position, CoordinateFormat format)
+{
+    std::string text = DisplayAngle(position.m_latitude, format);
+    if (std::isfinite(position.m_latitude) && !text.empty())
+        text += position.m_latitude > 0.0 ? " N" : " S";
+    return text;
+}
+
+std::string DisplayLongitude(const CGeoPosition &position, CoordinateFormat format)
+{
+    std::string text = DisplayAngle(position.m_longitude, format);
+    if (std::isfinite(position.m_longitude) && !text.empty())
+        text += position.m_longitude > 0.0 ? " E" : " W";
+    return text;
+}
+
+std::string DisplayPosition(const CGeoPosition &position, std::string_view separator,
+                            CoordinateFormat format)
+{
+    if (format < CoordinateFormat::DD || format > CoordinateFormat::DDMMSS)
+        return FormatPosition(position, separator, format);
+    const std::string sep(separator.substr(0, separator.find('\0')));
+    return DisplayLatitude(position, format) + sep + DisplayLongitude(position, format);
 }
 
 int ParsePosition(CGeoPosition &position, std::string_view longitudeText, int longitudeHemisphere,
