@@ -1,11 +1,16 @@
 #include "app/CommandTable.h"
 #include "app/MainFrame.h"
+#include "maps/MapView.h"
 #include "receiver/NMEALogFile.h"
 #include "ui/UiTestUtils.h"
 #include "waypoints/WaypointBook.h"
 
+#include <QAction>
 #include <QApplication>
+#include <QContextMenuEvent>
 #include <QFileDialog>
+#include <QLineEdit>
+#include <QMenu>
 #include <QTimer>
 
 #include <memory>
@@ -40,12 +45,49 @@ protected:
                 dialog->reject();
                 return;
             }
-            dialog->selectFile(typed);
+            // Typed into the name edit as a user would: selectFile() did not keep "drive1" once
+            // the folder listed drive1.nmea.
+            dialog->findChild<QLineEdit *>(QStringLiteral("fileNameEdit"))->setText(typed);
             static_cast<QDialog *>(dialog)->accept(); // QFileDialog::accept, which checks the name
         });
         poll.start(10);
         frame.RunCommand(command);
         QCoreApplication::processEvents();
+        return seen;
+    }
+
+    // Opens the Map page's menu, picks `item` and cancels the file dialog it opens.
+    std::optional<SFileDialogSeen> FromMapMenu(CMainFrame &frame, const QString &item)
+    {
+        std::optional<SFileDialogSeen> seen;
+        // Two timers: a timer is not called again while its call runs, and the item's dialog
+        // opens within the menu timer's call.
+        QTimer menuPoll;
+        QObject::connect(&menuPoll, &QTimer::timeout, [&] {
+            auto *menu = qobject_cast<QMenu *>(QApplication::activePopupWidget());
+            if (menu == nullptr)
+                return;
+            for (QAction *action : menu->actions()) {
+                if (action->text() == item) {
+                    menu->hide();
+                    action->trigger();
+                    return;
+                }
+            }
+        });
+        QTimer dialogPoll;
+        QObject::connect(&dialogPoll, &QTimer::timeout, [&] {
+            if (auto *dialog = qobject_cast<QFileDialog *>(QApplication::activeModalWidget())) {
+                seen = SFileDialogSeen{dialog->windowTitle(), dialog->nameFilters()};
+                dialog->reject();
+            }
+        });
+        menuPoll.start(10);
+        dialogPoll.start(10);
+        CMapView &map = *frame.GetMapView();
+        QContextMenuEvent event(QContextMenuEvent::Mouse, QPoint(5, 5),
+                                map.mapToGlobal(QPoint(5, 5)));
+        QCoreApplication::sendEvent(&map, &event);
         return seen;
     }
 };
@@ -101,4 +143,17 @@ TEST_F(FileDialogsTest, ReplayAlsoListsFilesWithoutTheExtension)
     EXPECT_EQ(seen->title, QStringLiteral("Replay NMEA log"));
     EXPECT_EQ(seen->filters, QStringList({QStringLiteral("NMEA Log Files (*.nmea)"),
                                           QStringLiteral("All files (*)")}));
+}
+
+TEST_F(FileDialogsTest, MapMenuDialogsSayWhatTheyAreFor)
+{
+    CMainFrame frame;
+    const auto track = FromMapMenu(frame, QStringLiteral("Load Track..."));
+    ASSERT_TRUE(track);
+    EXPECT_EQ(track->title, QStringLiteral("Load track from NMEA log"));
+    EXPECT_EQ(track->filters,
+              QStringList({QStringLiteral("NMEA Logs (*.nmea)"), QStringLiteral("All files (*)")}));
+    const auto image = FromMapMenu(frame, QStringLiteral("Add New Map..."));
+    ASSERT_TRUE(image);
+    EXPECT_EQ(image->title, QStringLiteral("Select map image"));
 }
