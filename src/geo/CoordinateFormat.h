@@ -45,6 +45,8 @@ std::string DisplayPosition(const CGeoPosition &position, std::string_view separ
                             CoordinateFormat format);
 
 /// Sets longitude, then latitude, from typed DD, DDMM or DDMMSS text; hemisphere 1 is S or W,
-/// 0 N or E. Text that is no number leaves its coordinate. Returns 1, or 0 for any other format.
+/// 0 N or E. Text with a degree sign is read as DisplayAngle writes it, whatever the format
+/// ("48° 08.4140′"; ' and " do for the primes). Text that is no number, or signed text of
+/// another shape, leaves its coordinate. Returns 1, or 0 for any other format.
 int ParsePosition(CGeoPosition &position, std::string_view longitudeText, int longitudeHemisphere,
                   std::string_view latitudeText, int latitudeHemisphere, CoordinateFormat format);
