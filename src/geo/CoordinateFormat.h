@@ -29,10 +29,10 @@ inline constexpr const char *kDegreeSign = "\u00B0";
 inline constexpr const char *kMinuteSign = "\u2032";
 inline constexpr const char *kSecondSign = "\u2033";
 
-/// The on-screen text of the absolute angle, for reading rather than typing back:
-/// "48.140233°", "48° 08.4140′", "48° 08′ 24.84″", rounded with the carry ("47° 60.0000′" reads
-/// "48° 00.0000′"). kNoCoordinate for NaN or an infinity; empty for other formats. Files and the
-/// command line keep FormatAngle's digits.
+/// The on-screen text of the absolute angle: "48.140233°", "48° 08.4140′", "48° 08′ 24.84″",
+/// rounded with the carry ("47° 60.0000′" reads "48° 00.0000′"). kNoCoordinate for NaN or an
+/// infinity; empty for other formats. Files and the command line keep FormatAngle's digits;
+/// ParsePosition reads both.
 std::string DisplayAngle(double value, CoordinateFormat format);
 
 /// DisplayAngle with the hemisphere, by FormatLatitude's and FormatLongitude's rule.
