@@ -72,6 +72,54 @@ TEST(CoordinateFormat, AnglesAndPositions)
               "00.500000");
 }
 
+// What the window shows; the bytes of ° (U+00B0), ′ (U+2032) and ″ (U+2033) are spelled out.
+TEST(CoordinateFormat, DisplayedWithDegreeMinuteAndSecondSigns)
+{
+    struct Case {
+        CGeoPosition position;
+        CoordinateFormat format;
+        const char *separator, *expected, *legend;
+    };
+    const CGeoPosition munich(48.0 + 8.414 / 60.0, 11.516667, 500.0);
+    const Case cases[] = {
+        {munich, CoordinateFormat::DDMM, "\n",
+         "48\xC2\xB0 08.4140\xE2\x80\xB2 N\n11\xC2\xB0 31.0000\xE2\x80\xB2 E",
+         "minutes: two digits, four decimals"},
+        {munich, CoordinateFormat::DDMMSS, ", ",
+         "48\xC2\xB0 08\xE2\x80\xB2 24.84\xE2\x80\xB3 N, "
+         "11\xC2\xB0 31\xE2\x80\xB2 00.00\xE2\x80\xB3 E",
+         "seconds: two digits, two decimals"},
+        {CGeoPosition(48.0 + 8.0 / 60.0 + 20.75 / 3600.0, -5.0, 0.0), CoordinateFormat::DDMMSS, " ",
+         "48\xC2\xB0 08\xE2\x80\xB2 20.75\xE2\x80\xB3 N 5\xC2\xB0 00\xE2\x80\xB2 "
+         "00.00\xE2\x80\xB3 W",
+         "no leading zero on the degrees, west"},
+        {CGeoPosition(-0.5, -123.456789, 0.0), CoordinateFormat::DD, " ",
+         "0.500000\xC2\xB0 S 123.456789\xC2\xB0 W", "decimal degrees with the sign"},
+        {CGeoPosition(48.0 + 59.99999 / 60.0, 179.9999999, 0.0), CoordinateFormat::DDMM, " ",
+         "49\xC2\xB0 00.0000\xE2\x80\xB2 N 180\xC2\xB0 00.0000\xE2\x80\xB2 E",
+         "minutes that round up carry into the degrees"},
+        {CGeoPosition(48.0 + 7.0 / 60.0 + 59.999 / 3600.0, 8.5, 0.0), CoordinateFormat::DDMMSS, " ",
+         "48\xC2\xB0 08\xE2\x80\xB2 00.00\xE2\x80\xB3 N 8\xC2\xB0 30\xE2\x80\xB2 "
+         "00.00\xE2\x80\xB3 E",
+         "seconds that round up carry into the minutes"},
+        {CGeoPosition(), CoordinateFormat::DDMM, " ",
+         "0\xC2\xB0 00.0000\xE2\x80\xB2 S 0\xC2\xB0 00.0000\xE2\x80\xB2 W",
+         "zero is south and west, as in the files"},
+        {CGeoPosition(kNaN, -kInf, 0.0), CoordinateFormat::DDMMSS, " : ", "--- : ---", "no number"},
+        {CGeoPosition(48.0, 3e9, 0.0), CoordinateFormat::DDMMSS, " ",
+         "48\xC2\xB0 00\xE2\x80\xB2 00.00\xE2\x80\xB3 N 3000000000.000000\xC2\xB0 E",
+         "huge: plain degrees, no overflow"},
+        {CGeoPosition(48.1173, 11.516667, 0.0), CoordinateFormat::UTM, " ",
+         "687299.60 5332401.25 32U", "UTM as in the files"},
+        {munich, static_cast<CoordinateFormat>(0), " / ", " / ", "unknown: the separator alone"},
+    };
+    for (const Case &c : cases) {
+        SCOPED_TRACE(c.legend);
+        EXPECT_EQ(DisplayPosition(c.position, c.separator, c.format), c.expected);
+    }
+    EXPECT_EQ(DisplayAngle(48.5, CoordinateFormat::UTM), "");
+}
+
 TEST(CoordinateFormat, ParsePosition)
 {
     struct Case {
@@ -95,6 +143,17 @@ TEST(CoordinateFormat, ParsePosition)
          -11.516666666666667, "sign"},
         {"abc", "  ", 1, 1, CoordinateFormat::DDMM, 1, 1.5, 2.5,
          "unreadable and blank keep the values"},
+        {"11\xC2\xB0 31.0000\xE2\x80\xB2", "48\xC2\xB0 08\xE2\x80\xB2 20.75\xE2\x80\xB3", 1, 0,
+         CoordinateFormat::DDMM, 1, 48.0 + 8.0 / 60.0 + 20.75 / 3600.0, -(11.0 + 31.0 / 60.0),
+         "as the screen shows them, whatever the notation"},
+        {"11\xC2\xB0 31.5'", "-48\xC2\xB0 30' 36\"", 0, 0, CoordinateFormat::DD, 1, -48.51, 11.525,
+         "ASCII primes, a typed sign"},
+        {"130.08\xC2\xB0", "48\xC2\xB0", 0, 1, CoordinateFormat::DDMMSS, 1, -48.0, 130.08,
+         "degrees alone"},
+        {"11\xC2\xB0 31.0000\xE2\x80\xB2 E", "31\xE2\x80\xB2 48\xC2\xB0", 0, 0,
+         CoordinateFormat::DDMM, 1, 1.5, 2.5, "a letter, minutes first: kept, not misread"},
+        {"1-2\xC2\xB0", "48\xC2\xB0 -5\xE2\x80\xB2", 0, 0, CoordinateFormat::DDMM, 1, 1.5, 2.5,
+         "a sign inside a number or on the minutes: kept"},
         {"1", "1", 0, 0, static_cast<CoordinateFormat>(0), 0, 1.5, 2.5, "format 0 is refused"},
         {"1", "1", 0, 0, CoordinateFormat::UTM, 0, 1.5, 2.5, "UTM text is not parsed here"},
     };

@@ -38,14 +38,15 @@ TEST(GPSDataRows, LayoutBeforeAnyData)
 {
     EXPECT_EQ(Page("", CoordinateFormat::DD, UnitSystem::Metric),
               Lines({"Satellites in use:|0 of 0 sats", "Quality of fix:|no fix",
-                     "Position DOP:|00.00 00.00", "Horizontal DOP:|00.00 00.00",
-                     "Vertical DOP:|00.00 00.00", "Latitude:|00.000000 S", "Longitude:|00.000000 W",
-                     "Altitude (geoid):|0 m", "Speed:|0.0 km/h", "Heading:|0.0"}));
+                     "Position DOP:|0.00 (avg 0.00)", "Horizontal DOP:|0.00 (avg 0.00)",
+                     "Vertical DOP:|0.00 (avg 0.00)", "Latitude:|0.000000\xC2\xB0 S",
+                     "Longitude:|0.000000\xC2\xB0 W", "Altitude (geoid):|0 m", "Speed:|0.0 km/h",
+                     "Heading:|0.0\xC2\xB0"}));
     // UTM replaces both angle rows.
     const Lines utm = Page("", CoordinateFormat::UTM, UnitSystem::Nautic);
     EXPECT_EQ(Lines(utm.begin() + 5, utm.end()),
               Lines({"Easting Zone:|166021.44 31N", "Northing:|0.00", "Altitude (geoid):|0 feet",
-                     "Speed:|0.0 knots", "Heading:|0.0"}));
+                     "Speed:|0.0 knots", "Heading:|0.0\xC2\xB0"}));
 }
 
 TEST(GPSDataRows, RowTexts)
@@ -64,6 +65,7 @@ TEST(GPSDataRows, RowTexts)
     const std::string high = "GPGGA,1,,,,,1,08,0.9,12000,M,0.0,M";
     constexpr auto DD = CoordinateFormat::DD;
     constexpr auto DDMM = CoordinateFormat::DDMM;
+    constexpr auto DDMMSS = CoordinateFormat::DDMMSS;
     constexpr auto UTM = CoordinateFormat::UTM;
     constexpr auto M = UnitSystem::Metric;
     constexpr auto I = UnitSystem::Imperial;
@@ -76,23 +78,25 @@ TEST(GPSDataRows, RowTexts)
         {"GPGGA,1,,,,,6 GPGSA,A,3", DD, M, "Quality of fix:|? / 3D", "dead reckoning"},
         {"GPGGA,1,,,,,-1", DD, M, "Quality of fix:|?", "negative quality"},
         {"GPGGA,1,,,,,1 GPGSA,A,0", DD, M, "Quality of fix:|GPS fix", "fix mode 0 adds nothing"},
-        {dops + "0.0,1.5,2.0", DD, M, "Horizontal DOP:|01.50 00.00", "zero PDOP: no history"},
-        {twoDops, DD, M, "Position DOP:|13.00 07.50", "PDOP average"},
-        {twoDops, DD, M, "Vertical DOP:|02.50 02.00", "VDOP average"},
-        {dops + "2.5,0.0,1.2", DD, M, "Position DOP:|02.50 00.00", "HDOP sum 0 hides PDOP's"},
+        {dops + "0.0,1.5,2.0", DD, M, "Horizontal DOP:|1.50 (avg 0.00)", "zero PDOP: no history"},
+        {twoDops, DD, M, "Position DOP:|13.00 (avg 7.50)", "PDOP average"},
+        {twoDops, DD, M, "Vertical DOP:|2.50 (avg 2.00)", "VDOP average"},
+        {dops + "2.5,0.0,1.2", DD, M, "Position DOP:|2.50 (avg 0.00)", "HDOP sum 0 hides PDOP's"},
         {gga + "0.0,M", DD, M, "Altitude (geoid):|545.4 m", "no separation"},
         {gga + "47.3,M", DD, M, "Altitude (corr.):|498.1 m", "separation taken off"},
         {gga + "47.3,M", DD, I, "Altitude (corr.):|1634.2 feet", "imperial height"},
         {gga + "-0.0,M", DD, M, "Altitude (geoid):|545.4 m", "negative zero is no separation"},
-        {capeTown + "W", DDMM, M, "Latitude:|3354.0000 S", "south"},
-        {capeTown + "W", DDMM, M, "Longitude:|1824.0000 W", "west"},
+        {capeTown + "W", DDMM, M, "Latitude:|33\xC2\xB0 54.0000\xE2\x80\xB2 S", "south"},
+        {capeTown + "W", DDMM, M, "Longitude:|18\xC2\xB0 24.0000\xE2\x80\xB2 W", "west"},
         {capeTown + "E", UTM, M, "Easting Zone:|259583.22 34H", "UTM easting"},
         {capeTown + "E", UTM, M, "Northing:|6245888.05", "UTM northing"},
         {high, DD, N, "Altitude (geoid):|7.4567 miles", "nautical heights in statute units"},
         {kRMC, DD, M, "Speed:|100.0 km/h", "metric"},
         {kRMC, DD, I, "Speed:|62.1 mph", "imperial from km/h"},
         {kRMC, DD, N, "Speed:|54.0 knots", "nautical"},
-        {kRMC, DD, M, "Heading:|84.4", "course"},
+        {kRMC, DD, M, "Heading:|84.4\xC2\xB0", "course"},
+        {capeTown + "W", DDMMSS, M, "Latitude:|33\xC2\xB0 54\xE2\x80\xB2 00.00\xE2\x80\xB3 S",
+         "seconds"},
     };
     for (const Case &c : cases) {
         SCOPED_TRACE(c.legend);

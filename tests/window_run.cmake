@@ -32,6 +32,29 @@ foreach(run demo:all demo:gps multi_gnss:all multi_gnss:gps multi_drive:all faul
     endif()
 endforeach()
 
+# A new user's second start: the data folder has no database of the user's, which is no fault
+# (the factory cities are there), so the unattended run succeeds.
+set(fresh --config-dir "${WORK}/fresh/config" --data-dir "${WORK}/fresh/data")
+foreach(start first second)
+    execute_process(COMMAND "${APP}" --demo --replay-delay 0 --screenshot "${WORK}/fresh.png"
+                            ${fresh}
+                    RESULT_VARIABLE status ERROR_VARIABLE err TIMEOUT 60)
+    if(NOT status EQUAL 0 OR err MATCHES "Waypoint-Database")
+        message(FATAL_ERROR "${start} start without a waypoint database: exit ${status}\n${err}")
+    endif()
+    if(NOT EXISTS "${WORK}/fresh/data/Worldpoints.wdb" OR EXISTS "${WORK}/fresh/data/Waypoints.wdb")
+        message(FATAL_ERROR "${start} start: no factory Worldpoints.wdb, or a Waypoints.wdb made")
+    endif()
+endforeach()
+# A database there but unreadable is a real fault: reported, and the run fails.
+file(REMOVE "${WORK}/fresh/data/Worldpoints.wdb")
+file(MAKE_DIRECTORY "${WORK}/fresh/data/Worldpoints.wdb")
+execute_process(COMMAND "${APP}" --demo --replay-delay 0 --screenshot "${WORK}/fresh.png" ${fresh}
+                RESULT_VARIABLE status ERROR_VARIABLE err TIMEOUT 60)
+if(NOT status EQUAL 1 OR NOT err MATCHES "Waypoint-Database")
+    message(FATAL_ERROR "an unreadable Worldpoints.wdb: exit ${status}, expected 1\n${err}")
+endif()
+
 # Screenshots of the pages after the demo.
 foreach(page dashboard list data digital)
     execute_process(COMMAND "${APP}" --demo --replay-delay 0 --page ${page}

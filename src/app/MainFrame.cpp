@@ -7,8 +7,8 @@
 #include "app/HelpViewer.h"
 #include "app/MenuKeys.h"
 #include "app/NoticeBar.h"
-#include "base/Mnemonic.h"
 #include "app/StatusLine.h"
+#include "base/Mnemonic.h"
 #include "dashboard/Dashboard.h"
 #include "dashboard/DataLogView.h"
 #include "dashboard/DigiDash.h"
@@ -58,7 +58,9 @@
 namespace
 {
 
-constexpr const char *kReplayFilter = "NMEA Log Files (*.nmea)";
+constexpr const char *kReplayTitle = "Replay NMEA log";
+// A log saved without its extension must still be found.
+constexpr const char *kReplayFilter = "NMEA Log Files (*.nmea);;All files (*)";
 constexpr const char *kLogPattern = "*.nmea";
 // The desktop's idle timer is told of activity at most this often while data arrives.
 constexpr qint64 kIdleResetIntervalMs = 20000;
@@ -944,9 +946,9 @@ void CMainFrame::CloseSource()
 
 void CMainFrame::ChooseAndReplay()
 {
-    const QString filter = QString::fromLatin1(kReplayFilter);
-    const QString path = ChooseOpenFile(this, m_display.IsAdvancedFileSelector(), filter, filter,
-                                        QString::fromLatin1(kLogPattern), GetDataDirectory());
+    const QString path = ChooseOpenFile(
+        this, m_display.IsAdvancedFileSelector(), QString::fromLatin1(kReplayTitle),
+        QString::fromLatin1(kReplayFilter), QString::fromLatin1(kLogPattern), GetDataDirectory());
     if (!path.isEmpty())
         ReplayFile(path);
 }
@@ -955,7 +957,8 @@ void CMainFrame::ChooseAndCreateLog()
 {
     const QString path =
         ChooseSaveFile(this, QString::fromLatin1(CNMEALogFile::kDialogTitle),
-                       QString::fromLatin1(CNMEALogFile::kFilterName), GetDataDirectory());
+                       QString::fromLatin1(CNMEALogFile::kFilterName), GetDataDirectory(),
+                       QString::fromLatin1(CNMEALogFile::kExtension));
     if (path.isEmpty()) {
         m_session.GetRecordingRules().ResetCounters();
         return;

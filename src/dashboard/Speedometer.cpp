@@ -73,8 +73,8 @@ void CSpeedometer::SetModeQuiet(int mode)
 
 QString CSpeedometer::GetValueText() const
 {
-    // Any number beyond the three reads as knots.
-    return QString::fromStdString(FormatC("%.6g ", GetValue()))
+    // One decimal, as on the dial's digits. Any number beyond the three reads as knots.
+    return QString::fromStdString(FormatC("%.1f ", GetValue()))
            + UnitLabelText(UnitQuantity::Speed, Units().value_or(UnitSystem::Nautic));
 }
 

@@ -24,7 +24,29 @@ std::string FormatLongitude(const CGeoPosition &position, CoordinateFormat forma
 std::string FormatPosition(const CGeoPosition &position, std::string_view separator,
                            CoordinateFormat format);
 
+/// The degree, prime and double prime signs (U+00B0, U+2032, U+2033) in UTF-8.
+inline constexpr const char *kDegreeSign = "\u00B0";
+inline constexpr const char *kMinuteSign = "\u2032";
+inline constexpr const char *kSecondSign = "\u2033";
+
+/// The on-screen text of the absolute angle: "48.140233°", "48° 08.4140′", "48° 08′ 24.84″",
+/// rounded with the carry ("47° 60.0000′" reads "48° 00.0000′"). kNoCoordinate for NaN or an
+/// infinity; empty for other formats. Files and the command line keep FormatAngle's digits;
+/// ParsePosition reads both.
+std::string DisplayAngle(double value, CoordinateFormat format);
+
+/// DisplayAngle with the hemisphere, by FormatLatitude's and FormatLongitude's rule.
+std::string DisplayLatitude(const CGeoPosition &position, CoordinateFormat format);
+std::string DisplayLongitude(const CGeoPosition &position, CoordinateFormat format);
+
+/// FormatPosition for the screen: DisplayLatitude, separator, DisplayLongitude; UTM and unknown
+/// formats as FormatPosition has them.
+std::string DisplayPosition(const CGeoPosition &position, std::string_view separator,
+                            CoordinateFormat format);
+
 /// Sets longitude, then latitude, from typed DD, DDMM or DDMMSS text; hemisphere 1 is S or W,
-/// 0 N or E. Text that is no number leaves its coordinate. Returns 1, or 0 for any other format.
+/// 0 N or E. Text with a degree sign is read as DisplayAngle writes it, whatever the format
+/// ("48° 08.4140′"; ' and " do for the primes). Text that is no number, or signed text of
+/// another shape, leaves its coordinate. Returns 1, or 0 for any other format.
 int ParsePosition(CGeoPosition &position, std::string_view longitudeText, int longitudeHemisphere,
                   std::string_view latitudeText, int latitudeHemisphere, CoordinateFormat format);

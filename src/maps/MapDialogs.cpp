@@ -337,8 +337,8 @@ void CSelectMapDialog::OnBrowse()
                                ? current.absolutePath()
                                : GetDataDirectory();
     // The selector takes one fnmatch pattern, which cannot name several suffixes.
-    const QString path = ChooseOpenFile(this, m_advancedFileSelector, QString(), ImageFileFilter(),
-                                        QStringLiteral("*"), folder);
+    const QString path = ChooseOpenFile(this, m_advancedFileSelector, tr("Select map image"),
+                                        ImageFileFilter(), QStringLiteral("*"), folder);
     if (!path.isEmpty())
         m_file->setText(path);
 }

@@ -143,8 +143,8 @@ void CMapInput::Tapped(const QPoint &pos)
     const CWaypoint &w = waypoints[static_cast<std::size_t>(hit)];
     ShowMessage(&m_page,
                 {QStringLiteral("Waypoint "),
-                 QString::fromStdString(w.m_name + "\n"
-                                        + FormatPosition(w.m_position, "\n", m_options.projection)),
+                 QString::fromStdString(
+                     w.m_name + "\n" + DisplayPosition(w.m_position, "\n", m_options.projection)),
                  QMessageBox::Information,
                  {}});
 }

@@ -110,9 +110,9 @@ QMenu *CMapMenu::Create()
     });
     gotoWaypoint->setEnabled(m_options.waypoints != nullptr);
     menu->addAction(tr("Load Track..."), &m_page, [this] {
-        const QString path =
-            ChooseOpenFile(&m_page, m_options.advancedFileSelector, tr("Select log file..."),
-                           tr("NMEA Logs (*.nmea)"), QStringLiteral("*.nmea"), m_directory);
+        const QString path = ChooseOpenFile(
+            &m_page, m_options.advancedFileSelector, tr("Load track from NMEA log"),
+            tr("NMEA Logs (*.nmea);;All files (*)"), QStringLiteral("*.nmea"), m_directory);
         if (!path.isEmpty())
             LoadTrackFile(path);
     });
@@ -125,7 +125,7 @@ QMenu *CMapMenu::Create()
     menu->addAction(tr("Select Map..."), &m_page, [this] { SelectMap(); });
     menu->addAction(tr("Add New Map..."), &m_page, [this] {
         const QString path =
-            ChooseOpenFile(&m_page, m_options.advancedFileSelector, tr("Select log file..."),
+            ChooseOpenFile(&m_page, m_options.advancedFileSelector, tr("Select map image"),
                            ImageFileFilter(), QStringLiteral("*"), m_directory);
         if (!path.isEmpty())
             AddMapFile(path);
@@ -205,8 +205,7 @@ void CMapMenu::OfferCalibration(const QString &imagePath)
                          tr("No calibration file lies beside this map.\nImport one (.map, world "
                             "file or KML)?")))
             return;
-        file = ChooseOpenFile(&m_page, m_options.advancedFileSelector,
-                              tr("Select calibration file..."),
+        file = ChooseOpenFile(&m_page, m_options.advancedFileSelector, tr("Import calibration"),
                               tr("Calibrations (*.map *.jgw *.pgw *.tfw *.gfw *.wld *.kml)"),
                               QStringLiteral("*"), QFileInfo(imagePath).absolutePath());
         if (file.isEmpty())

@@ -246,7 +246,7 @@ std::string CMapPageModel::CoordinatesText(CoordinateFormat format) const
 {
     CGeoPosition centre;
     if (GetCursorPosition(centre))
-        return FormatPosition(centre, " : ", format);
+        return DisplayPosition(centre, " : ", format);
     const CMapPoint &c = m_viewport.GetCentre();
     return FormatC("%d:%d", c.x, c.y);
 }

@@ -26,6 +26,6 @@ bool ApplyPairFields(const CReferenceFields &fields, CoordinateFormat format, CP
 
 std::string PairText(const CPositionPair &pair, CoordinateFormat format)
 {
-    return FormatC("(%s) -> (%d, %d)", FormatPosition(pair.m_position, ", ", format).c_str(),
+    return FormatC("(%s) -> (%d, %d)", DisplayPosition(pair.m_position, ", ", format).c_str(),
                    pair.m_point.x, pair.m_point.y);
 }

@@ -41,7 +41,7 @@ const char *FixModeText(int fixMode)
 
 std::string DilutionText(double value, double average)
 {
-    return FormatC("%05.2lf %05.2lf", value, average);
+    return FormatC("%.2lf (avg %.2lf)", value, average);
 }
 
 // Heights go out in feet at sea: nautical miles would be useless for an altitude.
@@ -94,8 +94,8 @@ CDataRows BuildPositionRows(const CNMEAParser &parser, CoordinateFormat coordina
         rows.push_back({"Easting Zone:", FormatC("%.2f %s", easting, zone.c_str())});
         rows.push_back({"Northing:", FormatC("%.2f", northing)});
     } else {
-        rows.push_back({"Latitude:", FormatLatitude(gga.m_position, coordinateFormat, true)});
-        rows.push_back({"Longitude:", FormatLongitude(gga.m_position, coordinateFormat, true)});
+        rows.push_back({"Latitude:", DisplayLatitude(gga.m_position, coordinateFormat)});
+        rows.push_back({"Longitude:", DisplayLongitude(gga.m_position, coordinateFormat)});
     }
     std::string altitude;
     CDistance(gga.m_altitude - gga.m_geoidSeparation).Format(altitude, AltitudeUnitSystem(units));
@@ -115,6 +115,6 @@ CDataRows BuildHeadingRows(const CNMEAParser &parser, UnitSystem units)
         shown = rmc.m_speedKnots;
     return {
         {"Speed:", FormatC("%.1lf ", shown).append(UnitLabel(UnitQuantity::Speed, units))},
-        {"Heading:", FormatC("%.1lf", rmc.m_course)},
+        {"Heading:", FormatC("%.1lf", rmc.m_course).append(kDegreeSign)},
     };
 }

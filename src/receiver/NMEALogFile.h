@@ -26,9 +26,11 @@ class CNMEALogFile
 {
 public:
     static constexpr const char *kCreateFailedMessage = "Failed to create log file.";
-    static constexpr const char *kDialogTitle = "Select log file...";
+    static constexpr const char *kDialogTitle = "Record NMEA log as";
     static constexpr const char *kFilterName = "NMEA Logs (*.nmea)";
     static constexpr const char *kFilterPattern = "*.nmea";
+    /// Added to a log name typed without an extension, so Replay and Load Track list it.
+    static constexpr const char *kExtension = "nmea";
 
     /// Why Create() failed.
     enum class Refusal { None, System, InUse, SameAsReplay };

@@ -6,7 +6,8 @@
 #include <vector>
 
 inline constexpr const char *kWaypointFileName = "Waypoints.wdb";
-/// Read while "Waypoints.wdb" is missing; never written.
+/// Read while "Waypoints.wdb" is missing; put in place once with the factory cities, never
+/// saved to.
 inline constexpr const char *kWorldpointFileName = "Worldpoints.wdb";
 inline constexpr const char *kMapFileName = "MapInfo.gdb";
 /// Read while "MapInfo.gdb" is missing; never written.

@@ -1,6 +1,7 @@
 #include "waypoints/WaypointBook.h"
 
 #include "storage/ProgramDatabases.h"
+#include "waypoints/FactoryWaypoints.h"
 #include "waypoints/WaypointDatabase.h"
 #include "waypoints/WaypointDialogs.h"
 #include "widgets/FileDialogs.h"
@@ -18,7 +19,7 @@
 namespace
 {
 
-constexpr const char *kExportTitle = "choose filename...";
+constexpr const char *kExportTitle = "Export waypoints as GPX";
 constexpr const char *kGpxFilter = "GPX Files (*.gpx)";
 constexpr const char *kLocFilter = "LOC Files (*.loc)";
 constexpr const char *kExportFailedMessage = "Unable to write\nthe GPX file.";
@@ -55,6 +56,18 @@ bool LooksUnchanged(const std::string &path, const CDatabaseStamp &stamp)
            && stamp.size == static_cast<std::uint64_t>(st.st_size)
            && stamp.modifiedNs
                   == static_cast<std::int64_t>(st.st_mtim.tv_sec) * 1000000000 + st.st_mtim.tv_nsec;
+}
+
+void InstallFactoryWaypoints(const QString &directory)
+{
+    QFile cities(QStringLiteral(":/waypoints/cities.txt"));
+    if (!cities.open(QIODevice::ReadOnly))
+        return;
+    const QByteArray text = cities.readAll();
+    // A failure needs no word here: neither database opens, and Load says so.
+    InstallWorldpointDatabase(
+        directory.toStdString(),
+        ParseCityList(std::string_view(text.constData(), static_cast<std::size_t>(text.size()))));
 }
 
 } // namespace
@@ -96,6 +109,9 @@ QString CWaypointBook::GetDatabasePath() const
 void CWaypointBook::Load(const QString &directory, bool firstStart)
 {
     m_directory = directory;
+    // As with the factory world map: without a database of their own, users get the world's
+    // cities, so the box below stands for a real fault (unreadable, damaged, not writable).
+    InstallFactoryWaypoints(directory);
     CWaypointLoad load = LoadWaypointDatabase(directory.toStdString());
     m_waypoints = std::move(load.waypoints);
     m_dirty = false;
@@ -210,8 +226,10 @@ void CWaypointBook::Import(WaypointFileType type, bool advancedSelector)
 {
     const bool gpx = type == WaypointFileType::GPX;
     const QString filter = QString::fromLatin1(gpx ? kGpxFilter : kLocFilter);
+    const QString title =
+        gpx ? QObject::tr("Import waypoints from GPX") : QObject::tr("Import waypoints from LOC");
     const QString path = ChooseOpenFile(
-        m_window, advancedSelector, filter, filter,
+        m_window, advancedSelector, title, filter,
         QStringLiteral("*.") + (gpx ? QStringLiteral("gpx") : QStringLiteral("loc")), m_directory);
     if (!path.isEmpty())
         ImportFile(path, type);
@@ -258,8 +276,9 @@ int CWaypointBook::ImportFile(const QString &path, WaypointFileType type)
 
 void CWaypointBook::Export()
 {
-    const QString path = ChooseSaveFile(m_window, QString::fromLatin1(kExportTitle),
-                                        QString::fromLatin1(kGpxFilter), m_directory);
+    const QString path =
+        ChooseSaveFile(m_window, QString::fromLatin1(kExportTitle), QString::fromLatin1(kGpxFilter),
+                       m_directory, QStringLiteral("gpx"));
     if (!path.isEmpty())
         ExportFile(path);
 }

@@ -35,8 +35,9 @@ public:
     /// Boxes show over `window`.
     explicit CWaypointBook(QWidget *window);
 
-    /// Reads the database in `directory`. Neither file opening is reported, unless `firstStart`
-    /// (the directory was only just made, so there is nothing to lose); a damaged file is.
+    /// Reads the database in `directory`, after putting the factory "Worldpoints.wdb" there when
+    /// neither file is. Neither file opening is reported, unless `firstStart` (the directory was
+    /// only just made, so there is nothing to lose); a damaged file is.
     void Load(const QString &directory, bool firstStart);
     /// Writes the list in memory; a failure is shown and the list kept. Another program's
     /// changes since the load are kept, the list's changes applied on top where they can be

@@ -57,5 +57,5 @@ bool ApplyFields(const CWaypointFields &fields, CoordinateFormat format, CWaypoi
 
 std::pair<std::string, std::string> RowTexts(const CWaypoint &waypoint, CoordinateFormat format)
 {
-    return {waypoint.m_name, FormatPosition(waypoint.m_position, " : ", format)};
+    return {waypoint.m_name, DisplayPosition(waypoint.m_position, " : ", format)};
 }

@@ -71,7 +71,7 @@ std::optional<std::string> CWaypointNavigator::CheckProximity(const CGeoPosition
             return std::nullopt;
         m_alerted = true;
         return target->m_name + "\n"
-               + FormatPosition(target->m_position, "\n", CoordinateFormat::DD) + "\n"
+               + DisplayPosition(target->m_position, "\n", CoordinateFormat::DD) + "\n"
                + target->m_description;
     }
     m_alerted = false;

@@ -181,11 +181,11 @@ TEST_F(FrameTest, FixEventsFeedSpeedMapAndList)
 TEST_F(FrameTest, ListPageTexts)
 {
     CGPSData &list = *m_frame->GetListPage();
-    EXPECT_EQ(Row(list, CGPSData::kDilution, "Position DOP:"), "00.00 00.00");
+    EXPECT_EQ(Row(list, CGPSData::kDilution, "Position DOP:"), "0.00 (avg 0.00)");
     Feed({kGgaFix, kGsa3D, kGgaFix});
     EXPECT_EQ(Row(list, CGPSData::kReception, "Quality of fix:"), "GPS fix / 3D");
     EXPECT_EQ(Row(list, CGPSData::kPosition, "Altitude (corr.):"), "498.1 m");
-    EXPECT_EQ(Row(list, CGPSData::kDilution, "Horizontal DOP:"), "01.30 01.30");
+    EXPECT_EQ(Row(list, CGPSData::kDilution, "Horizontal DOP:"), "1.30 (avg 1.30)");
 
     m_frame->RunCommand(kCmdUnitsImperial);
     Feed({kRmc100});
@@ -377,7 +377,7 @@ TEST_F(FrameTest, SatelliteSystemsByMenuAndForOneRun)
     EXPECT_FALSE(m_frame->GetAction(kCmdGnssGpsOnly)->isChecked());
     Feed({gnGga});
     EXPECT_NE(quality(), noFix);
-    EXPECT_EQ(Row(list, CGPSData::kPosition, "Latitude:"), "48.117300 N");
+    EXPECT_EQ(Row(list, CGPSData::kPosition, "Latitude:"), "48.117300\xC2\xB0 N");
     EXPECT_NEAR(MapFixLatitude(*m_frame), 48.1173, 1e-4);
 
     // GPS only, through the menu entry: stored at once, the old position gone, $GN refused.

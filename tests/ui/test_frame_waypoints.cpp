@@ -12,6 +12,7 @@
 #include <QDir>
 #include <QTimer>
 
+#include <algorithm>
 #include <memory>
 
 namespace
@@ -127,11 +128,39 @@ TEST_F(FrameWaypointsTest, ImportSavesExportSaysHowMany)
               (Texts_t{"ERROR|failed to load file!", "|0 waypoint(s) successfully imported."}));
 }
 
-TEST_F(FrameWaypointsTest, StartWithoutOrWithADamagedDatabase)
+// A later start with no database of the user's: the factory cities, no box, and the user's own
+// database still comes first once there.
+TEST_F(FrameWaypointsTest, StartWithoutADatabaseLoadsTheFactoryCities)
 {
     ASSERT_TRUE(QFile::remove(Data("Waypoints.wdb")));
+    {
+        auto frame = Frame();
+        EXPECT_EQ(Texts(), Texts_t{});
+        const CWaypointList &cities = frame->GetWaypoints().GetWaypoints();
+        EXPECT_GT(cities.size(), 100u);
+        EXPECT_TRUE(std::any_of(cities.begin(), cities.end(), [](const CWaypoint &w) {
+            return w.m_name == "Berlin" && w.m_description == "Germany";
+        }));
+        EXPECT_TRUE(QFile::exists(Data("Worldpoints.wdb")));
+        EXPECT_FALSE(QFile::exists(Data("Waypoints.wdb"))) << "the user's file is not made";
+    }
+    auto again = Frame();
+    EXPECT_EQ(Texts(), Texts_t{});
+    EXPECT_GT(again->GetWaypoints().GetWaypoints().size(), 100u);
+
+    WriteFile("Waypoints.wdb", EncodeWaypoints(Gate()));
+    EXPECT_EQ(Frame()->GetWaypoints().GetWaypoints(), Gate());
+    EXPECT_EQ(Texts(), Texts_t{});
+}
+
+TEST_F(FrameWaypointsTest, StartWithAnUnreadableOrDamagedDatabase)
+{
+    // There, but no file: no factory file replaces it, and the box says so.
+    ASSERT_TRUE(QFile::remove(Data("Waypoints.wdb")));
+    ASSERT_TRUE(QDir(m_data.path()).mkdir(QStringLiteral("Worldpoints.wdb")));
     Frame();
     EXPECT_EQ(Texts(), Texts_t{"ERROR|Unable to open\nWaypoint-Database."});
+    ASSERT_TRUE(QDir(m_data.path()).rmdir(QStringLiteral("Worldpoints.wdb")));
 
     std::string bytes = EncodeWaypoints({Gate()[0], Gate()[0]});
     bytes.resize(bytes.size() - 3);

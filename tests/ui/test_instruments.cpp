@@ -87,16 +87,16 @@ TEST_F(InstrumentsTest, SpeedometerModesConvertBackWithTheExactFactors)
         const char *digital, *text, *unit, *legend;
     };
     const Step steps[] = {
-        {0, 100, 100, "100.0", "100 km/h", "km/h", "km/h as received"},
-        {2, 0, 62.138818119679364, "62.1", "62.1388 mph", "mph", "to miles"},
-        {1, 0, 100.00273410799727, "100.0", "100.003 km/h", "km/h", "back with 1.609344"},
-        {3, 0, 53.99715664578686, "54.0", "53.9972 knots", "knots", "to knots"},
-        {1, 0, 100.00273410799727, "100.0", "100.003 km/h", "km/h", "back with 1.852"},
-        {1, 0, 100.00273410799727, "100.0", "100.003 km/h", "km/h", "the same mode: no change"},
-        {3, 0, 53.99715664578686, "54.0", "53.9972 knots", "knots", "to knots again"},
-        {2, 0, 62.140517062074984, "62.1", "62.1405 mph", "mph", "knots to miles"},
-        {0, 0, 0, "0.0", "0 mph", "mph", "stopped"},
-        {7, 0, 0, "0.0", "0 knots", "mph", "a mode beyond the three: stored, label kept"},
+        {0, 100, 100, "100.0", "100.0 km/h", "km/h", "km/h as received"},
+        {2, 0, 62.138818119679364, "62.1", "62.1 mph", "mph", "to miles"},
+        {1, 0, 100.00273410799727, "100.0", "100.0 km/h", "km/h", "back with 1.609344"},
+        {3, 0, 53.99715664578686, "54.0", "54.0 knots", "knots", "to knots"},
+        {1, 0, 100.00273410799727, "100.0", "100.0 km/h", "km/h", "back with 1.852"},
+        {1, 0, 100.00273410799727, "100.0", "100.0 km/h", "km/h", "the same mode: no change"},
+        {3, 0, 53.99715664578686, "54.0", "54.0 knots", "knots", "to knots again"},
+        {2, 0, 62.140517062074984, "62.1", "62.1 mph", "mph", "knots to miles"},
+        {0, 0, 0, "0.0", "0.0 mph", "mph", "stopped"},
+        {7, 0, 0, "0.0", "0.0 knots", "mph", "a mode beyond the three: stored, label kept"},
     };
     CSpeedometer speed;
     EXPECT_TRUE(speed.IsDigital());

@@ -55,7 +55,7 @@ TEST_F(MapDialogTest, ReferencesNewestFirstUpdatedAndRemoved)
     }
     EXPECT_EQ(f.Column(0), (QStringList{"C", "B", "A"}));
     EXPECT_EQ(Names(dialog.GetPairs()), (QStringList{"C", "B", "A"}));
-    EXPECT_EQ(f.Column(1)[0], "(33.500000 S, 70.250000 W) -> (120, 80)");
+    EXPECT_EQ(f.Column(1)[0], "(33.500000\xC2\xB0 S, 70.250000\xC2\xB0 W) -> (120, 80)");
     EXPECT_GT(f.List().columnWidth(1), emptyWidth);
 
     // Numbers read as far as they go; the hemisphere comes from the choosers.
@@ -68,7 +68,7 @@ TEST_F(MapDialogTest, ReferencesNewestFirstUpdatedAndRemoved)
     f.Type("mapX", "7x");
     f.Click("updateButton");
     EXPECT_EQ(dialog.GetPairs()[1], Pair("B2", 12.5, -70.25, 7, 80));
-    EXPECT_EQ(f.Column(1)[1], "(12.500000 N, 70.250000 W) -> (7, 80)");
+    EXPECT_EQ(f.Column(1)[1], "(12.500000\xC2\xB0 N, 70.250000\xC2\xB0 W) -> (7, 80)");
 
     for (int left = 3; left > 0; --left) {
         f.Select(0);

@@ -268,8 +268,7 @@ TEST_F(ScreenFit, GeometryClampedThenRemembered)
     ASSERT_TRUE(ProcessUntil([&] { return third.isFullScreen(); }));
     third.ToggleFullScreen();
     ASSERT_TRUE(ProcessUntil([&] { return !third.isFullScreen(); }));
-    EXPECT_EQ(third.geometry(),
-              smaller);
+    EXPECT_EQ(third.geometry(), smaller);
 }
 
 // The digital dashboard keeps F11 for itself: it closes, the main window stays as it was.

@@ -112,7 +112,9 @@ TEST_F(WaypointDialogTest, AddUpdateRemove)
               (QStringList{"Quay", "333000.00", "South", "1511500.00", "East", "5.0"}));
     f.Click("updateButton");
     EXPECT_DOUBLE_EQ(dialog.GetWaypoints()[2].m_position.m_latitude, -33.5);
-    EXPECT_EQ(f.Shown(2, 1), "333000.00 S : 1511500.00 E");
+    EXPECT_EQ(f.Shown(2, 1),
+              "33\xC2\xB0 30\xE2\x80\xB2 00.00\xE2\x80\xB3 S : 151\xC2\xB0 15\xE2\x80\xB2 "
+              "00.00\xE2\x80\xB3 E");
 
     // Removing leaves nothing selected: a second tap must not take the next waypoint too.
     f.Click("removeButton");
