@@ -17,6 +17,7 @@
 #include "receiver/SirfCommands.h"
 #include "settings/SettingsKey.h"
 #include "settings/SettingsTable.h"
+#include "ui/FrameTest.h"
 #include "ui/UiTestUtils.h"
 #include "widgets/NightPalette.h"
 
@@ -79,27 +80,14 @@ std::string Row(const CGPSData &page, CGPSData::Section section, const std::stri
     return "<no row " + label + ">";
 }
 
-class FrameTest : public CUiTest
+class FrameTest : public CFrameTest
 {
 protected:
-    void SetUp() override
-    {
-        CUiTest::SetUp();
-        m_frame = std::make_unique<CMainFrame>();
-    }
-    void TearDown() override
-    {
-        m_frame.reset();
-        CUiTest::TearDown();
-    }
     void Feed(std::initializer_list<std::string> lines)
     {
         for (const std::string &line : lines)
             m_frame->HandleLine(line);
     }
-    QString Temp(const char *name) const { return m_config.filePath(QString::fromLatin1(name)); }
-
-    std::unique_ptr<CMainFrame> m_frame;
 };
 
 TEST_F(FrameTest, MenusCarryEveryCommandWithItsRule)

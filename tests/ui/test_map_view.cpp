@@ -38,6 +38,19 @@ protected:
     }
 
     QString Data(const char *name) const { return m_data.filePath(QString::fromLatin1(name)); }
+    // One waypoint, "Tower", in the book, imported as a user would.
+    void LoadTower(CWaypointBook &book, double latitude, double longitude)
+    {
+        const std::string gpx = "<gpx version=\"1.0\"><wpt lat=\"" + std::to_string(latitude)
+                                + "\" lon=\"" + std::to_string(longitude)
+                                + "\"><name>Tower</name></wpt></gpx>";
+        QFile file(Data("in.gpx"));
+        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+        file.write(gpx.data(), static_cast<qint64>(gpx.size()));
+        file.close();
+        book.Load(m_data.path(), false);
+        ASSERT_EQ(book.ImportFile(Data("in.gpx"), WaypointFileType::GPX), 1);
+    }
 
     // 400 × 300 at zoom 1 centred on (500, 400): map pixel (x, y) shows at (x - 300, y - 250).
     std::unique_ptr<CMapView> View(CWaypointBook *waypoints = nullptr)
@@ -86,15 +99,8 @@ TEST_F(MapViewTest, MarkerAndTrackAtTheFixPixels)
 
 TEST_F(MapViewTest, BearingLineToAWaypointDueNorth)
 {
-    const std::string gpx = R"(<gpx version="1.0"><wpt lat="47.6" lon="11.5"><name>Tower</name>
-        </wpt></gpx>)";
-    QFile file(Data("in.gpx"));
-    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
-    file.write(gpx.data(), static_cast<qint64>(gpx.size()));
-    file.close();
     CWaypointBook book(nullptr);
-    book.Load(m_data.path(), false);
-    ASSERT_EQ(book.ImportFile(Data("in.gpx"), WaypointFileType::GPX), 1);
+    ASSERT_NO_FATAL_FAILURE(LoadTower(book, 47.6, 11.5));
     ASSERT_TRUE(book.SetGotoTarget(0));
     m_messages.clear();
 
@@ -279,15 +285,8 @@ TEST_F(MapViewTest, WaypointsShowAndFollowTheList)
 // Without a pointer: the arrows scroll, Enter taps the centre and names the waypoint there.
 TEST_F(MapViewTest, EnterNamesTheWaypointAtTheCentre)
 {
-    const std::string gpx = R"(<gpx version="1.0"><wpt lat="47.5" lon="11.6"><name>Tower</name>
-        </wpt></gpx>)";
-    QFile file(Data("in.gpx"));
-    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
-    file.write(gpx.data(), static_cast<qint64>(gpx.size()));
-    file.close();
     CWaypointBook book(nullptr);
-    book.Load(m_data.path(), false);
-    ASSERT_EQ(book.ImportFile(Data("in.gpx"), WaypointFileType::GPX), 1);
+    ASSERT_NO_FATAL_FAILURE(LoadTower(book, 47.5, 11.6));
     m_messages.clear();
     auto view = View(&book);
 

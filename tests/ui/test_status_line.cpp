@@ -6,6 +6,7 @@
 #include "app/StatusLine.h"
 #include "dashboard/Dashboard.h"
 #include "dashboard/Speedometer.h"
+#include "ui/FrameTest.h"
 #include "ui/UiTestUtils.h"
 
 #include <QApplication>
@@ -37,20 +38,9 @@ std::string Drive(int epochs)
     return log;
 }
 
-class StatusLineTest : public CUiTest
+class StatusLineTest : public CFrameTest
 {
 protected:
-    void SetUp() override
-    {
-        CUiTest::SetUp();
-        m_frame = std::make_unique<CMainFrame>();
-    }
-    void TearDown() override
-    {
-        m_frame.reset();
-        CUiTest::TearDown();
-    }
-    QString Temp(const char *name) const { return m_config.filePath(QString::fromLatin1(name)); }
     QString WriteLog(const char *name, const std::string &bytes) const
     {
         QFile file(Temp(name));
@@ -72,8 +62,6 @@ protected:
                          [&ended](bool wasReplay) { ended = wasReplay; });
         return ProcessUntil([&] { return ended; }, 10000);
     }
-
-    std::unique_ptr<CMainFrame> m_frame;
 };
 
 // A replay says how far it got and at what speed; at its end the line says so and the gauges go
