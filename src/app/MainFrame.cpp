@@ -35,7 +35,7 @@
 #include "widgets/LargeControlsStyle.h"
 #include "widgets/MessageBox.h"
 #include "widgets/ScreenFit.h"
-#include "widgets/WindowPlacement.h"
+#include "widgets/WindowKeeper.h"
 
 #include <QApplication>
 #include <QCloseEvent>
@@ -82,41 +82,6 @@ std::int32_t Read(const CSettingsKey &key, const CStoredNumber &value)
     std::int32_t number = value.fallback;
     key.ReadNumber(value.name, number);
     return number;
-}
-
-CScreenRect ScreenRect(const QRect &r)
-{
-    return {r.x(), r.y(), r.width(), r.height()};
-}
-
-QRect ToQRect(const CScreenRect &r)
-{
-    return {r.x, r.y, r.width, r.height};
-}
-
-std::optional<CStoredWindow> ReadStoredWindow()
-{
-    CSettingsKey key;
-    if (!key.Open(kAppKey, false))
-        return std::nullopt;
-    const CStoredWindow stored{{Read(key, kWindowLeftSetting), Read(key, kWindowTopSetting),
-                                Read(key, kWindowWidthSetting), Read(key, kWindowHeightSetting)},
-                               WindowShowOfValue(Read(key, kWindowShowSetting))};
-    if (stored.geometry.width <= 0 || stored.geometry.height <= 0)
-        return std::nullopt;
-    return stored;
-}
-
-Qt::WindowStates StatesOf(WindowShow show)
-{
-    switch (show) {
-    case WindowShow::FullScreen:
-        return Qt::WindowFullScreen;
-    case WindowShow::Maximised:
-        return Qt::WindowMaximized;
-    default:
-        return Qt::WindowNoState;
-    }
 }
 
 } // namespace
@@ -259,64 +224,17 @@ void CMainFrame::WriteSettings() const
     key.WriteNumber(kAutoConnectSetting.name, m_autoConnect ? 1 : 0);
     key.WriteNumber(kAutoSyncSetting.name, m_session.SyncsClock() ? 1 : 0);
     key.WriteNumber(kPlaySoundSetting.name, m_session.PlaysSound() ? 1 : 0);
-    const QRect normal = normalGeometry();
-    key.WriteNumber(kWindowLeftSetting.name, normal.x());
-    key.WriteNumber(kWindowTopSetting.name, normal.y());
-    key.WriteNumber(kWindowWidthSetting.name, normal.width());
-    key.WriteNumber(kWindowHeightSetting.name, normal.height());
-    WindowShow show = isFullScreen()  ? WindowShow::FullScreen
-                      : isMaximized() ? WindowShow::Maximised
-                                      : WindowShow::Normal;
-    if (m_showBeforeOption)
-        show = *m_showBeforeOption; // --fullscreen is for one run
-    key.WriteNumber(kWindowShowSetting.name, static_cast<std::int32_t>(show));
+    m_placement.Store();
 }
 
 void CMainFrame::PlaceOnScreen(bool fullScreenOption)
 {
-    const std::optional<CStoredWindow> stored = ReadStoredWindow();
-    // The screen it was on, when that is still there.
-    const QScreen *shown =
-        stored ? QGuiApplication::screenAt(ToQRect(stored->geometry).center()) : nullptr;
-    if (shown == nullptr)
-        shown = screen();
-    if (shown == nullptr)
-        return;
-    const CScreenRect whole = ScreenRect(shown->geometry());
-    const CScreenRect available = ScreenRect(shown->availableGeometry());
-    const CWindowPlacement placement = PlaceMainWindow(whole, available, stored, fullScreenOption);
-    m_showBeforeOption.reset();
-    if (fullScreenOption)
-        m_showBeforeOption = PlaceMainWindow(whole, available, stored, false).show;
-    setGeometry(ToQRect(placement.geometry));
-    setWindowState(StatesOf(placement.show));
+    m_placement.Place(fullScreenOption);
 }
 
 void CMainFrame::ToggleFullScreen()
 {
-    m_showBeforeOption.reset();
-    const QRect normal = normalGeometry();
-    // Leaving full screen returns to maximised when the window was.
-    setWindowState(windowState() ^ Qt::WindowFullScreen);
-    // Not every window system gives the size back by itself.
-    if (windowState() == Qt::WindowNoState && normal.isValid()) {
-        setGeometry(normal);
-        // It may have been placed before its frame was known.
-        QTimer::singleShot(0, this, [this] { FitFrameOnScreen(); });
-    }
-}
-
-void CMainFrame::FitFrameOnScreen()
-{
-    const QWindow *window = windowHandle();
-    if (window == nullptr || screen() == nullptr || windowState() != Qt::WindowNoState)
-        return;
-    const QMargins m = window->frameMargins();
-    const CScreenRect fitted =
-        FitWithin(ScreenRect(geometry()), ScreenRect(screen()->availableGeometry()),
-                  {m.left(), m.top(), m.right(), m.bottom()});
-    if (ToQRect(fitted) != geometry())
-        setGeometry(ToQRect(fitted));
+    m_placement.ToggleFullScreen();
 }
 
 void CMainFrame::BuildCommands()
@@ -1249,7 +1167,7 @@ void CMainFrame::showEvent(QShowEvent *event)
     if (QWindow *window = windowHandle())
         connect(window, &QWindow::screenChanged, this, [this] { ApplyLargeControls(); });
     // The window manager's frame is known only now; the whole window must fit.
-    QTimer::singleShot(0, this, [this] { FitFrameOnScreen(); });
+    QTimer::singleShot(0, this, [this] { m_placement.FitFrame(); });
     if (m_autoConnect && !m_suppressAutoConnect)
         QTimer::singleShot(0, this, [this] { OpenPort(); });
 }

@@ -6,7 +6,7 @@
 #include "receiver/SerialSettings.h"
 #include "receiver/StatusText.h"
 #include "settings/DisplaySettings.h"
-#include "widgets/WindowPlacement.h"
+#include "widgets/WindowKeeper.h"
 
 #include <QElapsedTimer>
 #include <QMainWindow>
@@ -168,8 +168,6 @@ private:
     void ToggleDigitalDashboard();
     /// The application's style and the tool bar's icons for the large controls setting.
     void ApplyLargeControls();
-    // Shrinks and moves the window so that its frame, too, lies on the screen.
-    void FitFrameOnScreen();
     void StartAlarm();
     void Quit();
     // Another program's saves of the waypoint or map database are taken over when idle.
@@ -211,8 +209,7 @@ private:
     QTimer *m_alarm = nullptr;
     CDigiDash *m_digiDash = nullptr; // a window of its own, made when first opened
     int m_alarmCount = 0;
-    // While the command line's full screen is in effect: the state to store instead.
-    std::optional<WindowShow> m_showBeforeOption;
+    CWindowKeeper m_placement{*this};
     CStatusState m_status;
     QElapsedTimer m_statusClock;
     QTimer *m_statusTick = nullptr;
