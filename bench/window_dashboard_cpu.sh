@@ -13,7 +13,7 @@ export QT_QPA_PLATFORM=${QT_QPA_PLATFORM:-offscreen}
 "$build/src/app/veloran" --demo --replay-delay 1000 --page "${PAGE:-dashboard}" \
     --config-dir "$work/config" --data-dir "$work/data" 2>/dev/null &
 pid=$!
-trap 'kill $pid 2>/dev/null; rm -rf "$work"' EXIT
+trap 'kill $pid 2>/dev/null; wait $pid 2>/dev/null; rm -rf "$work"' EXIT
 ticks() { awk '{ print $14 + $15 }' "/proc/$pid/stat"; }
 sleep 5
 before=$(ticks)
