@@ -42,7 +42,7 @@ def term_roff(term):
         bare = token.strip("<>")
         if OPTION.fullmatch(token):
             out.append("\\fB" + escape(token) + "\\fR")
-        elif re.fullmatch(r"[A-Z][A-Z0-9_.]*\.{0,3}", bare) and len(bare.rstrip(".")) > 1:
+        elif re.fullmatch(r"[A-Z][A-Z0-9_.]*\.{0,3}", bare):
             out.append("\\fI" + escape(bare) + "\\fR")
         else:
             out.append(escape(token))
