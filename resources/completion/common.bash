@@ -15,7 +15,7 @@ _veloran_words()
 # Bash replaces only what follows the last ':' of the word.
 _veloran_reply()
 {
-    local IFS=$'\n'
+    local IFS=$' \t\n'
     COMPREPLY=($(compgen -W "$1" -- "$cur"))
     if [[ $cur == *:* && $COMP_WORDBREAKS == *:* ]]; then
         local head=${cur%"${cur##*:}"}
