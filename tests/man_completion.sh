@@ -45,7 +45,7 @@ valued_options() {
 }
 
 # Each help text's options in its own part of the page: OPTIONS, or the command's section.
-roff=$(sed 's/\\-/-/g' "$page")
+roff=$(sed 's/\\-/-/g; s/\\%//g' "$page")
 for help in "$work"/help.*; do
     c=${help##*help.}
     if [ "$c" != main ]; then

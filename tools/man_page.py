@@ -28,9 +28,15 @@ def run_help(program, *args):
 
 
 def escape(text):
-    text = text.replace("\\", "\\e").replace("-", "\\-")
+    text = no_hyphens(text.replace("\\", "\\e").replace("-", "\\-"))
     # A line must not start with a control character.
     return "\\&" + text if text.startswith((".", "'")) else text
+
+
+def no_hyphens(roff):
+    """Words with an option ("[--gnss", "--record") are never hyphenated: "\\%" starts them."""
+    return " ".join("\\%" + word if OPTION.search(re.sub(r"\\f[BIRP]", "", word).replace("\\-", "-")) and
+                    not word.startswith("\\%") else word for word in roff.split(" "))
 
 
 def term_roff(term):
@@ -46,7 +52,7 @@ def term_roff(term):
             out.append("\\fI" + escape(bare) + "\\fR")
         else:
             out.append(escape(token))
-    return "".join(out)
+    return no_hyphens("".join(out).replace("\\%", ""))
 
 
 def blocks(text):
@@ -149,7 +155,9 @@ def synopsis_roff(lines):
     out = []
     for line in lines:
         program, _, rest = line.partition(" ")
-        out += [".PP", "\\fB" + escape(program) + "\\fR " + term_roff(rest)]
+        # Usage lines are never hyphenated.
+        words = [w if w.startswith("\\%") else "\\%" + w for w in term_roff(rest).split(" ")]
+        out += [".PP", "\\fB" + escape(program) + "\\fR " + " ".join(words)]
     return out
 
 
