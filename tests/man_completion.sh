@@ -113,6 +113,7 @@ if [ "$name" = veloran-cli ]; then
     expect "add list locate track" "$name" maps ""
     expect "tcp-listen:// tcp://" "$name" listen tcp
     expect "udp://" "$name" listen u
+    expect "115200 19200 38400 4800 57600 9600 auto" "$name" listen serial : /dev/ttyUSB0?baud = ""
     expect "all gps" "$name" replay drive.nmea --gnss ""
     expect "OLD.NMEA drive.nmea folder" "$name" parse ""
     expect "cache.loc folder trip.gpx" "$name" waypoints import ""
@@ -124,6 +125,7 @@ else
     expect "gpsd://" "$name" --source gp
     # bash cuts "gpsd://" at the colon; only what follows it is replaced.
     expect "//" "$name" --source gpsd : /
+    expect "9600" "$name" --source serial : /dev/ttyUSB0?baud = 96
     expect "dashboard data digital list map" "$name" --page ""
     expect "OLD.NMEA drive.nmea folder" "$name" --replay ""
     expect "city.png folder" "$name" --screenshot ""

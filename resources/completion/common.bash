@@ -1,26 +1,35 @@
 # The word being completed and the one before it, with the pieces that bash cut at ':' joined
-# again: serial:/dev/ttyUSB0, tcp://host:10110.
+# again (serial:/dev/ttyUSB0, tcp://host:10110), and at the '=' of a URL's query (?baud=).
 _veloran_words()
 {
-    local i=$COMP_CWORD
+    local i=$COMP_CWORD left
     cur=${COMP_WORDS[i]}
-    while ((i > 1)) && [[ $cur == :* || ${COMP_WORDS[i - 1]} == *: ]]; do
-        cur=${COMP_WORDS[i - 1]}$cur
+    while ((i > 1)); do
+        left=${COMP_WORDS[i - 1]}
+        if [[ $cur == :* || $left == *: ]]; then
+            :
+        elif [[ ($cur == =* || $left == =) && ($left == *\?* || ($left == = && ${COMP_WORDS[i - 2]} == *\?*)) ]]; then
+            :
+        else
+            break
+        fi
+        cur=$left$cur
         ((i--))
     done
     prev=${COMP_WORDS[i - 1]}
     cword=$i
 }
 
-# Bash replaces only what follows the last ':' of the word.
+# Bash replaces only what follows the last word break (':' or '=') in the word.
 _veloran_reply()
 {
     local IFS=$' \t\n'
     COMPREPLY=($(compgen -W "$1" -- "$cur"))
-    if [[ $cur == *:* && $COMP_WORDBREAKS == *:* ]]; then
-        local head=${cur%"${cur##*:}"}
-        COMPREPLY=("${COMPREPLY[@]#"$head"}")
-    fi
+    local head=$cur
+    while [[ -n $head && $COMP_WORDBREAKS != *"${head: -1}"* ]]; do
+        head=${head%?}
+    done
+    [[ -n $head ]] && COMPREPLY=("${COMPREPLY[@]#"$head"}")
 }
 
 _veloran_devices()
