@@ -56,6 +56,7 @@ function(expect_same_file file expected what)
 endfunction()
 
 expect(0 "usage: veloran-cli COMMAND" --help)
+expect(0 "^veloran-cli [0-9]+\\.[0-9]+\\.[0-9]+\n$" --version)
 expect(0 "usage: veloran-cli parse" parse --help)
 expect(0 "usage: veloran-cli position" position --help)
 expect(0 "usage: veloran-cli distance" distance -h)

@@ -10,6 +10,7 @@ The option and command texts live once, in the programs; the hand-written rest o
 """
 
 import collections
+import datetime
 import os
 import re
 import subprocess
@@ -230,11 +231,21 @@ def cli(program, version):
     return man, completion
 
 
+def page_date():
+    """The page's date: that of the release being packaged when the package build says so
+    (SOURCE_DATE_EPOCH, which keeps the build reproducible), else today's."""
+    epoch = os.environ.get("SOURCE_DATE_EPOCH")
+    when = datetime.datetime.fromtimestamp(int(epoch), datetime.timezone.utc) if epoch \
+        else datetime.datetime.now(datetime.timezone.utc)
+    return when.strftime("%Y-%m-%d")
+
+
 def main():
     if len(sys.argv) != 8 or sys.argv[1] not in ("window", "cli"):
         sys.exit(__doc__)
     kind, program, man_in, man_out, completion_in, completion_out, version = sys.argv[1:]
     man, completion = (window if kind == "window" else cli)(program, version)
+    man["@DATE@"] = page_date()
     for template, output, replacements in ((man_in, man_out, man),
                                            (completion_in, completion_out, completion)):
         with open(template, encoding="utf-8") as f:

@@ -468,7 +468,7 @@ int CVeloranApp::Run(int argc, char **argv)
     SetUnattended(options.quitAfterReplay || !options.screenshot.isEmpty());
     QApplication app(argc, argv);
     QApplication::setApplicationDisplayName(QStringLiteral("Veloran"));
-    QApplication::setDesktopFileName(QStringLiteral("veloran"));
+    QApplication::setDesktopFileName(QStringLiteral("org.veloran.Veloran"));
     if (options.demo && options.replay.isEmpty())
         options.replay = DemoLogPath(); // found beside the program
     CSettingsKey::SetConfigDirectory(options.configDir.toStdString());

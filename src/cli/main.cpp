@@ -35,7 +35,8 @@ constexpr const char *kUsage =
     "  ports [--json]    the serial ports, whether you may open each and, if not, why\n"
 #endif
     "\n"
-    "'veloran-cli COMMAND --help' describes a command.\n";
+    "'veloran-cli COMMAND --help' describes a command; 'veloran-cli --version' prints the\n"
+    "version.\n";
 // clang-format on
 
 } // namespace
@@ -78,6 +79,10 @@ int RunCommand(std::string_view command, const std::vector<std::string_view> &ar
 {
     if (IsHelp(command)) {
         std::fputs(kUsage, stdout);
+        return kExitOk;
+    }
+    if (command == "--version") {
+        std::printf("veloran-cli %s\n", VELORAN_VERSION);
         return kExitOk;
     }
     if (command == "parse")
