@@ -1,6 +1,7 @@
 #include "dashboard/SpeedAlarm.h"
 #include "dashboard/TripComputer.h"
 #include "dashboard/TripFeed.h"
+#include "dashboard/TripTexts.h"
 #include "geo/Distance.h"
 #include "receiver/ReceiverSession.h"
 
@@ -404,4 +405,52 @@ TEST(SpeedAlarm, TextsInTheUnitsShown)
     };
     for (const auto &c : cases)
         EXPECT_EQ(SpeedWarningText(c.kmh, c.units), c.text);
+}
+
+TEST(TripTexts, FiguresInTheUnitsShown)
+{
+    CTripFigures f;
+    f.distanceMetres = 16093.0;
+    f.movingSeconds = 3599.9;
+    f.stoppedSeconds = 3600.0 + 5 * 60 + 59;
+    f.maxSpeedKmh = 100.0;
+    f.gainMetres = 100.0;
+    f.lossMetres = 0.4;
+    CWaypoint home;
+    // Not due north, where the compass's flat bearing has its quirk.
+    home.m_position = North(1000);
+    home.m_position.m_longitude += 0.001;
+    CTripComputer trip;
+    trip.AddSample(North(0), 1000, 0.0, false);
+    const CTripTarget target{"HOME", trip.Goto(home)};
+    const auto join = [](const std::vector<CTripText> &texts) {
+        std::string out;
+        for (const CTripText &t : texts)
+            out += t.caption + "=" + t.value + (t.unit.empty() ? "" : " " + t.unit) + "; ";
+        return out;
+    };
+    const struct {
+        const char *legend;
+        CTripUnits units;
+        std::optional<CTripTarget> target;
+        const char *expected;
+    } cases[] = {
+        {"metric, no goto", {}, std::nullopt,
+         "Trip=16.1 km; Moving=59:59 min; Stopped=1:05 h; Average=16.1 km/h; Max=100.0 km/h; "
+         "Ascent=100 m; Descent=0 m; No goto waypoint=---; Bearing=---; ETA=---; "},
+        {"imperial, a goto without an average",
+         {UnitSystem::Imperial, UnitSystem::Imperial, UnitSystem::Imperial}, target,
+         "Trip=10.0 miles; Moving=59:59 min; Stopped=1:05 h; Average=10.0 mph; Max=62.1 mph; "
+         "Ascent=328 ft; Descent=1 ft; To HOME=0.6 miles; Bearing=6\u00B0 N; ETA=---; "},
+        {"nautic, the goto before a fix", {UnitSystem::Nautic, UnitSystem::Nautic,
+                                           UnitSystem::Imperial}, CTripTarget{"HOME", {}},
+         "Trip=8.7 nm; Moving=59:59 min; Stopped=1:05 h; Average=8.7 knots; Max=54.0 knots; "
+         "Ascent=328 ft; Descent=1 ft; To HOME=---; Bearing=---; ETA=---; "},
+    };
+    for (const auto &c : cases) {
+        SCOPED_TRACE(c.legend);
+        const std::vector<CTripText> texts = TripTexts(f, c.units, c.target);
+        EXPECT_EQ(texts.size(), static_cast<std::size_t>(kTripTextCount));
+        EXPECT_EQ(join(texts), c.expected);
+    }
 }
