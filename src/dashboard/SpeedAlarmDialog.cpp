@@ -1,5 +1,6 @@
 #include "dashboard/SpeedAlarmDialog.h"
 
+#include "dashboard/ScaleGauge.h"
 #include "widgets/FormWidgets.h"
 
 #include <QCheckBox>

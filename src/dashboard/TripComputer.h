@@ -73,7 +73,7 @@ private:
     };
     std::optional<Anchor> m_last;
     std::optional<CGeoPosition> m_position; // the last fix, with or without a time
-    std::optional<double> m_altitudeBase; // the last counted altitude
+    std::optional<double> m_altitudeBase;   // the last counted altitude
     bool m_moving = false;
     CTripFigures m_figures;
     unsigned long m_changes = 0;

@@ -71,17 +71,20 @@ std::vector<CTripText> TripTexts(const CTripFigures &f, CTripUnits units,
     texts.push_back(Speed("Max", f.maxSpeedKmh, units.speed));
     texts.push_back(Height("Ascent", f.gainMetres, units.height));
     texts.push_back(Height("Descent", f.lossMetres, units.height));
-    const std::string to = target ? "To " + target->name : "No goto waypoint";
-    if (!target || !target->way) {
+    if (!target) {
+        texts.push_back(Empty("No goto waypoint"));
+        return texts;
+    }
+    if (!target->way) {
         texts.push_back(Empty(""));
-        texts.back().caption = to;
+        texts.back().caption = "To " + target->name;
         texts.push_back(Empty("Bearing"));
         texts.push_back(Empty("ETA"));
         return texts;
     }
     const CTripGoto &way = *target->way;
     texts.push_back(Distance("", way.distanceMetres, units.distance));
-    texts.back().caption = to;
+    texts.back().caption = "To " + target->name;
     texts.push_back({"Bearing", std::to_string(WholeDegrees(way.bearingDegrees)) + "\u00B0",
                      CompassPoint(way.bearingDegrees)});
     texts.push_back(way.etaSeconds ? Duration("ETA", *way.etaSeconds) : Empty("ETA"));

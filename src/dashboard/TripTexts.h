@@ -31,10 +31,9 @@ struct CTripTarget {
     std::optional<CTripGoto> way; ///< none before the first fix
 };
 
-inline constexpr int kTripTextCount = 10;
-
 /// The trip page's figures in reading order: trip, moving and stopped time, average and maximum
-/// speed, ascent, descent, then distance, bearing and ETA of the goto waypoint ("---" without
-/// one). Times read "m:ss" min below an hour, "h:mm" h above; the ETA is the time to go.
+/// speed, ascent, descent, then distance, bearing and ETA of the goto waypoint, or a single
+/// "No goto waypoint" without one (the figures get the room). Times read "m:ss" min below an
+/// hour, "h:mm" h above; the ETA is the time to go.
 [[nodiscard]] std::vector<CTripText> TripTexts(const CTripFigures &figures, CTripUnits units,
                                                const std::optional<CTripTarget> &target);

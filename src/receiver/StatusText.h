@@ -56,7 +56,7 @@ struct CStatusTexts {
     std::string source;    ///< "/dev/ttyACM0 9600", "Replay drive1.nmea 42 % 200 %"
     std::string fix;       ///< "3D fix 0.4 s", "no fix 12 s", "no data 5 s"
     std::string recording; ///< "● REC drive1.nmea 1.2 MB"
-    std::string alarm;     ///< "Receiver lost", "Waypoint reached: HOME", "Over speed limit 120 km/h"
+    std::string alarm; ///< "Receiver lost", "Waypoint reached: HOME", "Over speed limit 120 km/h"
 
     bool operator==(const CStatusTexts &) const = default;
 };
