@@ -13,6 +13,9 @@ namespace
 {
 // Often enough that a crash loses little, seldom enough that a card's flash does not mind.
 constexpr int kStoreEveryMs = 60 * 1000;
+// A stop is written at once, unless the last write was this recent (a replay at full speed
+// passes a stop every few milliseconds).
+constexpr qint64 kStopStoreAfterMs = 10 * 1000;
 } // namespace
 
 CTripKeeper::CTripKeeper(CFixSound &sound, const CWaypointBook &waypoints, QObject *parent)
@@ -23,6 +26,7 @@ CTripKeeper::CTripKeeper(CFixSound &sound, const CWaypointBook &waypoints, QObje
     m_trip.Restore(LoadTripFigures());
     m_alarm.SetSettings(LoadSpeedAlarm());
     m_storedChanges = m_trip.GetChangeCount();
+    m_sinceStore.start();
     m_storeTimer = new QTimer(this);
     m_storeTimer->setInterval(kStoreEveryMs);
     connect(m_storeTimer, &QTimer::timeout, this, [this] {
@@ -42,7 +46,7 @@ void CTripKeeper::Take(const CReceiverUpdate &update)
     const unsigned long before = m_trip.GetChangeCount();
     const bool wasMoving = m_trip.IsMoving();
     Carry(FeedTrip(update, m_trip, m_alarm));
-    if (wasMoving && !m_trip.IsMoving())
+    if (wasMoving && !m_trip.IsMoving() && m_sinceStore.elapsed() >= kStopStoreAfterMs)
         Store();
     if (m_trip.GetChangeCount() != before || update.Changed(kChangeMileage))
         emit TripChanged();
@@ -104,4 +108,5 @@ void CTripKeeper::Store()
 {
     StoreTripFigures(m_trip.GetFigures());
     m_storedChanges = m_trip.GetChangeCount();
+    m_sinceStore.start();
 }

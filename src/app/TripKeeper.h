@@ -5,6 +5,7 @@
 #include "dashboard/TripComputer.h"
 #include "dashboard/TripTexts.h"
 
+#include <QElapsedTimer>
 #include <QObject>
 
 #include <optional>
@@ -17,8 +18,9 @@ class QWidget;
 
 /// The window's trip computer and speed alarm: fed with the receiver session's updates, the
 /// figures and the alarm's settings kept in the settings file, the alarm made heard. The
-/// figures are written when the trip is reset, when the vehicle stops, when the source closes,
-/// at most once a minute while they change, and at the end; never at every fix.
+/// figures are written when the trip is reset, when the vehicle stops (unless they were written
+/// in the last 10 s), when the source closes, at most once a minute while they change, and at
+/// the end; never at every fix.
 class CTripKeeper : public QObject
 {
     Q_OBJECT
@@ -62,4 +64,5 @@ private:
     CSpeedAlarm m_alarm;
     QTimer *m_storeTimer = nullptr;
     unsigned long m_storedChanges = 0;
+    QElapsedTimer m_sinceStore;
 };
