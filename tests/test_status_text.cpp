@@ -154,6 +154,10 @@ TEST(StatusText, Alarms)
     all.receiverLost = true;
     all.recordFailed = true;
     all.proximityAlarm = true;
+    CStatusState fast = Live("/dev/ttyACM0", 4800);
+    fast.speedWarning = "Over speed limit 120 km/h";
+    CStatusState allFast = all;
+    allFast.speedWarning = fast.speedWarning;
     const struct {
         const char *legend;
         CStatusState state;
@@ -166,6 +170,10 @@ TEST(StatusText, Alarms)
         {"waypoint reached long ago", reached, 171.0, ""},
         {"all at once", all, 120.0,
          "Receiver lost, Record failed, Proximity alarm, Waypoint reached: HOME"},
+        {"too fast", fast, 120.0, "Over speed limit 120 km/h"},
+        {"too fast first of all", allFast, 120.0,
+         "Over speed limit 120 km/h, Receiver lost, Record failed, Proximity alarm, "
+         "Waypoint reached: HOME"},
     };
     for (const auto &c : cases) {
         SCOPED_TRACE(c.legend);

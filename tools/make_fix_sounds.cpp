@@ -1,4 +1,5 @@
-// veloran-fix-sounds: writes the two fix cues, fix-gained.wav and fix-lost.wav, into a folder.
+// veloran-fix-sounds: writes the two fix cues, fix-gained.wav and fix-lost.wav, and the speed
+// alarm, speed-alarm.wav, into a folder.
 //
 //   veloran-fix-sounds resources/sounds
 //
@@ -50,7 +51,8 @@ double NoteSample(const Note &note, double t)
     return note.gain * env * v;
 }
 
-std::vector<std::int16_t> Render(const std::vector<Note> &notes, double lengthS)
+std::vector<std::int16_t> Render(const std::vector<Note> &notes, double lengthS,
+                                 double level = 0.55)
 {
     const auto count = static_cast<std::size_t>(std::lround(lengthS * kRate));
     std::vector<double> mix(count, 0.0);
@@ -62,8 +64,9 @@ std::vector<std::int16_t> Render(const std::vector<Note> &notes, double lengthS)
     double peak = 0.0;
     for (double v : mix)
         peak = std::max(peak, std::abs(v));
-    // Normalise to a fixed level below full scale: a notification, not an alarm.
-    const double scale = peak > 0.0 ? 0.55 * 32767.0 / peak : 0.0;
+    // Normalise to a fixed level below full scale; the cues are notifications, quieter than the
+    // alarm.
+    const double scale = peak > 0.0 ? level * 32767.0 / peak : 0.0;
     std::vector<std::int16_t> pcm(count);
     for (std::size_t i = 0; i < count; ++i)
         pcm[i] = static_cast<std::int16_t>(std::lround(mix[i] * scale));
@@ -134,5 +137,13 @@ int main(int argc, char **argv)
 
     bool ok = WriteFile(dir + "/fix-gained.wav", Wav(Render(gained, 0.34)));
     ok = WriteFile(dir + "/fix-lost.wav", Wav(Render(lost, 0.35))) && ok;
+    // Speed alarm: three short, bright beeps on one pitch (G6), heard over road noise and unlike
+    // the two-note fix cues.
+    const std::vector<Note> alarm = {
+        {0.000, 0.100, 1567.98, 4.0, 1.0, false},
+        {0.140, 0.100, 1567.98, 4.0, 1.0, false},
+        {0.280, 0.100, 1567.98, 4.0, 1.0, false},
+    };
+    ok = WriteFile(dir + "/speed-alarm.wav", Wav(Render(alarm, 0.42, 0.8))) && ok;
     return ok ? 0 : 1;
 }

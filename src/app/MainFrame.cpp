@@ -7,12 +7,15 @@
 #include "app/HelpViewer.h"
 #include "app/MenuKeys.h"
 #include "app/NoticeBar.h"
+#include "app/SpeedWarningBar.h"
 #include "app/StatusLine.h"
+#include "app/TripKeeper.h"
 #include "base/Mnemonic.h"
 #include "dashboard/Dashboard.h"
 #include "dashboard/DataLogView.h"
 #include "dashboard/DigiDash.h"
 #include "dashboard/SkyView.h"
+#include "dashboard/Speedometer.h"
 #include "maps/MapDatabase.h"
 #include "maps/MapView.h"
 #include "nmea/GPSData.h"
@@ -110,6 +113,8 @@ CMainFrame::CMainFrame(QWidget *parent)
     paneLayout->setSpacing(0);
     m_notice = new CNoticeBar(m_display, pane);
     paneLayout->addWidget(m_notice);
+    m_speedWarning = new CSpeedWarningBar(m_display, pane);
+    paneLayout->addWidget(m_speedWarning);
     m_sheet = new CGPSSheet(pane);
     paneLayout->addWidget(m_sheet, 1);
     m_statusLine = new CStatusLine(m_display, pane);
@@ -149,10 +154,16 @@ CMainFrame::CMainFrame(QWidget *parent)
             ApplyGnssMode();
         else if (what == DisplaySetting::LargeControls)
             ApplyLargeControls();
+        else if (what == DisplaySetting::Units && m_trip)
+            ShowSpeedWarning();
     });
     m_waypoints = std::make_unique<CWaypointBook>(this);
     m_waypoints->Load(GetDataDirectory(), WasDataDirectoryCreated());
     m_session.SetWaypoints(&m_waypoints->GetWaypoints(), &m_waypoints->GetNavigator());
+    m_trip = std::make_unique<CTripKeeper>(*m_sound, *m_waypoints);
+    connect(m_trip.get(), &CTripKeeper::WarningChanged, this, [this] { ShowSpeedWarning(); });
+    connect(m_dashboard->GetSpeedometer(), &CSpeedometer::SpeedAlarmChosen, this,
+            [this] { EditSpeedAlarm(); });
     m_mapView->Start(GetDataDirectory(), WasDataDirectoryCreated(), m_waypoints.get());
     m_databaseWatch = new CDatabaseWatch(
         GetDataDirectory(),
@@ -374,6 +385,7 @@ void CMainFrame::RefreshStatusLine()
         m_status.recordBytes = static_cast<std::uint64_t>(log.GetWrittenBytes());
     }
     m_status.proximityAlarm = m_alarm->isActive();
+    m_status.speedWarning = m_speedWarning->text().toStdString();
     m_statusLine->SetTexts(StatusTexts(m_status, StatusNow()));
 }
 
@@ -802,6 +814,7 @@ void CMainFrame::resizeEvent(QResizeEvent *event)
 {
     QMainWindow::resizeEvent(event);
     m_notice->FitTo(width());
+    m_speedWarning->FitTo(width());
     m_statusLine->FitTo(size());
 }
 
@@ -859,6 +872,8 @@ void CMainFrame::CloseSource()
     m_source.Close();
     m_status.source = CStatusState::Source::None;
     m_status.receiverLost = false;
+    if (m_trip)
+        m_trip->SourceClosed();
     UpdateCommands();
 }
 
@@ -936,6 +951,7 @@ void CMainFrame::OnSourceClosed(int errorCode)
         // The last values stay, but go stale as a silent receiver's would.
         m_dashboard->ReplayEnded();
         m_status.source = CStatusState::Source::ReplayEnded;
+        m_trip->SourceClosed();
     }
     UpdateCommands();
     if (a.replayEnded || a.receiverLost)
@@ -1015,6 +1031,7 @@ void CMainFrame::Show(const CReceiverUpdate &u)
         m_dataPage->AddLine(u.type, u.text);
     if (u.Happened(kEventRecordFailed))
         RecordFailed(u.recordError);
+    m_trip->Take(u);
 }
 
 void CMainFrame::RecordFailed(const std::string &error)
@@ -1127,6 +1144,14 @@ void CMainFrame::ToggleDigitalDashboard()
                 m_digiDash->Refresh();
         });
         connect(m_digiDash, &CDigiDash::Closed, this, [this] { activateWindow(); });
+        m_digiDash->SetTrip(&m_trip->GetTrip(), [this] { return m_trip->GetTarget(); });
+        m_digiDash->SetSpeedWarning(m_speedWarning->text());
+        connect(m_trip.get(), &CTripKeeper::TripChanged, m_digiDash, [this] {
+            if (m_digiDash->isVisible() && m_digiDash->GetPage() == CDigiDash::kPageTrip)
+                m_digiDash->Refresh();
+        });
+        connect(m_digiDash, &CDigiDash::ResetTripChosen, this, [this] { m_trip->ResetTrip(); });
+        connect(m_digiDash, &CDigiDash::SpeedAlarmChosen, this, [this] { EditSpeedAlarm(); });
     }
     if (m_digiDash->isVisible()) {
         m_digiDash->close();
@@ -1141,6 +1166,25 @@ void CMainFrame::StartAlarm()
 {
     m_alarmCount = kAlarmTicks;
     m_alarm->start();
+    RefreshStatusLine();
+}
+
+void CMainFrame::EditSpeedAlarm()
+{
+    QWidget *over = m_digiDash != nullptr && m_digiDash->isVisible()
+                        ? static_cast<QWidget *>(m_digiDash)
+                        : this;
+    m_trip->EditSpeedAlarm(over,
+                           m_dashboard->GetInstrumentUnits().speed.value_or(UnitSystem::Metric));
+}
+
+void CMainFrame::ShowSpeedWarning()
+{
+    const QString text =
+        m_trip->WarningText(m_dashboard->GetInstrumentUnits().speed.value_or(UnitSystem::Metric));
+    m_speedWarning->SetWarning(text);
+    if (m_digiDash != nullptr)
+        m_digiDash->SetSpeedWarning(text);
     RefreshStatusLine();
 }
 

@@ -27,7 +27,9 @@ class CWaypointBook;
 class QAction;
 class CDatabaseWatch;
 class CNoticeBar;
+class CSpeedWarningBar;
 class CStatusLine;
+class CTripKeeper;
 class QSocketNotifier;
 class QTimer;
 class QToolBar;
@@ -110,6 +112,12 @@ public:
     [[nodiscard]] CStatusLine *GetStatusLine() const { return m_statusLine; }
     /// Brings the status line up to date now instead of at its next tick.
     void RefreshStatusLine();
+    /// The trip computer and the speed alarm.
+    [[nodiscard]] CTripKeeper &GetTrip() const { return *m_trip; }
+    /// The speed alarm's warning above the pages.
+    [[nodiscard]] CSpeedWarningBar *GetSpeedWarningBar() const { return m_speedWarning; }
+    /// The Speed Alarm dialog, over the digital dashboard while it shows.
+    void EditSpeedAlarm();
 
 signals:
     /// The source ended by itself: end of the replay file (or a read error in it), or the port
@@ -169,6 +177,8 @@ private:
     /// The application's style and the tool bar's icons for the large controls setting.
     void ApplyLargeControls();
     void StartAlarm();
+    /// The speed alarm's warning, in the speedometer's unit, on every page and the status line.
+    void ShowSpeedWarning();
     void Quit();
     // Another program's saves of the waypoint or map database are taken over when idle.
     void CheckDatabases();
@@ -177,6 +187,7 @@ private:
     CDisplaySettings m_display;
     QToolBar *m_toolBar = nullptr;
     CNoticeBar *m_notice = nullptr;
+    CSpeedWarningBar *m_speedWarning = nullptr;
     CStatusLine *m_statusLine = nullptr;
     CGPSSheet *m_sheet = nullptr;
     CDashboard *m_dashboard = nullptr;
@@ -190,6 +201,7 @@ private:
     std::unique_ptr<CFixSound> m_sound;
     std::map<int, QAction *> m_actions;
     std::unique_ptr<CWaypointBook> m_waypoints;
+    std::unique_ptr<CTripKeeper> m_trip; // reads the sound and the waypoints
     CDatabaseWatch *m_databaseWatch = nullptr;
 
     // Settings of the frame.

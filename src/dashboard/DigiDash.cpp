@@ -5,18 +5,24 @@
 #include "dashboard/Compass.h"
 #include "dashboard/CompassMath.h"
 #include "dashboard/Dashboard.h"
+#include "dashboard/DigiPalette.h"
 #include "dashboard/GaugePage.h"
 #include "dashboard/MileageCounter.h"
 #include "dashboard/PageArtwork.h"
 #include "dashboard/Speedometer.h"
+#include "dashboard/TripComputer.h"
+#include "dashboard/TripPage.h"
+#include "dashboard/TripStore.h"
 #include "settings/DisplaySettings.h"
-#include "widgets/NightPalette.h"
 
 #include <QCloseEvent>
+#include <QContextMenuEvent>
 #include <QFontMetricsF>
 #include <QKeyEvent>
+#include <QMenu>
 #include <QMouseEvent>
 #include <QPainter>
+#include <QTimer>
 
 #include <algorithm>
 #include <cmath>
@@ -24,32 +30,6 @@
 
 namespace
 {
-
-struct CPalette {
-    QColor background;
-    QColor cellFill;
-    QColor cellEdge;
-    QColor caption;
-    QColor value;
-    QColor unit;
-    QColor dim;
-};
-
-// Day: bright digits on the dark panel. Night: the red of the other pages, nothing brighter.
-const CPalette kDay = {.background = {},
-                       .cellFill = {12, 14, 18, 215},
-                       .cellEdge = {84, 92, 104},
-                       .caption = {150, 160, 174},
-                       .value = {246, 248, 250},
-                       .unit = {190, 198, 210},
-                       .dim = {105, 112, 122}};
-const CPalette kNight = {.background = CNightPalette::Background(),
-                         .cellFill = Qt::transparent,
-                         .cellEdge = CNightPalette::Band(),
-                         .caption = CNightPalette::DimText(),
-                         .value = CNightPalette::Text(),
-                         .unit = CNightPalette::DimText(),
-                         .dim = CNightPalette::Band().lighter(150)};
 
 // Metres per trip unit; the mile is the distance texts' one.
 double MetresPer(UnitSystem units)
@@ -81,6 +61,11 @@ constexpr double kUnitGap = 0.18;   // between digits and unit, in digit sizes
 constexpr double kCaptionShare = 0.2;
 // The speed stays the largest read-out even where another's cell would allow more.
 constexpr double kOthersAtMost = 0.85;
+// The warning's band: a share of the height, never less than a line can be read in.
+constexpr double kWarningShare = 0.12;
+constexpr double kWarningLeast = 30.0;
+// A finger held this long opens the menu instead of closing the page.
+constexpr int kLongPressMs = 600;
 
 QFont ReadOutFont(double pixels, bool bold)
 {
@@ -175,6 +160,121 @@ CDigiDash::CDigiDash(const CDashboard &dashboard, const CDisplaySettings &displa
     setFocusPolicy(Qt::StrongFocus);
     // Night mode, and units the instruments have just taken.
     connect(&m_display, &CDisplaySettings::Changed, this, [this] { update(); });
+    m_page = LoadDigitalPage() == kPageTrip ? kPageTrip : kPageReadOuts;
+    m_longPress = new QTimer(this);
+    m_longPress->setSingleShot(true);
+    m_longPress->setInterval(kLongPressMs);
+    connect(m_longPress, &QTimer::timeout, this, [this] {
+        if (!m_pressed)
+            return;
+        m_pressed = false; // the release that follows is no tap
+        ShowMenu(m_pressAt);
+    });
+}
+
+void CDigiDash::SetTrip(const CTripComputer *trip,
+                        std::function<std::optional<CTripTarget>()> target)
+{
+    m_trip = trip;
+    m_target = std::move(target);
+    update();
+}
+
+std::vector<CTripText> CDigiDash::GetTripTexts() const
+{
+    const CInstrumentUnits &units = m_dashboard.GetInstrumentUnits();
+    const CTripUnits shown{units.speed.value_or(UnitSystem::Metric), units.trip, units.altitude};
+    const CTripFigures figures = m_trip != nullptr ? m_trip->GetFigures() : CTripFigures{};
+    return TripTexts(figures, shown, m_target ? m_target() : std::nullopt);
+}
+
+void CDigiDash::SetSpeedWarning(const QString &text)
+{
+    if (text == m_warning)
+        return;
+    m_warning = text;
+    update();
+}
+
+void CDigiDash::SetPage(Page page)
+{
+    if (page == m_page)
+        return;
+    m_page = page;
+    StoreDigitalPage(page);
+    update();
+}
+
+QStringList CDigiDash::MenuTexts() const
+{
+    return {tr("Read-outs"), tr("Trip Computer"), tr("Reset Trip"), tr("Speed Alarm...")};
+}
+
+void CDigiDash::ApplyMenuChoice(int index)
+{
+    switch (index) {
+    case 0:
+        SetPage(kPageReadOuts);
+        break;
+    case 1:
+        SetPage(kPageTrip);
+        break;
+    case 2:
+        emit ResetTripChosen();
+        break;
+    case 3:
+        emit SpeedAlarmChosen();
+        break;
+    default:
+        break;
+    }
+}
+
+void CDigiDash::ShowMenu(const QPoint &position)
+{
+    QMenu menu(this);
+    const QStringList texts = MenuTexts();
+    for (int i = 0; i < texts.size(); ++i) {
+        if (i == 2)
+            menu.addSeparator();
+        QAction *action = menu.addAction(texts[i]);
+        action->setData(i);
+        action->setCheckable(i < 2);
+        action->setChecked(i == m_page);
+    }
+    if (const QAction *chosen = menu.exec(mapToGlobal(position)))
+        ApplyMenuChoice(chosen->data().toInt());
+}
+
+QRectF CDigiDash::WarningArea() const
+{
+    if (m_warning.isEmpty())
+        return {};
+    const double band = std::max(kWarningLeast, kWarningShare * height());
+    return {0.0, 0.0, static_cast<double>(width()), std::min(band, 0.3 * height())};
+}
+
+QRectF CDigiDash::PageArea() const
+{
+    const QRectF warning = WarningArea();
+    return QRectF(0.0, warning.height(), width(), height() - warning.height());
+}
+
+void CDigiDash::DrawWarning(QPainter &painter) const
+{
+    const QRectF band = WarningArea();
+    if (band.isEmpty())
+        return;
+    const CDigiPalette &palette = CDigiPalette::Of(m_display.IsNightMode());
+    painter.fillRect(band, palette.warningFill);
+    QFont font = ReadOutFont(0.5 * band.height(), true);
+    const double room = 0.94 * band.width();
+    const double wide = QFontMetricsF(font).horizontalAdvance(m_warning);
+    if (wide > room)
+        font.setPixelSize(std::max(1, static_cast<int>(font.pixelSize() * room / wide)));
+    painter.setFont(font);
+    painter.setPen(palette.warningText);
+    painter.drawText(band, Qt::AlignCenter | Qt::TextSingleLine, m_warning);
 }
 
 void CDigiDash::Refresh()
@@ -261,7 +361,7 @@ CDigiDash::CLayout CDigiDash::Layout(const QSizeF &size) const
 void CDigiDash::Render(QPainter &painter)
 {
     const bool night = m_display.IsNightMode();
-    const CPalette &palette = night ? kNight : kDay;
+    const CDigiPalette &palette = CDigiPalette::Of(night);
     painter.save();
     painter.setRenderHint(QPainter::Antialiasing);
     painter.setRenderHint(QPainter::TextAntialiasing);
@@ -273,7 +373,17 @@ void CDigiDash::Render(QPainter &painter)
         PaintPagePicture(painter, kPictureDigital);
         painter.restore();
     }
-    const CLayout layout = Layout(size());
+    DrawWarning(painter);
+    const QRectF area = PageArea();
+    if (m_page == kPageTrip) {
+        const double margin = 0.015 * std::min(area.width(), area.height());
+        DrawTripPage(painter, area.adjusted(margin, margin, -margin, -margin), GetTripTexts(),
+                     palette);
+        painter.restore();
+        return;
+    }
+    painter.translate(area.topLeft());
+    const CLayout layout = Layout(area.size());
     for (int i = 0; i < kFieldCount; ++i) {
         const auto field = static_cast<Field>(i);
         const CCell &cell = layout[static_cast<std::size_t>(i)];
@@ -289,7 +399,7 @@ void CDigiDash::Render(QPainter &painter)
 void CDigiDash::DrawReadOut(QPainter &painter, const CCell &cell, const CReadOut &readOut,
                             Field field, double valuePixels) const
 {
-    const CPalette &palette = m_display.IsNightMode() ? kNight : kDay;
+    const CDigiPalette &palette = CDigiPalette::Of(m_display.IsNightMode());
     const bool live = readOut.freshness == GaugeFreshness::Live;
     const CCellParts parts = Split(cell.box);
 
@@ -345,12 +455,24 @@ void CDigiDash::keyPressEvent(QKeyEvent *event)
         close();
         return;
     }
+    if (event->key() == Qt::Key_Tab || event->key() == Qt::Key_Backtab) {
+        SetPage(m_page == kPageTrip ? kPageReadOuts : kPageTrip);
+        return;
+    }
+    if (event->key() == Qt::Key_Menu) {
+        ShowMenu(rect().center());
+        return;
+    }
     QWidget::keyPressEvent(event);
 }
 
 void CDigiDash::mousePressEvent(QMouseEvent *event)
 {
     m_pressed = event->button() == Qt::LeftButton;
+    if (m_pressed) {
+        m_pressAt = event->position().toPoint();
+        m_longPress->start();
+    }
     QWidget::mousePressEvent(event);
 }
 
@@ -360,10 +482,23 @@ void CDigiDash::mouseReleaseEvent(QMouseEvent *event)
     const bool tap = m_pressed && event->button() == Qt::LeftButton
                      && rect().contains(event->position().toPoint());
     m_pressed = false;
+    m_longPress->stop();
     if (tap)
         close();
     else
         QWidget::mouseReleaseEvent(event);
+}
+
+bool CDigiDash::focusNextPrevChild(bool)
+{
+    return false;
+}
+
+void CDigiDash::contextMenuEvent(QContextMenuEvent *event)
+{
+    m_pressed = false;
+    m_longPress->stop();
+    ShowMenu(event->pos());
 }
 
 void CDigiDash::closeEvent(QCloseEvent *event)

@@ -1,23 +1,33 @@
 #pragma once
 
 #include "dashboard/Freshness.h"
+#include "dashboard/TripTexts.h"
 
 #include <QRectF>
 #include <QWidget>
 
 #include <array>
+#include <functional>
+#include <optional>
+#include <vector>
 
 class CDashboard;
 class CDisplaySettings;
+class CTripComputer;
+class QTimer;
 
 /// The digital dashboard: big read-outs of speed, heading, altitude, time and trip, from the
 /// dashboard's instruments in their units, full screen, readable from two metres; night mode
-/// from the display settings. Esc or a tap returns.
+/// from the display settings. A second page shows the trip computer; Tab turns the page, and
+/// the menu (right button, a long press or the Menu key) turns it too, resets the trip and
+/// sets the speed alarm. The speed alarm's warning runs across the top of either page. Esc or
+/// a tap returns.
 class CDigiDash : public QWidget
 {
     Q_OBJECT
 public:
     enum Field { kSpeed, kHeading, kAltitude, kTime, kTrip };
+    enum Page { kPageReadOuts, kPageTrip };
     static constexpr int kFieldCount = 5;
 
     /// One read-out as it is drawn: "---" for an instrument whose feed is gone.
@@ -44,12 +54,31 @@ public:
     /// The grid that gives the digits the most room in `size`: two columns with the speed
     /// across the top, one column of rows, or three columns with the speed down the left.
     [[nodiscard]] CLayout Layout(const QSizeF &size) const;
-    /// Draws the read-outs over the whole widget.
+    /// Draws the page over the whole widget.
     void Render(QPainter &painter);
+
+    /// Where the trip page reads its figures and the goto waypoint; both outlive the widget.
+    void SetTrip(const CTripComputer *trip, std::function<std::optional<CTripTarget>()> target);
+    /// The trip page's figures as they are drawn.
+    [[nodiscard]] std::vector<CTripText> GetTripTexts() const;
+    /// The speed alarm's warning; empty: none.
+    void SetSpeedWarning(const QString &text);
+    [[nodiscard]] const QString &GetSpeedWarning() const { return m_warning; }
+    /// The page shown; stored for the next time.
+    void SetPage(Page page);
+    [[nodiscard]] Page GetPage() const { return m_page; }
+    /// The menu's entries, in order: "Read-outs", "Trip Computer", "Reset Trip", "Speed Alarm...".
+    [[nodiscard]] QStringList MenuTexts() const;
+    /// Carries out the menu entry at `index` of MenuTexts.
+    void ApplyMenuChoice(int index);
 
 signals:
     /// Esc, a tap or any other close: the window returns to the pages.
     void Closed();
+    /// The menu's "Reset Trip".
+    void ResetTripChosen();
+    /// The menu's "Speed Alarm...".
+    void SpeedAlarmChosen();
 
 protected:
     void paintEvent(QPaintEvent *event) override;
@@ -57,12 +86,27 @@ protected:
     void mousePressEvent(QMouseEvent *event) override;
     void mouseReleaseEvent(QMouseEvent *event) override;
     void closeEvent(QCloseEvent *event) override;
+    void contextMenuEvent(QContextMenuEvent *event) override;
+    /// Tab turns the page: there is no other widget to move the focus to.
+    bool focusNextPrevChild(bool next) override;
 
 private:
+    void ShowMenu(const QPoint &position);
+    void DrawWarning(QPainter &painter) const;
     void DrawReadOut(QPainter &painter, const CCell &cell, const CReadOut &readOut, Field field,
                      double valuePixels) const;
 
+    /// The part of the widget below the warning.
+    [[nodiscard]] QRectF PageArea() const;
+    [[nodiscard]] QRectF WarningArea() const;
+
     const CDashboard &m_dashboard;
     const CDisplaySettings &m_display;
+    const CTripComputer *m_trip = nullptr;
+    std::function<std::optional<CTripTarget>()> m_target;
+    QString m_warning;
+    Page m_page = kPageReadOuts;
     bool m_pressed = false;
+    QPoint m_pressAt;
+    QTimer *m_longPress = nullptr;
 };

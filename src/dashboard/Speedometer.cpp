@@ -16,7 +16,14 @@ CSpeedometer::CSpeedometer(QWidget *parent)
     SetDigital(true);
     SetUnitLabel(UnitLabelText(UnitQuantity::Speed, UnitSystem::Metric));
     SetModeNames({tr("Metric"), tr("Imperial"), tr("Nautic")});
+    SetActionNames({tr("Speed Alarm...")});
     SetShowsFix(true);
+}
+
+void CSpeedometer::OnAction(int index)
+{
+    if (index == kActionSpeedAlarm)
+        emit SpeedAlarmChosen();
 }
 
 std::optional<UnitSystem> CSpeedometer::Units() const

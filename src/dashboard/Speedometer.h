@@ -11,6 +11,8 @@ class CSpeedometer : public CScaleGauge
 {
     Q_OBJECT
 public:
+    enum Action { kActionSpeedAlarm = 1 };
+
     explicit CSpeedometer(QWidget *parent = nullptr);
 
     /// Speed in km/h, shown in the mode's unit.
@@ -21,6 +23,12 @@ public:
     void SetModeQuiet(int mode) override;
     [[nodiscard]] QString GetValueText() const override;
     [[nodiscard]] QString FormatDigital() const override;
+    /// "Speed Alarm...".
+    void OnAction(int index) override;
+
+signals:
+    /// The menu's "Speed Alarm...": the window opens the dialog.
+    void SpeedAlarmChosen();
 
 private:
     /// The mode's unit system; empty for a number outside them.

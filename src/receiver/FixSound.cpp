@@ -13,18 +13,29 @@ CFixSound::CFixSound(QObject *parent)
     : QObject(parent)
     , m_gained(new QSoundEffect(this))
     , m_lost(new QSoundEffect(this))
+    , m_alarm(new QSoundEffect(this))
 {
     m_gained->setSource(QUrl(QStringLiteral("qrc:/sounds/fix-gained.wav")));
     m_lost->setSource(QUrl(QStringLiteral("qrc:/sounds/fix-lost.wav")));
+    m_alarm->setSource(QUrl(QStringLiteral("qrc:/sounds/speed-alarm.wav")));
     Watch(m_gained);
     Watch(m_lost);
+    Watch(m_alarm);
 }
 
 CFixSound::~CFixSound() = default;
 
 QSoundEffect *CFixSound::Effect(Kind kind) const
 {
-    return kind == Kind::FixGained ? m_gained : m_lost;
+    switch (kind) {
+    case Kind::FixGained:
+        return m_gained;
+    case Kind::FixLost:
+        return m_lost;
+    case Kind::SpeedAlarm:
+        break;
+    }
+    return m_alarm;
 }
 
 void CFixSound::Watch(QSoundEffect *effect)
@@ -41,9 +52,9 @@ void CFixSound::Watch(QSoundEffect *effect)
 void CFixSound::Play(Kind kind)
 {
     QSoundEffect *wanted = Effect(kind);
-    QSoundEffect *other = wanted == m_gained ? m_lost : m_gained;
-    if (other->isPlaying())
-        other->stop();
+    for (QSoundEffect *other : {m_gained, m_lost, m_alarm})
+        if (other != wanted && other->isPlaying())
+            other->stop();
     // Restart rather than queue: a late "fix gained" after the fix was lost again would mislead.
     if (wanted->isPlaying())
         wanted->stop();

@@ -4,7 +4,7 @@
 
 class QSoundEffect;
 
-/// The two fix cues, played from the program's own resources.
+/// The two fix cues and the speed alarm, played from the program's own resources.
 ///
 /// Play never waits for the sound device. A missing or busy device is not an error: the cue is
 /// skipped, nothing is shown, and the first failure is logged under "veloran.sound".
@@ -14,9 +14,9 @@ class CFixSound : public QObject
 {
     Q_OBJECT
 public:
-    enum class Kind { FixGained, FixLost };
+    enum class Kind { FixGained, FixLost, SpeedAlarm };
 
-    /// Starts loading both sounds, so the first cue is not late.
+    /// Starts loading every sound, so the first cue is not late.
     explicit CFixSound(QObject *parent = nullptr);
     ~CFixSound() override;
 
@@ -28,5 +28,6 @@ private:
 
     QSoundEffect *m_gained = nullptr;
     QSoundEffect *m_lost = nullptr;
+    QSoundEffect *m_alarm = nullptr;
     bool m_reported = false; // one log line per run is enough
 };

@@ -71,6 +71,9 @@ std::string AlarmText(const CStatusState &s, double now)
     const auto add = [&text](const std::string &part) {
         text += (text.empty() ? "" : ", ") + part;
     };
+    // The one a driver must act on at once comes first, where a narrow line still shows it.
+    if (!s.speedWarning.empty())
+        add(s.speedWarning);
     if (s.receiverLost)
         add("Receiver lost");
     if (s.recordFailed)

@@ -38,6 +38,8 @@ struct CStatusState {
     bool receiverLost = false;
     bool recordFailed = false;
     bool proximityAlarm = false;
+    /// The speed alarm's warning while it shows ("Over speed limit 120 km/h"); empty: none.
+    std::string speedWarning;
     /// The name of the waypoint last reached, and when.
     std::string waypointReached;
     double waypointReachedAt = 0.0;
@@ -54,7 +56,7 @@ struct CStatusTexts {
     std::string source;    ///< "/dev/ttyACM0 9600", "Replay drive1.nmea 42 % 200 %"
     std::string fix;       ///< "3D fix 0.4 s", "no fix 12 s", "no data 5 s"
     std::string recording; ///< "● REC drive1.nmea 1.2 MB"
-    std::string alarm;     ///< "Receiver lost", "Waypoint reached: HOME"
+    std::string alarm; ///< "Receiver lost", "Waypoint reached: HOME", "Over speed limit 120 km/h"
 
     bool operator==(const CStatusTexts &) const = default;
 };

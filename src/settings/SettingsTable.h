@@ -9,6 +9,13 @@ inline constexpr const char *kAppKey = "Software/Veloran";
 /// The Dashboard page's key: its instruments, and night mode, which began as the page's.
 inline constexpr const char *kDashboardKey = "Software/Veloran/Dashboard";
 
+/// The trip computer's figures, kept across restarts: doubles in metres, seconds and km/h.
+inline constexpr const char *kTripKey = "Software/Veloran/Trip";
+/// The speed alarm: "On" (0 off), "Limit" and "Tolerance" (doubles, km/h), "Delay" (seconds).
+inline constexpr const char *kSpeedAlarmKey = "Software/Veloran/SpeedAlarm";
+/// The digital dashboard's "Page": 0 the read-outs, 1 the trip computer.
+inline constexpr const char *kDigitalDashboardKey = "Software/Veloran/DigitalDashboard";
+
 /// A number of the settings: where it lives, its name, and what it reads as when it is missing
 /// or no number.
 struct CStoredNumber {

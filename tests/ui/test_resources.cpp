@@ -20,11 +20,12 @@
 #include <time.h>
 #include <unistd.h>
 
-TEST(ResourcesSounds, TwoDistinctPcmWaves)
+TEST(ResourcesSounds, DistinctPcmWaves)
 {
-    QByteArray bytes[2];
-    const char *names[2] = {":/sounds/fix-gained.wav", ":/sounds/fix-lost.wav"};
-    for (int i = 0; i < 2; ++i) {
+    QByteArray bytes[3];
+    const char *names[3] = {":/sounds/fix-gained.wav", ":/sounds/fix-lost.wav",
+                            ":/sounds/speed-alarm.wav"};
+    for (int i = 0; i < 3; ++i) {
         QFile file(QString::fromLatin1(names[i]));
         ASSERT_TRUE(file.open(QIODevice::ReadOnly)) << names[i];
         bytes[i] = file.readAll();
@@ -35,6 +36,8 @@ TEST(ResourcesSounds, TwoDistinctPcmWaves)
         EXPECT_EQ(qFromLittleEndian<quint16>(bytes[i].constData() + 20), 1) << "PCM";
     }
     EXPECT_NE(bytes[0], bytes[1]);
+    EXPECT_NE(bytes[0], bytes[2]);
+    EXPECT_NE(bytes[1], bytes[2]);
 }
 
 class ResourcesUi : public CUiTest
@@ -49,6 +52,7 @@ TEST_F(ResourcesUi, FixSoundWithoutDeviceNeitherBlocksNorComplains)
     for (int i = 0; i < 3; ++i) {
         sound->Play(CFixSound::Kind::FixGained);
         sound->Play(CFixSound::Kind::FixLost);
+        sound->Play(CFixSound::Kind::SpeedAlarm);
     }
     EXPECT_LT(timer.elapsed(), 1500);
     ProcessUntil([] { return false; }, 300);
