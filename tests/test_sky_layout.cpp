@@ -1,3 +1,4 @@
+#include "SkyTestUtils.h"
 #include "dashboard/GaugeMath.h"
 #include "dashboard/SkyLayout.h"
 #include "dashboard/SkyMarkers.h"
@@ -10,35 +11,6 @@
 
 namespace
 {
-
-CSkySatellite Sat(GnssSystem system, int number, int elevation, int azimuth)
-{
-    return {number, elevation, azimuth, 40, false, system};
-}
-
-// A multi-system sky of 40 as a four-system receiver with SBAS and QZSS reports it at mid
-// latitudes: most satellites low, the BeiDou and QZSS ones bunched over Asia, and clusters where
-// the plot crowds them: two on one spot, a knot of four, a run along the horizon.
-std::vector<CSkySatellite> FortySatellites()
-{
-    using G = GnssSystem;
-    return {
-        Sat(G::GPS, 4, 36, 326),      Sat(G::GPS, 12, 3, 126),      Sat(G::GPS, 13, 56, 68),
-        Sat(G::GPS, 14, 8, 358),      Sat(G::GPS, 15, 5, 303),      Sat(G::GPS, 16, 12, 103),
-        Sat(G::GPS, 17, 6, 24),       Sat(G::GPS, 18, 48, 87),      Sat(G::GPS, 19, 72, 328),
-        Sat(G::GPS, 22, 64, 295),     Sat(G::GPS, 24, 9, 213),      Sat(G::GPS, 25, 53, 304),
-        Sat(G::SBAS, 123, 30, 196),   Sat(G::SBAS, 136, 30, 198),   Sat(G::GLONASS, 1, 45, 120),
-        Sat(G::GLONASS, 7, 46, 122),  Sat(G::GLONASS, 8, 44, 119),  Sat(G::GLONASS, 11, 0, 300),
-        Sat(G::GLONASS, 12, 1, 305),  Sat(G::GLONASS, 13, 2, 310),  Sat(G::GLONASS, 22, 70, 210),
-        Sat(G::GLONASS, 23, 20, 250), Sat(G::Galileo, 4, 45, 121),  Sat(G::Galileo, 9, 0, 0),
-        Sat(G::Galileo, 10, 0, 1),    Sat(G::Galileo, 14, 33, 160), Sat(G::Galileo, 21, 88, 40),
-        Sat(G::Galileo, 26, 15, 275), Sat(G::Galileo, 30, 60, 10),  Sat(G::Galileo, 31, 25, 95),
-        Sat(G::BeiDou, 9, 40, 100),   Sat(G::BeiDou, 21, 40, 100),  Sat(G::BeiDou, 23, 50, 110),
-        Sat(G::BeiDou, 24, 10, 140),  Sat(G::BeiDou, 26, 65, 170),  Sat(G::BeiDou, 27, 5, 80),
-        Sat(G::BeiDou, 41, 90, 0),    Sat(G::QZSS, 2, 89, 180),     Sat(G::QZSS, 3, 20, 130),
-        Sat(G::GPS, 31, 0, 299),
-    };
-}
 
 double Distance(const CSkyMarkerPlace &a, const CSkyMarkerPlace &b)
 {
@@ -98,16 +70,16 @@ TEST(SkyLayout, MarkersMoveOnlyWhereTheyMust)
     const CPoint ne = SkyOffset(45, 45, radius);
     const CPoint sw = SkyOffset(45, 225, radius);
     const Case cases[] = {
-        {{Sat(GnssSystem::GPS, 1, 90, 0)}, {{0, 0, 0, 0, false}}, "zenith, alone: the centre"},
-        {{Sat(GnssSystem::GPS, 1, 45, 45), Sat(GnssSystem::GPS, 2, 45, 225)},
+        {{SkySat(GnssSystem::GPS, 1, 90, 0)}, {{0, 0, 0, 0, false}}, "zenith, alone: the centre"},
+        {{SkySat(GnssSystem::GPS, 1, 45, 45), SkySat(GnssSystem::GPS, 2, 45, 225)},
          {{ne.x, ne.y, ne.x, ne.y, false}, {sw.x, sw.y, sw.x, sw.y, false}},
          "far apart: where they are"},
-        {{Sat(GnssSystem::GPS, 1, 0, 90)}, {{99, 0, 110, 0, false}}, "east on the horizon: in"},
-        {{Sat(GnssSystem::GPS, 1, 0, 0)}, {{0, -98, 0, -110, false}}, "north on the horizon"},
-        {{Sat(GnssSystem::GPS, 1, 90, 0), Sat(GnssSystem::GPS, 2, 90, 0)},
+        {{SkySat(GnssSystem::GPS, 1, 0, 90)}, {{98, 0, 110, 0, false}}, "east on the horizon: in"},
+        {{SkySat(GnssSystem::GPS, 1, 0, 0)}, {{0, -98, 0, -110, false}}, "north on the horizon"},
+        {{SkySat(GnssSystem::GPS, 1, 90, 0), SkySat(GnssSystem::GPS, 2, 90, 0)},
          {{-11, 0, 0, 0, true}, {11, 0, 0, 0, true}},
          "one spot: side by side, leaders"},
-        {{Sat(GnssSystem::GPS, 1, 90, 0), Sat(GnssSystem::GPS, 2, 80, 90)},
+        {{SkySat(GnssSystem::GPS, 1, 90, 0), SkySat(GnssSystem::GPS, 2, 80, 90)},
          {{-5, 0, 0, 0, false}, {17, 0, 12, 0, false}},
          "touching: just apart, no leaders"},
     };

@@ -260,10 +260,15 @@ void CSatelliteView::DrawAnalog(QPainter &painter)
     // Leaders under every marker, so no line crosses one's label.
     painter.setPen(QPen(PartColour(LeaderColour()), 1));
     painter.setBrush(PartColour(LeaderColour()));
+    const double dot = 1.5;
     for (const CSkyMarkerPlace &m : m_layout.markers)
         if (m.leader) {
-            painter.drawLine(Pixel(c + m.x, c + m.y), Pixel(c + m.trueX, c + m.trueY));
-            painter.drawEllipse(Pixel(c + m.trueX, c + m.trueY), 1.5, 1.5);
+            // A spot on the horizon has its dot just inside the rim.
+            const double out = std::hypot(m.trueX, m.trueY);
+            const double in = out > radius - dot - 1 ? (radius - dot - 1) / out : 1.0;
+            const QPointF spot = Pixel(c + m.trueX * in, c + m.trueY * in);
+            painter.drawLine(Pixel(c + m.x, c + m.y), spot);
+            painter.drawEllipse(spot, dot, dot);
         }
     if (labels) {
         // As large as the design's while the markers are; with them down to the smallest size.

@@ -79,8 +79,9 @@ CSkyLayout LayoutSky(const std::vector<CSkySatellite> &satellites, int radius, i
         const CPoint p = SkyOffset(s.elevation, s.azimuth, radius);
         layout.markers[i].trueX = p.x;
         layout.markers[i].trueY = p.y;
-        // A pixel to spare for rounding to whole pixels at the end.
-        limit[i] = std::max(0.0, radius - SkyMarkerReach(s.system, layout.half, shapes) - 1.0);
+        // Whole pixels, and one to spare for rounding the nudged ones to whole pixels at the end.
+        limit[i] =
+            std::max(0.0, std::floor(radius - SkyMarkerReach(s.system, layout.half, shapes) - 1.0));
         at[i] = {static_cast<double>(p.x), static_cast<double>(p.y)};
         PullInside(at[i], limit[i]);
         anchor[i] = at[i];
