@@ -20,31 +20,35 @@ double Distance(const CSkyMarkerPlace &a, const CSkyMarkerPlace &b)
 } // namespace
 
 // The sky of 40 on the sky view's dials at 480x640 (a small instrument of radius 79, the large
-// one of 159, alone 239), 800x480 (82 in a row of three, 164 alone) and 1920x1080 (227, 452),
-// with labels (6 pixels at least) and without: the markers keep a quarter of their size to
-// themselves at most, and stay whole inside the rim. A marker's size is its disc's, the
-// shapes being about as heavy.
+// one of 159, alone 239), 800x480 (82 in a row of three, 164 alone) and 1920x1080 (227, 452):
+// labelled (markers of 7 pixels at least) where labels fit, else smaller without. The markers
+// keep a quarter of their size to themselves at most, and stay whole inside the rim. A marker's
+// size is its disc's, the shapes being about as heavy.
 TEST(SkyLayout, FortySatellitesKeepApartInsideTheDial)
 {
     struct Case {
-        int radius, minimum;
+        int radius;
+        bool labelled;
         const char *legend;
     };
     const Case cases[] = {
-        {79, 0, "480x640: small, no labels"}, {79, 6, "480x640: small drawn large"},
-        {159, 6, "480x640: large"},           {239, 6, "480x640: alone"},
-        {82, 0, "800x480: in a row"},         {82, 6, "800x480: labelled"},
-        {164, 6, "800x480: alone"},           {227, 6, "1920x1080: in a row"},
-        {452, 6, "1920x1080: alone"},         {39, 0, "the design's small dial"},
+        {79, false, "480x640: small"},      {159, true, "480x640: large"},
+        {239, true, "480x640: alone"},      {82, false, "800x480: in a row"},
+        {164, true, "800x480: alone"},      {227, true, "1920x1080: in a row"},
+        {452, true, "1920x1080: alone"},    {39, false, "the design's small dial"},
+        {95, false, "too full for labels"}, {96, true, "just room for them"},
     };
     const std::vector<CSkySatellite> sky = FortySatellites();
     ASSERT_EQ(sky.size(), 40U);
+    constexpr int labelled = 7;
     for (const Case &c : cases) {
         SCOPED_TRACE(c.legend);
+        EXPECT_EQ(SkyLabelsFit(sky.size(), c.radius, labelled), c.labelled);
+        const int minimum = c.labelled ? labelled : kSkySmallestMarker;
         for (const bool shapes : {true, false}) {
-            const CSkyLayout layout = LayoutSky(sky, c.radius, c.minimum, shapes);
+            const CSkyLayout layout = LayoutSky(sky, c.radius, minimum, shapes);
             ASSERT_EQ(layout.markers.size(), sky.size());
-            EXPECT_GE(layout.half, c.minimum);
+            EXPECT_GE(layout.half, std::min(minimum, c.radius / 11));
             for (std::size_t i = 0; i < sky.size(); ++i) {
                 const CSkyMarkerPlace &m = layout.markers[i];
                 const double reach = SkyMarkerReach(sky[i].system, layout.half, shapes);

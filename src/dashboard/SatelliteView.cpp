@@ -104,9 +104,19 @@ int CSatelliteView::SatelliteLabelPoints() const
     return RoundHalfUp(std::sqrt(DesignRadius()) - 2);
 }
 
+QFont CSatelliteView::GridFont() const
+{
+    // A small dial drawn large would have letters as large as the markers are apart.
+    QFont font = GaugeFont(GridLabelPoints());
+    const int most =
+        std::max(PointsToPixels(GridLabelPoints()), std::max(kSmallestLabel + 1, GetRadius() / 9));
+    font.setPixelSize(std::min(font.pixelSize(), most));
+    return font;
+}
+
 bool CSatelliteView::GridLabelsRead() const
 {
-    return GaugeFont(GridLabelPoints()).pixelSize() >= kSmallestLabel;
+    return GridFont().pixelSize() >= kSmallestLabel;
 }
 
 bool CSatelliteView::SatelliteLabelsRead() const
@@ -201,10 +211,9 @@ bool CSatelliteView::TapAt(const QPoint &position)
 
 int CSatelliteView::SmallestLabelledHalf() const
 {
-    if (!SatelliteLabelsRead())
-        return 0;
     const int natural = GaugeFont(SatelliteLabelPoints()).pixelSize();
-    return RoundHalfUp(0.6 * std::min(natural, kSmallestLabelPixels));
+    // Room for two digits inside the rim and the used outline.
+    return RoundHalfUp(0.7 * std::min(natural, kSmallestLabelPixels));
 }
 
 void CSatelliteView::DrawBackground(QPainter &painter)
@@ -228,7 +237,7 @@ void CSatelliteView::DrawBackground(QPainter &painter)
         painter.drawLine(Pixel(c + dx, c + dy), Pixel(c - dx, c - dy));
     }
     if (GridLabelsRead()) {
-        painter.setFont(GaugeFont(GridLabelPoints()));
+        painter.setFont(GridFont());
         painter.setPen(LabelColour());
         const double half = painter.fontMetrics().height() / 2.0;
         const double third = radius / 3.0;
@@ -248,14 +257,17 @@ void CSatelliteView::DrawAnalog(QPainter &painter)
         return;
     const int radius = GetRadius();
     const int c = radius;
-    const bool labels = SatelliteLabelsRead();
-    const std::vector<GnssSystem> systems = SkyLegendSystems(*m_view);
     const std::vector<CSkySatellite> shown = ShownSatellites();
-    m_layout = LayoutSky(shown, radius, SmallestLabelledHalf(), !systems.empty());
+    // A sky too full for labels of a readable size is drawn without, its markers smaller.
+    const bool legend = SatelliteLabelsRead();
+    const bool labels = legend && SkyLabelsFit(shown.size(), radius, SmallestLabelledHalf());
+    const std::vector<GnssSystem> systems = SkyLegendSystems(*m_view);
+    m_layout = LayoutSky(shown, radius, labels ? SmallestLabelledHalf() : kSkySmallestMarker,
+                         !systems.empty());
     const int h = m_layout.half;
     painter.save();
     // Under the satellites: a legend may hide the horizon of its corner, never a satellite.
-    if (!systems.empty() && labels)
+    if (!systems.empty() && legend)
         DrawLegend(painter, systems);
     // Leaders under every marker, so no line crosses one's label.
     painter.setPen(QPen(PartColour(LeaderColour()), 1));
@@ -270,11 +282,13 @@ void CSatelliteView::DrawAnalog(QPainter &painter)
             painter.drawLine(Pixel(c + m.x, c + m.y), spot);
             painter.drawEllipse(spot, dot, dot);
         }
+    QFont labelFont;
     if (labels) {
         // As large as the design's while the markers are; with them down to the smallest size.
         QFont font = GaugeFont(SatelliteLabelPoints());
         const int fitted = std::max(kSmallestLabelPixels, static_cast<int>(1.6 * h));
         font.setPixelSize(std::min(font.pixelSize(), fitted));
+        labelFont = font;
         painter.setFont(font);
     }
     const bool numbers = ShowsNumbers();
@@ -299,9 +313,21 @@ void CSatelliteView::DrawAnalog(QPainter &painter)
                            s.used ? usedWidth : 0);
         }
         if (labels) {
+            const QString text = QString::number(numbers ? s.prn : s.snr);
+            // Three digits (SBAS numbers) narrower, to stay on the marker as two do.
+            const double wide = QFontMetricsF(painter.font()).horizontalAdvance(text);
+            const bool narrowed = text.size() > 2 && wide > 2 * h;
+            if (narrowed) {
+                QFont narrow = painter.font();
+                narrow.setPixelSize(std::max(kSmallestLabel - 1,
+                                             static_cast<int>(narrow.pixelSize() * 2 * h / wide)));
+                painter.setFont(narrow);
+            }
             painter.setPen(LabelColour());
             painter.drawText(QRectF(c + m.x - h, c + m.y - h, 2 * h + 2, 2 * h + 1),
-                             Qt::AlignCenter, QString::number(numbers ? s.prn : s.snr));
+                             Qt::AlignCenter, text);
+            if (narrowed)
+                painter.setFont(labelFont);
         }
     }
     painter.restore();

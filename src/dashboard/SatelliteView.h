@@ -68,12 +68,14 @@ protected:
 
 private:
     void DrawLegend(QPainter &painter, const std::vector<GnssSystem> &systems) const;
+    /// The grid's type: the design's, but no larger than a ninth of the radius once drawn
+    /// larger than designed.
+    [[nodiscard]] QFont GridFont() const;
     /// The legend's type: the satellites' labels', smaller where that keeps the entries off
     /// the dial, down to the smallest readable size.
     [[nodiscard]] QFont LegendFont() const;
     [[nodiscard]] std::vector<CSkyBox> LegendBoxesIn(const QFont &font) const;
-    /// The markers' half size that a label of the smallest readable size still fits; 0
-    /// without labels.
+    /// The markers' half size that a label of the smallest readable size still fits.
     [[nodiscard]] int SmallestLabelledHalf() const;
 
     std::optional<CSkyView> m_view;

@@ -52,6 +52,13 @@ int SkyMarkerHalf(std::size_t count, int radius, int minimum)
     return std::min(design, std::max({half, minimum, 2}));
 }
 
+bool SkyLabelsFit(std::size_t count, int radius, int labelled)
+{
+    const double open = std::max(0, radius - labelled - 1);
+    const double marker = labelled + 1.0;
+    return static_cast<double>(count) * marker * marker <= open * open / 3;
+}
+
 double SkyMarkerReach(GnssSystem system, int half, bool shapes)
 {
     // Markers are drawn half a pixel larger than their half size, so they meet their outline.
@@ -86,8 +93,11 @@ CSkyLayout LayoutSky(const std::vector<CSkySatellite> &satellites, int radius, i
         PullInside(at[i], limit[i]);
         anchor[i] = at[i];
     }
-    // Discs that just touch, and a pixel between them; the sharper shapes' corners may meet.
-    const double spacing = 2.0 * layout.half + 1.0;
+    // Discs that just touch, and a pixel between them; the sharper shapes keep a little more
+    // room, half way to their corners, which seldom point at each other.
+    std::vector<double> room(n);
+    for (std::size_t i = 0; i < n; ++i)
+        room[i] = (layout.half + SkyMarkerReach(satellites[i].system, layout.half, shapes)) / 2;
     for (int round = 0; round < kNudgeRounds; ++round) {
         bool moved = false;
         for (std::size_t i = 0; i < n; ++i)
@@ -95,6 +105,7 @@ CSkyLayout LayoutSky(const std::vector<CSkySatellite> &satellites, int radius, i
                 const double dx = at[j].x - at[i].x;
                 const double dy = at[j].y - at[i].y;
                 const double d = std::hypot(dx, dy);
+                const double spacing = room[i] + room[j] + 1.0;
                 if (d >= spacing)
                     continue;
                 Spot way = d > 1e-9 ? Spot{dx / d, dy / d} : Tangent(at[i]);

@@ -24,6 +24,13 @@ struct CSkyLayout {
 /// among them, but never below `minimum` (what the labels need to read) nor 2 pixels.
 [[nodiscard]] int SkyMarkerHalf(std::size_t count, int radius, int minimum);
 
+/// Markers without labels are no smaller than this: the shapes still tell the systems apart.
+inline constexpr int kSkySmallestMarker = 4;
+
+/// Whether `count` markers of half size `labelled` (the least a label reads on) leave the
+/// dial open enough to read: they cover at most a third of the area their centres may take.
+[[nodiscard]] bool SkyLabelsFit(std::size_t count, int radius, int labelled);
+
 /// How far a marker of half size `half` reaches from its centre: the disc's radius, or the
 /// furthest corner of its system's shape when `shapes`.
 [[nodiscard]] double SkyMarkerReach(GnssSystem system, int half, bool shapes);
