@@ -74,12 +74,14 @@ CSatelliteView::CSatelliteView(QWidget *parent)
 void CSatelliteView::SetSatellites(const CSkyView &view)
 {
     m_view = view;
+    m_layoutDirty = true;
     update();
 }
 
 void CSatelliteView::Reset()
 {
     m_view.reset();
+    m_layoutDirty = true;
     update();
 }
 
@@ -146,6 +148,7 @@ void CSatelliteView::SetSystemShown(GnssSystem system, bool shown)
     if (i >= m_hidden.size() || m_hidden[i] == !shown)
         return;
     m_hidden[i] = !shown;
+    m_layoutDirty = true;
     update();
 }
 
@@ -262,8 +265,15 @@ void CSatelliteView::DrawAnalog(QPainter &painter)
     const bool legend = SatelliteLabelsRead();
     const bool labels = legend && SkyLabelsFit(shown.size(), radius, SmallestLabelledHalf());
     const std::vector<GnssSystem> systems = SkyLegendSystems(*m_view);
-    m_layout = LayoutSky(shown, radius, labels ? SmallestLabelledHalf() : kSkySmallestMarker,
-                         !systems.empty());
+    // Laid out again only when the sky, the systems shown or the dial changed: at 10 Hz with
+    // forty satellites most paints are for the freshness badge or a neighbour.
+    const int minimum = labels ? SmallestLabelledHalf() : kSkySmallestMarker;
+    if (m_layoutDirty || radius != m_layoutRadius || minimum != m_layoutMinimum) {
+        m_layout = LayoutSky(shown, radius, minimum, !systems.empty());
+        m_layoutDirty = false;
+        m_layoutRadius = radius;
+        m_layoutMinimum = minimum;
+    }
     const int h = m_layout.half;
     painter.save();
     // Under the satellites: a legend may hide the horizon of its corner, never a satellite.

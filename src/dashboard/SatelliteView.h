@@ -81,4 +81,7 @@ private:
     std::optional<CSkyView> m_view;
     std::array<bool, kGnssSystemCount> m_hidden{};
     CSkyLayout m_layout;
+    bool m_layoutDirty = true;
+    int m_layoutRadius = -1;
+    int m_layoutMinimum = -1;
 };
