@@ -45,14 +45,22 @@ TEST(SkyLayout, FortySatellitesKeepApartInsideTheDial)
         SCOPED_TRACE(c.legend);
         EXPECT_EQ(SkyLabelsFit(sky.size(), c.radius, labelled), c.labelled);
         const int minimum = c.labelled ? labelled : kSkySmallestMarker;
+        // N, E, S and W as the sky view keeps them clear.
+        std::vector<CSkyKeepOut> letters;
+        for (const CSkyGridLabel &l : SkyGridLabels(c.radius))
+            if (!l.elevation && c.radius >= 79) // smaller, the letters do not read
+                letters.push_back({l.x, l.y, 0.6 * std::max(10, c.radius / 9)});
         for (const bool shapes : {true, false}) {
-            const CSkyLayout layout = LayoutSky(sky, c.radius, minimum, shapes);
+            const CSkyLayout layout = LayoutSky(sky, c.radius, minimum, shapes, letters);
             ASSERT_EQ(layout.markers.size(), sky.size());
             EXPECT_GE(layout.half, std::min(minimum, c.radius / 11));
             for (std::size_t i = 0; i < sky.size(); ++i) {
                 const CSkyMarkerPlace &m = layout.markers[i];
                 const double reach = SkyMarkerReach(sky[i].system, layout.half, shapes);
                 EXPECT_LE(std::hypot(m.x, m.y) + reach, c.radius) << "marker " << i;
+                for (const CSkyKeepOut &k : letters)
+                    EXPECT_GE(std::hypot(m.x - k.x, m.y - k.y), layout.half + k.radius - 1)
+                        << "marker " << i << " on a letter";
                 for (std::size_t j = i + 1; j < sky.size(); ++j)
                     EXPECT_GE(Distance(m, layout.markers[j]), 1.5 * layout.half)
                         << "markers " << i << " and " << j;
@@ -101,6 +109,13 @@ TEST(SkyLayout, MarkersMoveOnlyWhereTheyMust)
             EXPECT_EQ(m.leader, e.leader) << "marker " << i;
         }
     }
+    // On W, against the rim: round the rim off the letter, with a leader.
+    const CSkyKeepOut w{-5.0 * radius / 6, 0, 8};
+    const CSkyLayout onW = LayoutSky({SkySat(GnssSystem::GPS, 1, 0, 270)}, radius, 0, false, {w});
+    const CSkyMarkerPlace &m = onW.markers.at(0);
+    EXPECT_GE(std::hypot(m.x - w.x, m.y - w.y), 10 + 8);
+    EXPECT_LE(std::hypot(m.x, m.y) + 10.5, radius);
+    EXPECT_TRUE(m.leader);
     const std::vector<CSkySatellite> forty = FortySatellites();
     const CSkyLayout a = LayoutSky(forty, 159, 6, true);
     const CSkyLayout b = LayoutSky(forty, 159, 6, true);

@@ -116,6 +116,19 @@ QFont CSatelliteView::GridFont() const
     return font;
 }
 
+std::vector<CSkyKeepOut> CSatelliteView::GridKeepOut() const
+{
+    // N, E, S and W stay readable; the rings' numbers may hide under a satellite.
+    std::vector<CSkyKeepOut> keepOut;
+    if (!GridLabelsRead())
+        return keepOut;
+    const double reach = 0.6 * GridFont().pixelSize();
+    for (const CSkyGridLabel &label : SkyGridLabels(GetRadius()))
+        if (!label.elevation)
+            keepOut.push_back({label.x, label.y, reach});
+    return keepOut;
+}
+
 bool CSatelliteView::GridLabelsRead() const
 {
     return GridFont().pixelSize() >= kSmallestLabel;
@@ -268,11 +281,14 @@ void CSatelliteView::DrawAnalog(QPainter &painter)
     // Laid out again only when the sky, the systems shown or the dial changed: at 10 Hz with
     // forty satellites most paints are for the freshness badge or a neighbour.
     const int minimum = labels ? SmallestLabelledHalf() : kSkySmallestMarker;
-    if (m_layoutDirty || radius != m_layoutRadius || minimum != m_layoutMinimum) {
-        m_layout = LayoutSky(shown, radius, minimum, !systems.empty());
+    const int gridPixels = GridLabelsRead() ? GridFont().pixelSize() : 0;
+    if (m_layoutDirty || radius != m_layoutRadius || minimum != m_layoutMinimum
+        || gridPixels != m_layoutGridPixels) {
+        m_layout = LayoutSky(shown, radius, minimum, !systems.empty(), GridKeepOut());
         m_layoutDirty = false;
         m_layoutRadius = radius;
         m_layoutMinimum = minimum;
+        m_layoutGridPixels = gridPixels;
     }
     const int h = m_layout.half;
     painter.save();

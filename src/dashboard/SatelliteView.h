@@ -71,6 +71,8 @@ private:
     /// The grid's type: the design's, but no larger than a ninth of the radius once drawn
     /// larger than designed.
     [[nodiscard]] QFont GridFont() const;
+    /// Where the markers keep off the grid's labels.
+    [[nodiscard]] std::vector<CSkyKeepOut> GridKeepOut() const;
     /// The legend's type: the satellites' labels', smaller where that keeps the entries off
     /// the dial, down to the smallest readable size.
     [[nodiscard]] QFont LegendFont() const;
@@ -84,4 +86,5 @@ private:
     bool m_layoutDirty = true;
     int m_layoutRadius = -1;
     int m_layoutMinimum = -1;
+    int m_layoutGridPixels = -1;
 };

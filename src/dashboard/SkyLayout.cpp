@@ -72,7 +72,7 @@ double SkyMarkerReach(GnssSystem system, int half, bool shapes)
 }
 
 CSkyLayout LayoutSky(const std::vector<CSkySatellite> &satellites, int radius, int minimum,
-                     bool shapes)
+                     bool shapes, const std::vector<CSkyKeepOut> &keepOut)
 {
     CSkyLayout layout;
     layout.half = SkyMarkerHalf(satellites.size(), radius, minimum);
@@ -114,6 +114,27 @@ CSkyLayout LayoutSky(const std::vector<CSkySatellite> &satellites, int radius, i
                 at[j] = {at[j].x + way.x * push, at[j].y + way.y * push};
                 PullInside(at[i], limit[i]);
                 PullInside(at[j], limit[j]);
+                moved = true;
+            }
+        for (std::size_t i = 0; i < n; ++i)
+            for (const CSkyKeepOut &k : keepOut) {
+                const double dx = at[i].x - k.x;
+                const double dy = at[i].y - k.y;
+                const double d = std::hypot(dx, dy);
+                const double need = room[i] + k.radius;
+                if (d >= need)
+                    continue;
+                Spot way = d > 1e-9 ? Spot{dx / d, dy / d} : Tangent(at[i]);
+                // Held against the rim: round it along the rim instead, on its own side.
+                const bool outward = way.x * at[i].x + way.y * at[i].y > 0;
+                if (outward && std::hypot(at[i].x, at[i].y) >= limit[i] - 0.5) {
+                    way = Tangent(at[i]);
+                    if (way.x * dx + way.y * dy < 0)
+                        way = {-way.x, -way.y};
+                }
+                const double push = need - d + 0.01;
+                at[i] = {at[i].x + way.x * push, at[i].y + way.y * push};
+                PullInside(at[i], limit[i]);
                 moved = true;
             }
         if (!moved)

@@ -35,11 +35,18 @@ inline constexpr int kSkySmallestMarker = 4;
 /// furthest corner of its system's shape when `shapes`.
 [[nodiscard]] double SkyMarkerReach(GnssSystem system, int half, bool shapes);
 
+/// A disc the markers keep off, such as a grid label: centre from the dial's centre, radius.
+struct CSkyKeepOut {
+    double x = 0.0, y = 0.0, radius = 0.0;
+};
+
 /// Lays out the sky: each marker at its satellite's spot, pulled in so that the whole marker
-/// lies inside the rim, then nudged apart from the others until no two markers overlap.
-/// `shapes`: the systems' shapes are drawn (a multi-system sky), else discs. Deterministic.
+/// lies inside the rim, then nudged apart from the others and off `keepOut` until no two
+/// overlap. `shapes`: the systems' shapes are drawn (a multi-system sky), else discs.
+/// Deterministic.
 [[nodiscard]] CSkyLayout LayoutSky(const std::vector<CSkySatellite> &satellites, int radius,
-                                   int minimum, bool shapes);
+                                   int minimum, bool shapes,
+                                   const std::vector<CSkyKeepOut> &keepOut = {});
 
 /// A label of the sky's grid, centred on (x, y) from the dial's centre.
 struct CSkyGridLabel {
