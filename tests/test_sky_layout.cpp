@@ -49,7 +49,7 @@ TEST(SkyLayout, FortySatellitesKeepApartInsideTheDial)
         std::vector<CSkyKeepOut> letters;
         for (const CSkyGridLabel &l : SkyGridLabels(c.radius))
             if (!l.elevation && c.radius >= 79) // smaller, the letters do not read
-                letters.push_back({l.x, l.y, 0.6 * std::max(10, c.radius / 9)});
+                letters.push_back({l.x, l.y, 0.7 * std::max(10, c.radius / 9)});
         for (const bool shapes : {true, false}) {
             const CSkyLayout layout = LayoutSky(sky, c.radius, minimum, shapes, letters);
             ASSERT_EQ(layout.markers.size(), sky.size());

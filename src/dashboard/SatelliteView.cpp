@@ -122,7 +122,7 @@ std::vector<CSkyKeepOut> CSatelliteView::GridKeepOut() const
     std::vector<CSkyKeepOut> keepOut;
     if (!GridLabelsRead())
         return keepOut;
-    const double reach = 0.6 * GridFont().pixelSize();
+    const double reach = 0.7 * GridFont().pixelSize(); // W is nearly an em wide
     for (const CSkyGridLabel &label : SkyGridLabels(GetRadius()))
         if (!label.elevation)
             keepOut.push_back({label.x, label.y, reach});
