@@ -365,6 +365,7 @@ void CSatelliteView::DrawLegend(QPainter &painter, const std::vector<GnssSystem>
     const std::vector<CSkyBox> boxes = LegendBoxesIn(legendFont);
     if (boxes.size() != systems.size())
         return;
+    const bool overDial = !SkyLegendClearOfDial(boxes, GetRadius());
     painter.save();
     painter.setFont(legendFont);
     const QFontMetricsF metrics(painter.font());
@@ -386,9 +387,14 @@ void CSatelliteView::DrawLegend(QPainter &painter, const std::vector<GnssSystem>
         QFont font = painter.font();
         font.setStrikeOut(!shown);
         painter.setFont(font);
-        painter.drawText(QRectF(box.left + glyph + gap, box.top, box.width - glyph - gap, row),
-                         Qt::AlignLeft | Qt::AlignVCenter,
-                         QString::fromLatin1(GnssSystemName(systems[i])));
+        const QRectF textBox(box.left + glyph + gap, box.top, box.width - glyph - gap, row);
+        const QString name = QString::fromLatin1(GnssSystemName(systems[i]));
+        // On a dial too small to keep the legend off it, the grid stops short of the names.
+        if (overDial)
+            painter.fillRect(
+                QFontMetricsF(font).boundingRect(textBox, Qt::AlignLeft | Qt::AlignVCenter, name),
+                LabelBackground());
+        painter.drawText(textBox, Qt::AlignLeft | Qt::AlignVCenter, name);
     }
     painter.restore();
 }
