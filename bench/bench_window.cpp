@@ -68,20 +68,30 @@ void BM_PaintListPage(benchmark::State &state)
 }
 BENCHMARK(BM_PaintListPage)->Arg(1)->Arg(2)->Unit(benchmark::kMicrosecond);
 
-// One paint of a gauge whose face is cached: the speedometer's needle, or a sky of twelve
-// satellites, at `width` pixels and pixel ratio `ratio`.
+// One paint of a gauge whose face is cached: the speedometer's needle, a sky of twelve GPS
+// satellites, or a sky of forty of five systems (in pairs on one spot) handed over anew before
+// each paint, as a 10 Hz receiver does, at `width` pixels and pixel ratio `ratio`.
 void BM_PaintGauge(benchmark::State &state)
 {
     const int width = static_cast<int>(state.range(0));
     const qreal ratio = static_cast<qreal>(state.range(1));
     const bool sky = state.range(2) != 0;
+    const bool forty = state.range(2) == 2;
     CSpeedometer speedometer;
     speedometer.SetDigital(false);
     speedometer.SetValue(57.3);
     CSatelliteView satellites;
     CSkyView view{9, 12, {}, {}};
-    for (int i = 0; i < 12; ++i)
-        view.satellites.push_back({i + 1, 10 + 7 * i, 30 * i, 20 + 2 * i, i < 9, GnssSystem::GPS});
+    if (forty) {
+        view = {20, 40, {}, {}};
+        for (int i = 0; i < 40; ++i)
+            view.satellites.push_back({i + 1, 5 + 4 * (i / 2), 37 * (i / 2) % 360, 20 + i,
+                                       i % 2 == 0, static_cast<GnssSystem>(i % 5)});
+    } else {
+        for (int i = 0; i < 12; ++i)
+            view.satellites.push_back(
+                {i + 1, 10 + 7 * i, 30 * i, 20 + 2 * i, i < 9, GnssSystem::GPS});
+    }
     satellites.SetSatellites(view);
     CGauge &gauge = sky ? static_cast<CGauge &>(satellites) : speedometer;
     gauge.resize(width, width);
@@ -92,11 +102,15 @@ void BM_PaintGauge(benchmark::State &state)
         gauge.Render(first); // builds the face
     }
     for (auto _ : state) {
+        if (forty)
+            satellites.SetSatellites(view);
         QPainter painter(&image);
         gauge.Render(painter);
     }
     state.SetLabel(QStringLiteral("%1 %2 px at %3x")
-                       .arg(sky ? QStringLiteral("sky view") : QStringLiteral("speedometer"))
+                       .arg(forty ? QStringLiteral("sky of 40")
+                            : sky ? QStringLiteral("sky view")
+                                  : QStringLiteral("speedometer"))
                        .arg(width)
                        .arg(ratio)
                        .toStdString());
@@ -106,6 +120,8 @@ BENCHMARK(BM_PaintGauge)
     ->Args({320, 2, 0})
     ->Args({160, 1, 1})
     ->Args({320, 2, 1})
+    ->Args({160, 1, 2})
+    ->Args({320, 2, 2})
     ->Unit(benchmark::kMicrosecond);
 
 } // namespace

@@ -162,7 +162,7 @@ std::vector<CGaugeMenuEntry> CGauge::MenuEntries() const
         separator = false;
     };
     for (const QString &name : m_modeNames)
-        add(name, true, id == m_mode);
+        add(name, true, id == CheckedMode());
     separator = !m_modeNames.isEmpty();
     if (m_digitalCapable) {
         add(tr("Analog"), true, !m_digital);
@@ -331,7 +331,8 @@ void CGauge::mouseReleaseEvent(QMouseEvent *event)
 {
     if (event->button() == Qt::LeftButton) {
         m_hold->stop();
-        if (!m_menuShownByHold && rect().contains(event->position().toPoint()))
+        const QPoint at = event->position().toPoint();
+        if (!m_menuShownByHold && rect().contains(at) && !TapAt(at))
             emit Tapped(this);
         m_menuShownByHold = false;
     }

@@ -116,6 +116,12 @@ protected:
     /// The moving parts of the analog face.
     virtual void DrawAnalog(QPainter &painter);
 
+    /// The mode the menu shows checked; by default the stored one.
+    [[nodiscard]] virtual int CheckedMode() const { return m_mode; }
+    /// A tap at `position` that the gauge takes itself, instead of the page's swap; none by
+    /// default.
+    virtual bool TapAt(const QPoint &) { return false; }
+
     void DrawTicks(QPainter &painter, int count);
     void CopyPageBackground(QPainter &painter);
     /// A font of `points` on the design page, scaled with the gauge; weight 400 or 600.

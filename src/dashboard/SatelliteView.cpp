@@ -1,10 +1,10 @@
 #include "dashboard/SatelliteView.h"
 
+#include "dashboard/SkyMarkerPainter.h"
 #include "dashboard/SkyMarkers.h"
 
 #include <QFontMetricsF>
 #include <QPainter>
-#include <QPainterPath>
 
 #include <algorithm>
 #include <cmath>
@@ -13,8 +13,33 @@
 namespace
 {
 
-const QColor kGrid(153, 153, 153);
-const QColor kLabel(0, 0, 0);
+// The sky's colours, each in one place for the palettes to take over.
+QColor GridColour()
+{
+    return {153, 153, 153};
+}
+
+QColor LabelColour()
+{
+    return {0, 0, 0};
+}
+
+QColor LabelBackground()
+{
+    return Qt::white;
+}
+
+// A leader from a nudged marker to its satellite's spot.
+QColor LeaderColour()
+{
+    return {90, 90, 90};
+}
+
+// A system the legend has switched off: its entry greyed, its glyph hollow.
+QColor HiddenColour()
+{
+    return {170, 170, 170};
+}
 
 // The plot's coordinates name pixels, as the sky offsets do; a 1-pixel line through a pixel's
 // centre stays sharp.
@@ -28,51 +53,13 @@ void DrawLabel(QPainter &painter, const QRectF &box, const QString &text)
 {
     const QRectF bounds =
         painter.fontMetrics().boundingRect(box.toRect(), Qt::AlignCenter, text).toRectF();
-    painter.fillRect(bounds.adjusted(-1, 0, 1, 0), Qt::white);
+    painter.fillRect(bounds.adjusted(-1, 0, 1, 0), LabelBackground());
     painter.drawText(box, Qt::AlignCenter, text);
 }
 
-QColor ColourOf(const CRgb &rgb)
+bool MultiSystem(const CSkyView &view)
 {
-    return {rgb.r, rgb.g, rgb.b};
-}
-
-// The marker's outline shrunk by `inset` pixels towards its centre.
-QPainterPath MarkerPath(const QPointF &centre, SkyMarkerShape shape, int h, double grow,
-                        double inset)
-{
-    const std::vector<CMarkerVertex> corners = SkyMarkerCorners(shape, h, grow);
-    const double reach = SkyMarkerInradius(corners, h + grow);
-    const double scale = std::max(0.0, reach - inset) / reach;
-    QPainterPath path;
-    if (corners.empty()) {
-        path.addEllipse(centre, reach * scale, reach * scale);
-        return path;
-    }
-    path.moveTo(centre + QPointF(corners.front().x, corners.front().y) * scale);
-    for (const CMarkerVertex &v : corners)
-        path.lineTo(centre + QPointF(v.x, v.y) * scale);
-    path.closeSubpath();
-    return path;
-}
-
-// A marker of a system: the black outline on its outermost pixels when used, a rim of the
-// system's colour inside it, the fill within. Nested areas rather than pens keep the rings even
-// on every shape.
-void DrawMarker(QPainter &painter, const QPointF &centre, SkyMarkerShape shape, int h,
-                const QColor &fill, const QColor &rim, double rimWidth, double outline)
-{
-    painter.setPen(Qt::NoPen);
-    double inset = 0;
-    if (outline > 0) {
-        painter.setBrush(Qt::black);
-        painter.drawPath(MarkerPath(centre, shape, h, 0.5, 0));
-        inset = outline;
-    }
-    painter.setBrush(rim);
-    painter.drawPath(MarkerPath(centre, shape, h, 0.5, inset));
-    painter.setBrush(fill);
-    painter.drawPath(MarkerPath(centre, shape, h, 0.5, inset + rimWidth));
+    return !SkyLegendSystems(view).empty();
 }
 
 } // namespace
@@ -80,20 +67,27 @@ void DrawMarker(QPainter &painter, const QPointF &centre, SkyMarkerShape shape, 
 CSatelliteView::CSatelliteView(QWidget *parent)
     : CGauge(tr("Satellites"), parent)
 {
-    StoreMode(kModeSignal);
+    StoreMode(kModeAutomatic);
     SetModeNames({tr("Signal To Noise Ratio"), tr("Pseudo Random Noise ID")});
 }
 
 void CSatelliteView::SetSatellites(const CSkyView &view)
 {
     m_view = view;
+    m_layoutDirty = true;
     update();
 }
 
 void CSatelliteView::Reset()
 {
     m_view.reset();
+    m_layoutDirty = true;
     update();
+}
+
+void CSatelliteView::SetModeQuiet(int mode)
+{
+    StoreMode(mode == kModeSignal || mode == kModeNumber ? mode : kModeAutomatic);
 }
 
 QString CSatelliteView::GetValueText() const
@@ -112,13 +106,139 @@ int CSatelliteView::SatelliteLabelPoints() const
     return RoundHalfUp(std::sqrt(DesignRadius()) - 2);
 }
 
+QFont CSatelliteView::GridFont() const
+{
+    // A small dial drawn large would have letters as large as the markers are apart.
+    QFont font = GaugeFont(GridLabelPoints());
+    const int most =
+        std::max(PointsToPixels(GridLabelPoints()), std::max(kSmallestLabel + 1, GetRadius() / 9));
+    font.setPixelSize(std::min(font.pixelSize(), most));
+    return font;
+}
+
+std::vector<CSkyKeepOut> CSatelliteView::GridKeepOut() const
+{
+    // N, E, S and W stay readable; the rings' numbers may hide under a satellite.
+    std::vector<CSkyKeepOut> keepOut;
+    if (!GridLabelsRead())
+        return keepOut;
+    const double reach = 0.7 * GridFont().pixelSize(); // W is nearly an em wide
+    for (const CSkyGridLabel &label : SkyGridLabels(GetRadius()))
+        if (!label.elevation)
+            keepOut.push_back({label.x, label.y, reach});
+    return keepOut;
+}
+
+bool CSatelliteView::GridLabelsRead() const
+{
+    return GridFont().pixelSize() >= kSmallestLabel;
+}
+
+bool CSatelliteView::SatelliteLabelsRead() const
+{
+    return GaugeFont(SatelliteLabelPoints()).pixelSize() >= kSmallestLabel;
+}
+
+bool CSatelliteView::ShowsNumbers() const
+{
+    return SkyLabelsShowNumbers(GetMode(), m_view && MultiSystem(*m_view));
+}
+
+int CSatelliteView::CheckedMode() const
+{
+    return ShowsNumbers() ? kModeNumber : kModeSignal;
+}
+
+bool CSatelliteView::IsSystemShown(GnssSystem system) const
+{
+    const auto i = static_cast<std::size_t>(system);
+    return i >= m_hidden.size() || !m_hidden[i];
+}
+
+void CSatelliteView::SetSystemShown(GnssSystem system, bool shown)
+{
+    const auto i = static_cast<std::size_t>(system);
+    if (i >= m_hidden.size() || m_hidden[i] == !shown)
+        return;
+    m_hidden[i] = !shown;
+    m_layoutDirty = true;
+    update();
+}
+
+std::vector<CSkySatellite> CSatelliteView::ShownSatellites() const
+{
+    std::vector<CSkySatellite> shown;
+    if (!m_view)
+        return shown;
+    for (const CSkySatellite &s : m_view->satellites)
+        if (IsSystemShown(s.system))
+            shown.push_back(s);
+    return shown;
+}
+
+std::vector<GnssSystem> CSatelliteView::LegendSystems() const
+{
+    if (!m_view || !SatelliteLabelsRead())
+        return {};
+    return SkyLegendSystems(*m_view);
+}
+
+std::vector<CSkyBox> CSatelliteView::LegendBoxesIn(const QFont &font) const
+{
+    const std::vector<GnssSystem> systems = LegendSystems();
+    if (systems.empty())
+        return {};
+    const QFontMetricsF metrics(font);
+    double textWidth = 0;
+    for (const GnssSystem system : systems)
+        textWidth = std::max(
+            textWidth, metrics.horizontalAdvance(QString::fromLatin1(GnssSystemName(system))));
+    const double row = metrics.height();
+    const int h = std::max(2, RoundHalfUp(row / 3));
+    const double glyph = 3.0 * h + 1; // the star reaches furthest: 1.5 h
+    const double gap = row / 4;
+    return SkyLegendBoxes(systems.size(), glyph + gap + textWidth, row, width(),
+                          std::max(1.0, GetRadius() / 40.0));
+}
+
+QFont CSatelliteView::LegendFont() const
+{
+    QFont font = GaugeFont(SatelliteLabelPoints());
+    while (font.pixelSize() > kSmallestLabelPixels
+           && !SkyLegendClearOfDial(LegendBoxesIn(font), GetRadius()))
+        font.setPixelSize(font.pixelSize() - 1);
+    return font;
+}
+
+std::vector<CSkyBox> CSatelliteView::LegendBoxes() const
+{
+    return LegendBoxesIn(LegendFont());
+}
+
+bool CSatelliteView::TapAt(const QPoint &position)
+{
+    const int entry = SkyLegendEntryAt(LegendBoxes(), position.x(), position.y());
+    if (entry < 0)
+        return false;
+    const GnssSystem system = LegendSystems()[static_cast<std::size_t>(entry)];
+    SetSystemShown(system, !IsSystemShown(system));
+    return true;
+}
+
+int CSatelliteView::SmallestLabelledHalf() const
+{
+    const int natural = GaugeFont(SatelliteLabelPoints()).pixelSize();
+    // Room for two digits inside the rim and the used outline.
+    return RoundHalfUp(0.7 * std::min(natural, kSmallestLabelPixels));
+}
+
 void CSatelliteView::DrawBackground(QPainter &painter)
 {
     CopyPageBackground(painter);
     const int radius = GetRadius();
     const int c = radius;
     painter.save();
-    painter.setPen(QPen(kGrid, 1));
+    painter.setPen(QPen(GridColour(), 1));
     painter.setBrush(Qt::NoBrush);
     // Elevation 60 and 30.
     for (int k = 1; k <= 2; ++k) {
@@ -132,34 +252,16 @@ void CSatelliteView::DrawBackground(QPainter &painter)
         const int dy = RoundHalfUp(radius * std::cos(a));
         painter.drawLine(Pixel(c + dx, c + dy), Pixel(c - dx, c - dy));
     }
-    const int points = GridLabelPoints();
-    if (points >= kSmallestLabel) {
-        painter.setFont(GaugeFont(points));
-        painter.setPen(kLabel);
+    if (GridLabelsRead()) {
+        painter.setFont(GridFont());
+        painter.setPen(LabelColour());
         const double half = painter.fontMetrics().height() / 2.0;
-        // Tens of degrees of azimuth, on every other spoke at 5/6 of the radius; the ends at
-        // j x -30 degrees, and their mirrors, are these azimuths.
-        struct Ends {
-            int j;
-            const char *near, *far;
-        };
-        constexpr Ends ends[] = {{0, "S", "N"}, {2, "24", "6"}, {4, "30", "12"}};
-        for (const Ends &e : ends) {
-            const double a = e.j * (-std::numbers::pi / 6);
-            const double dx = 5.0 * radius / 6 * std::sin(a);
-            const double dy = 5.0 * radius / 6 * std::cos(a);
-            for (const auto &[sign, text] : {std::pair{1, e.near}, std::pair{-1, e.far}}) {
-                const QPointF at = Pixel(c + sign * dx, c + sign * dy);
-                DrawLabel(painter, QRectF(at.x() - radius, at.y() - half, 2.0 * radius, 2 * half),
-                          QString::fromLatin1(text));
-            }
-        }
-        // Elevations of the rings, on the west spoke.
         const double third = radius / 3.0;
-        for (const auto &[distance, text] : {std::pair{third, "60"}, std::pair{2 * third, "30"}}) {
-            const QPointF at = Pixel(c - distance, c);
-            DrawLabel(painter, QRectF(at.x() - third, at.y() - half, 2 * third, 2 * half),
-                      QString::fromLatin1(text));
+        for (const CSkyGridLabel &label : SkyGridLabels(radius)) {
+            const QPointF at = Pixel(c + label.x, c + label.y);
+            const double room = label.elevation ? third : radius;
+            DrawLabel(painter, QRectF(at.x() - room, at.y() - half, 2 * room, 2 * half),
+                      QString::fromStdString(label.text));
         }
     }
     painter.restore();
@@ -171,22 +273,59 @@ void CSatelliteView::DrawAnalog(QPainter &painter)
         return;
     const int radius = GetRadius();
     const int c = radius;
-    const int h = radius / 11;
-    const bool labels = SatelliteLabelPoints() >= kSmallestLabel;
+    const std::vector<CSkySatellite> shown = ShownSatellites();
+    // A sky too full for labels of a readable size is drawn without, its markers smaller.
+    const bool legend = SatelliteLabelsRead();
+    const bool labels = legend && SkyLabelsFit(shown.size(), radius, SmallestLabelledHalf());
     const std::vector<GnssSystem> systems = SkyLegendSystems(*m_view);
+    // Laid out again only when the sky, the systems shown or the dial changed: at 10 Hz with
+    // forty satellites most paints are for the freshness badge or a neighbour.
+    const int minimum = labels ? SmallestLabelledHalf() : kSkySmallestMarker;
+    const int gridPixels = GridLabelsRead() ? GridFont().pixelSize() : 0;
+    if (m_layoutDirty || radius != m_layoutRadius || minimum != m_layoutMinimum
+        || gridPixels != m_layoutGridPixels) {
+        m_layout = LayoutSky(shown, radius, minimum, !systems.empty(), GridKeepOut());
+        m_layoutDirty = false;
+        m_layoutRadius = radius;
+        m_layoutMinimum = minimum;
+        m_layoutGridPixels = gridPixels;
+    }
+    const int h = m_layout.half;
     painter.save();
     // Under the satellites: a legend may hide the horizon of its corner, never a satellite.
-    if (!systems.empty() && labels)
+    if (!systems.empty() && legend)
         DrawLegend(painter, systems);
-    if (labels)
-        painter.setFont(GaugeFont(SatelliteLabelPoints()));
+    // Leaders under every marker, so no line crosses one's label.
+    painter.setPen(QPen(PartColour(LeaderColour()), 1));
+    painter.setBrush(PartColour(LeaderColour()));
+    const double dot = 1.5;
+    for (const CSkyMarkerPlace &m : m_layout.markers)
+        if (m.leader) {
+            // A spot on the horizon has its dot just inside the rim.
+            const double out = std::hypot(m.trueX, m.trueY);
+            const double in = out > radius - dot - 1 ? (radius - dot - 1) / out : 1.0;
+            const QPointF spot = Pixel(c + m.trueX * in, c + m.trueY * in);
+            painter.drawLine(Pixel(c + m.x, c + m.y), spot);
+            painter.drawEllipse(spot, dot, dot);
+        }
+    QFont labelFont;
+    if (labels) {
+        // As large as the design's while the markers are; with them down to the smallest size.
+        QFont font = GaugeFont(SatelliteLabelPoints());
+        const int fitted = std::max(kSmallestLabelPixels, static_cast<int>(1.6 * h));
+        font.setPixelSize(std::min(font.pixelSize(), fitted));
+        labelFont = font;
+        painter.setFont(font);
+    }
+    const bool numbers = ShowsNumbers();
     // Only the signal greys when the report is old: which satellites were used, their systems
     // and labels stay readable on the grey.
     const QPen outline(Qt::black, 1);
     const double rimWidth = std::max(1.5, h / 5.0);
     const double usedWidth = std::max(1.0, h / 7.0);
-    for (const CSkySatellite &s : m_view->satellites) {
-        const CPoint at = SkyOffset(s.elevation, s.azimuth, radius);
+    for (std::size_t i = 0; i < shown.size(); ++i) {
+        const CSkySatellite &s = shown[i];
+        const CSkyMarkerPlace &m = m_layout.markers[i];
         const CRgb colour = SignalColour(s.snr * 0.02);
         const QColor fill = PartColour(QColor(colour.r, colour.g, colour.b));
         if (systems.empty()) {
@@ -194,17 +333,27 @@ void CSatelliteView::DrawAnalog(QPainter &painter)
             painter.setPen(s.used ? outline : Qt::NoPen);
             // The pen runs along the disc's outermost pixels; without it the fill reaches them.
             const double r = s.used ? h : h + 0.5;
-            painter.drawEllipse(Pixel(c + at.x, c + at.y), r, r);
+            painter.drawEllipse(Pixel(c + m.x, c + m.y), r, r);
         } else {
-            const CSkyMarkerStyle style = SkyMarkerStyleOf(s.system);
-            DrawMarker(painter, Pixel(c + at.x, c + at.y), style.shape, h, fill,
-                       ColourOf(style.colour), rimWidth, s.used ? usedWidth : 0);
+            PaintSkyMarker(painter, Pixel(c + m.x, c + m.y), s.system, h, fill, rimWidth,
+                           s.used ? usedWidth : 0);
         }
         if (labels) {
-            painter.setPen(Qt::black);
-            painter.drawText(QRectF(c + at.x - h, c + at.y - h, 2 * h + 2, 2 * h + 1),
-                             Qt::AlignCenter,
-                             QString::number(GetMode() == kModeNumber ? s.prn : s.snr));
+            const QString text = QString::number(numbers ? s.prn : s.snr);
+            // Three digits (SBAS numbers) narrower, to stay on the marker as two do.
+            const double wide = QFontMetricsF(painter.font()).horizontalAdvance(text);
+            const bool narrowed = text.size() > 2 && wide > 2 * h;
+            if (narrowed) {
+                QFont narrow = painter.font();
+                narrow.setPixelSize(std::max(kSmallestLabel - 1,
+                                             static_cast<int>(narrow.pixelSize() * 2 * h / wide)));
+                painter.setFont(narrow);
+            }
+            painter.setPen(LabelColour());
+            painter.drawText(QRectF(c + m.x - h, c + m.y - h, 2 * h + 2, 2 * h + 1),
+                             Qt::AlignCenter, text);
+            if (narrowed)
+                painter.setFont(labelFont);
         }
     }
     painter.restore();
@@ -212,37 +361,40 @@ void CSatelliteView::DrawAnalog(QPainter &painter)
 
 void CSatelliteView::DrawLegend(QPainter &painter, const std::vector<GnssSystem> &systems) const
 {
+    const QFont legendFont = LegendFont();
+    const std::vector<CSkyBox> boxes = LegendBoxesIn(legendFont);
+    if (boxes.size() != systems.size())
+        return;
+    const bool overDial = !SkyLegendClearOfDial(boxes, GetRadius());
     painter.save();
-    painter.setFont(GaugeFont(SatelliteLabelPoints()));
+    painter.setFont(legendFont);
     const QFontMetricsF metrics(painter.font());
-    double textWidth = 0;
-    for (const GnssSystem system : systems)
-        textWidth = std::max(
-            textWidth, metrics.horizontalAdvance(QString::fromLatin1(GnssSystemShortName(system))));
     const double row = metrics.height();
     const int h = std::max(2, RoundHalfUp(row / 3));
-    const double glyph = 3.0 * h + 1; // the star reaches furthest: 1.5 h
+    const double glyph = 3.0 * h + 1;
     const double gap = row / 4;
-    const double entry = glyph + gap + textWidth;
-    const double margin = std::max(1.0, GetRadius() / 40.0);
-    // The corners, where the page lies outside the sky, in reading order: at the design sizes
-    // one entry fits beside the rim, and the common skies have four systems at most.
-    const std::size_t perCorner = (systems.size() + 3) / 4;
     for (std::size_t i = 0; i < systems.size(); ++i) {
-        const std::size_t corner = i / perCorner;
-        const auto rank = static_cast<double>(i % perCorner);
-        const auto rows =
-            static_cast<double>(std::min(perCorner, systems.size() - corner * perCorner));
-        const double x = corner % 2 == 1 ? width() - margin - entry : margin;
-        const double y =
-            corner >= 2 ? height() - margin - (rows - rank) * row : margin + rank * row;
-        const CSkyMarkerStyle style = SkyMarkerStyleOf(systems[i]);
-        DrawMarker(painter, QPointF(std::floor(x + glyph / 2) + 0.5, std::floor(y + row / 2) + 0.5),
-                   style.shape, h, Qt::white, ColourOf(style.colour), std::max(1.5, h / 2.5), 0);
-        painter.setPen(kLabel);
-        painter.drawText(QRectF(x + glyph + gap, y, textWidth, row),
-                         Qt::AlignLeft | Qt::AlignVCenter,
-                         QString::fromLatin1(GnssSystemShortName(systems[i])));
+        const CSkyBox &box = boxes[i];
+        const bool shown = IsSystemShown(systems[i]);
+        const QPointF centre(std::floor(box.left + glyph / 2) + 0.5,
+                             std::floor(box.top + row / 2) + 0.5);
+        const double rim = std::max(1.5, h / 2.5);
+        if (shown)
+            PaintSkyMarker(painter, centre, systems[i], h, Qt::white, rim, 0);
+        else
+            PaintSkyMarker(painter, centre, systems[i], h, LabelBackground(), 1.0, 0);
+        painter.setPen(shown ? LabelColour() : HiddenColour());
+        QFont font = painter.font();
+        font.setStrikeOut(!shown);
+        painter.setFont(font);
+        const QRectF textBox(box.left + glyph + gap, box.top, box.width - glyph - gap, row);
+        const QString name = QString::fromLatin1(GnssSystemName(systems[i]));
+        // On a dial too small to keep the legend off it, the grid stops short of the names.
+        if (overDial)
+            painter.fillRect(
+                QFontMetricsF(font).boundingRect(textBox, Qt::AlignLeft | Qt::AlignVCenter, name),
+                LabelBackground());
+        painter.drawText(textBox, Qt::AlignLeft | Qt::AlignVCenter, name);
     }
     painter.restore();
 }

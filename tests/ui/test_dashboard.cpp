@@ -268,3 +268,21 @@ TEST_F(DashboardTest, ResetGaugesLeavesTheMileage)
     EXPECT_EQ(mileage.GetTotalMetres(), total);
     EXPECT_EQ(page.GetSpeedometer()->GetFreshness(), GaugeFreshness::Gone) << "nothing fed since";
 }
+
+// The sky's label mode: automatic (0) until its menu chooses, and a choice stays chosen.
+TEST_F(DashboardTest, SkyLabelModeAutomaticUntilChosen)
+{
+    {
+        CDashboard page(m_display);
+        EXPECT_EQ(page.GetSatelliteView()->GetMode(), CSatelliteView::kModeAutomatic);
+    }
+    EXPECT_EQ(Stored("SatViewMode").toInt(), 0);
+    {
+        CDashboard page(m_display);
+        EXPECT_EQ(page.GetSatelliteView()->GetMode(), CSatelliteView::kModeAutomatic);
+        page.GetSatelliteView()->ApplyMenuChoice(CSatelliteView::kModeSignal);
+    }
+    EXPECT_EQ(Stored("SatViewMode").toInt(), 1);
+    CDashboard again(m_display);
+    EXPECT_EQ(again.GetSatelliteView()->GetMode(), CSatelliteView::kModeSignal);
+}

@@ -1,3 +1,4 @@
+#include "SkyTestUtils.h"
 #include "dashboard/Altimeter.h"
 #include "dashboard/MileageCounter.h"
 #include "dashboard/SatelliteView.h"
@@ -14,6 +15,8 @@
 #include <QImage>
 #include <QPainter>
 #include <QPushButton>
+#include <QSignalSpy>
+#include <QTest>
 #include <QTimer>
 
 #include <cmath>
@@ -158,19 +161,21 @@ TEST_F(InstrumentsTest, NeedlePointsAtTheValueOnEveryRange)
     }
 }
 
-// Five characters at the read-out's size would run into the ticks.
+// Off the horizon a lone satellite sits on its spot; on it, its whole disc comes inside the rim
+// along its azimuth.
 TEST_F(InstrumentsTest, SatellitesSitWhereTheSkyPutsThem)
 {
     struct Case {
-        int elevation, azimuth, dx, dy; // the offset in radii
+        int elevation, azimuth;
         double ratio;
         const char *legend;
     };
     const Case cases[] = {
-        {90, 217, 0, 0, 1, "zenith at the centre, whatever the azimuth"},
-        {0, 90, 1, 0, 1, "east on the rim to the right"},
-        {0, 0, 0, -1, 1, "north at the top"},
-        {0, 90, 1, 0, 2, "east at a pixel ratio of 2"},
+        {90, 217, 1, "zenith at the centre, whatever the azimuth"},
+        {0, 60, 1, "east-north-east on the horizon: inside the rim"},
+        {0, 300, 1, "west-north-west on the horizon"},
+        {0, 60, 2, "at a pixel ratio of 2"},
+        {20, 135, 1, "above the horizon: on its spot"},
     };
     for (const Case &c : cases) {
         SCOPED_TRACE(c.legend);
@@ -178,14 +183,46 @@ TEST_F(InstrumentsTest, SatellitesSitWhereTheSkyPutsThem)
         view.SetSatellites(Sky(1, 1, {Satellite(7, c.elevation, c.azimuth, 50, false)}));
         const QImage image = Render(view, 160, c.ratio);
         const int r = view.GetRadius();
+        const int h = view.GetLayout().half;
         const CPoint p = SkyOffset(c.elevation, c.azimuth, r);
-        ASSERT_EQ(p, (CPoint{c.dx * r, c.dy * r}));
-        // Inside the disc, off its label, towards the image's inside.
-        const double inward = p.y < 0 ? r / 11 - 1 : 1 - r / 11;
-        EXPECT_EQ(At(image, r + p.x + 0.5, r + p.y + inward + 0.5), QColor(0, 255, 0));
-        if (p.x != 0 || p.y != 0) {
-            EXPECT_NE(At(image, r - p.x + 0.5, r - p.y - inward + 0.5), QColor(0, 255, 0));
+        const CSkyMarkerPlace &m = view.GetLayout().markers.at(0);
+        if (c.elevation > 0) {
+            EXPECT_EQ(std::make_pair(m.x, m.y), std::make_pair(p.x, p.y));
+        } else {
+            const double out = std::hypot(m.x, m.y);
+            EXPECT_LE(out + h + 0.5, r) << "whole inside the rim";
+            EXPECT_GE(out + h + 0.5, r - 2.5) << "against it";
+            EXPECT_NEAR(std::atan2(m.x, -m.y) * 180 / std::numbers::pi,
+                        c.azimuth > 180 ? c.azimuth - 360 : c.azimuth, 1.0);
         }
+        // Inside the disc, off its label, towards the image's inside.
+        const double inward = m.y < 0 ? h - 1 : 1 - h;
+        EXPECT_EQ(At(image, r + m.x + 0.5, r + m.y + inward + 0.5), QColor(0, 255, 0));
+        if (m.x != 0 || m.y != 0) {
+            EXPECT_NE(At(image, r - m.x + 0.5, r - m.y - inward + 0.5), QColor(0, 255, 0));
+        }
+    }
+}
+
+// N, E, S and W stay readable: a satellite on a letter is nudged off it (its leader may
+// cross it, the marker not).
+TEST_F(InstrumentsTest, SatellitesKeepOffTheCompassLetters)
+{
+    for (const int azimuth : {0, 90, 180, 270}) {
+        SCOPED_TRACE(azimuth);
+        CSatelliteView view;
+        view.SetSatellites(Sky(1, 1, {Satellite(7, 15, azimuth, 50, false)}));
+        const QImage image = Render(view, 320);
+        const int r = view.GetRadius();
+        const double a = azimuth * std::numbers::pi / 180;
+        const QRect letter(r + RoundHalfUp(5.0 * r / 6 * std::sin(a)) - 4,
+                           r - RoundHalfUp(5.0 * r / 6 * std::cos(a)) - 4, 9, 9);
+        int marker = 0;
+        for (int y = letter.top(); y <= letter.bottom(); ++y)
+            for (int x = letter.left(); x <= letter.right(); ++x)
+                marker += Near(image.pixelColor(x, y), QColor(0, 255, 0), 60) ? 1 : 0;
+        EXPECT_EQ(marker, 0);
+        EXPECT_TRUE(view.GetLayout().markers.at(0).leader);
     }
 }
 
@@ -237,7 +274,8 @@ TEST_F(InstrumentsTest, LabelsOnlyWhereTheyRead)
     };
     const Case cases[] = {
         {80, 0, false, false, "radius 39: none"},
-        {160, 80, false, false, "a small dial drawn large keeps its design"},
+        {160, 80, true, true, "a small dial drawn large reads at its size"},
+        {120, 80, true, false, "drawn half as large again: the grid's only"},
         {100, 0, true, false, "radius 49: the grid's only"},
         {160, 0, true, true, "radius 79: both"},
     };
@@ -318,7 +356,8 @@ TEST_F(InstrumentsTest, SystemRimInsideTheUsedOutline)
         SCOPED_TRACE(c.legend);
         CSatelliteView view;
         view.SetDesignWidth(80);
-        view.SetSatellites(Sky(1, 1, {Satellite(7, 90, 0, 50, c.used, GnssSystem::GLONASS)}));
+        // Number 1: its narrow label leaves the fill beside it.
+        view.SetSatellites(Sky(1, 1, {Satellite(1, 90, 0, 50, c.used, GnssSystem::GLONASS)}));
         const QImage image = Render(view, 320);
         const int r = view.GetRadius(); // 159: a half side of 13.5 pixels
         const int x = r + 3;            // off the north spoke
@@ -326,7 +365,7 @@ TEST_F(InstrumentsTest, SystemRimInsideTheUsedOutline)
         const QColor edge = image.pixelColor(x, r - 13);
         EXPECT_TRUE(c.used ? Dark(edge) : Near(edge, rim, 10)) << edge.name().toStdString();
         EXPECT_TRUE(Near(image.pixelColor(x, r - c.rimAt), rim, 10));
-        EXPECT_EQ(image.pixelColor(x, r - 7), QColor(0, 255, 0));
+        EXPECT_EQ(image.pixelColor(x + 4, r - 7), QColor(0, 255, 0));
     }
 }
 
@@ -387,6 +426,130 @@ TEST_F(InstrumentsTest, SatelliteCountAndLabelModes)
     EXPECT_EQ(view.GetValueText(), "7 of 11 sats in use");
     view.Reset();
     EXPECT_EQ(view.GetValueText(), "No Satellites in view");
+}
+
+// The label mode is automatic until the menu chooses: the satellite number in a multi-system
+// sky, the signal in a GPS one; the menu checks the one shown.
+TEST_F(InstrumentsTest, SkyLabelsNumberAMultiSystemSky)
+{
+    struct Case {
+        int chosen; // 0: none
+        bool multiSystem, numbers;
+        const char *legend;
+    };
+    const Case cases[] = {
+        {0, false, false, "GPS: the signal, as always"},
+        {0, true, true, "several systems: the number"},
+        {1, true, false, "the signal chosen"},
+        {2, false, true, "the number chosen"},
+    };
+    for (const Case &c : cases) {
+        SCOPED_TRACE(c.legend);
+        CSatelliteView view;
+        EXPECT_EQ(view.GetMode(), CSatelliteView::kModeAutomatic);
+        view.SetSatellites(Sky(1, 2,
+                               {Satellite(7, 45, 15, 50, false),
+                                Satellite(9, 20, 200, 50, false,
+                                          c.multiSystem ? GnssSystem::Galileo : GnssSystem::GPS)}));
+        if (c.chosen != 0)
+            view.ApplyMenuChoice(c.chosen);
+        EXPECT_EQ(view.ShowsNumbers(), c.numbers);
+        const std::vector<CGaugeMenuEntry> menu = view.MenuEntries();
+        EXPECT_EQ(menu.at(0).checked, !c.numbers);
+        EXPECT_EQ(menu.at(1).checked, c.numbers);
+        EXPECT_EQ(view.GetMode(), c.chosen);
+    }
+}
+
+// Forty satellites on the sky view at its sizes on the three screens: nothing drawn outside the
+// dial but the legend, and every marker drawn where the layout put it.
+TEST_F(InstrumentsTest, FortySatellitesDrawnInsideTheDial)
+{
+    struct Case {
+        int width, designWidth;
+        double ratio;
+        const char *legend;
+    };
+    const Case cases[] = {
+        {160, 80, 1, "480x640 small, 800x480"},
+        {320, 160, 1, "480x640 large"},
+        {454, 80, 1, "1920x1080"},
+        {160, 80, 2, "at a pixel ratio of 2"},
+    };
+    CSkyView sky = Sky(20, 40, FortySatellites());
+    for (std::size_t i = 0; i < sky.satellites.size(); i += 3)
+        sky.satellites[i].used = true;
+    for (const Case &c : cases) {
+        SCOPED_TRACE(c.legend);
+        CSatelliteView empty;
+        empty.SetDesignWidth(c.designWidth);
+        const QImage reference = Render(empty, c.width, c.ratio);
+        CSatelliteView view;
+        view.SetDesignWidth(c.designWidth);
+        view.SetSatellites(sky);
+        const QImage image = Render(view, c.width, c.ratio);
+        std::vector<CSkyBox> legend = view.LegendBoxes();
+        EXPECT_EQ(legend.size(), 6U) << "GPS, SBAS, GLONASS, Galileo, BeiDou, QZSS";
+        // A glyph's point and the text's smoothing may reach a pixel or two past the entry.
+        for (CSkyBox &b : legend)
+            b = {b.left - 2, b.top - 2, b.width + 4, b.height + 4};
+        const int r = view.GetRadius();
+        int outside = 0;
+        for (int y = 0; y < image.height(); ++y)
+            for (int x = 0; x < image.width(); ++x) {
+                const double gx = (x + 0.5) / c.ratio, gy = (y + 0.5) / c.ratio;
+                if (std::hypot(gx - r - 0.5, gy - r - 0.5) <= r + 0.5
+                    || SkyLegendEntryAt(legend, gx, gy) >= 0)
+                    continue;
+                outside += image.pixel(x, y) != reference.pixel(x, y) ? 1 : 0;
+            }
+        EXPECT_EQ(outside, 0) << "pixels drawn outside the dial";
+        const CSkyLayout &layout = view.GetLayout();
+        ASSERT_EQ(layout.markers.size(), 40U);
+        for (std::size_t i = 0; i < layout.markers.size(); ++i) {
+            const CSkyMarkerPlace &m = layout.markers[i];
+            // Beside the centre, clear of a narrow label.
+            const double x = r + m.x + 0.5, y = r + m.y + layout.half * 0.6;
+            EXPECT_NE(At(image, x, y), At(reference, x, y)) << "marker " << i;
+        }
+    }
+}
+
+// A tap on a legend entry switches its system off and on; anywhere else it is the page's.
+TEST_F(InstrumentsTest, LegendTapsSwitchSystems)
+{
+    CSatelliteView view;
+    view.SetSatellites(
+        Sky(0, 3,
+            {Satellite(7, 45, 15, 50, false), Satellite(3, 45, 200, 50, false, GnssSystem::GLONASS),
+             Satellite(9, 60, 100, 50, false)}));
+    view.resize(320, 320);
+    view.show();
+    const QImage before = Render(view, 320);
+    const std::vector<CSkyBox> boxes = view.LegendBoxes();
+    ASSERT_EQ(view.LegendSystems(),
+              (std::vector<GnssSystem>{GnssSystem::GPS, GnssSystem::GLONASS}));
+    ASSERT_EQ(boxes.size(), 2U);
+    QSignalSpy tapped(&view, &CGauge::Tapped);
+    const QPoint glonass(static_cast<int>(boxes[1].left + boxes[1].width / 2),
+                         static_cast<int>(boxes[1].top + boxes[1].height / 2));
+    QTest::mouseClick(&view, Qt::LeftButton, {}, glonass);
+    EXPECT_FALSE(view.IsSystemShown(GnssSystem::GLONASS));
+    EXPECT_TRUE(view.IsSystemShown(GnssSystem::GPS));
+    EXPECT_EQ(view.ShownSatellites().size(), 2U);
+    const int r = view.GetRadius();
+    const CPoint at = SkyOffset(45, 200, r);
+    const QImage hidden = Render(view, 320);
+    EXPECT_NE(hidden.pixelColor(r + at.x, r + at.y - 4), before.pixelColor(r + at.x, r + at.y - 4))
+        << "its marker gone";
+    EXPECT_EQ(view.LegendSystems().size(), 2U) << "its entry stays, to bring it back";
+    EXPECT_EQ(view.GetValueText(), "0 of 3 sats in use");
+    QTest::mouseClick(&view, Qt::LeftButton, {}, glonass);
+    EXPECT_TRUE(view.IsSystemShown(GnssSystem::GLONASS));
+    EXPECT_EQ(Render(view, 320), before);
+    EXPECT_EQ(tapped.count(), 0);
+    QTest::mouseClick(&view, Qt::LeftButton, {}, QPoint(r, r));
+    EXPECT_EQ(tapped.count(), 1) << "the sky itself: the page's tap";
 }
 
 // Each row acts on the same altimeter, in order; NaN leaves a value alone.

@@ -1,8 +1,10 @@
+#include "SkyTestUtils.h"
 #include "app/CommandTable.h"
 #include "app/GPSSheet.h"
 #include "app/MainFrame.h"
 #include "dashboard/Dashboard.h"
 #include "dashboard/DigiDash.h"
+#include "dashboard/SatelliteView.h"
 #include "maps/MapDialogs.h"
 #include "maps/MapView.h"
 #include "settings/SettingsTable.h"
@@ -12,13 +14,16 @@
 #include <QAbstractScrollArea>
 #include <QApplication>
 #include <QDialog>
+#include <QImage>
 #include <QKeyEvent>
 #include <QMessageBox>
+#include <QPainter>
 #include <QScreen>
 #include <QSettings>
 #include <QTimer>
 #include <QWindow>
 
+#include <cmath>
 #include <memory>
 #include <string>
 #include <vector>
@@ -162,6 +167,49 @@ TEST_F(ScreenFit, MainWindowAndPages)
     ExpectOnScreen(frame, "toggled full screen");
     fullScreen->trigger();
     EXPECT_TRUE(ProcessUntil([&] { return frame.isFullScreen() == small; }));
+}
+
+// A multi-system sky of forty on this screen, wherever the sky view is (large, small,
+// filling the page): every marker whole inside the dial, none covering more than a quarter of
+// another, as the window sizes the dial.
+TEST_F(ScreenFit, SkyOfFortyInEveryPlace)
+{
+    CMainFrame frame;
+    frame.show();
+    ASSERT_TRUE(ProcessUntil([&] { return frame.isVisible(); }));
+    CDashboard *dashboard = frame.GetDashboard();
+    CSatelliteView *view = dashboard->GetSatelliteView();
+    CSkyView sky{20, 40, FortySatellites(), {}};
+    dashboard->UpdateSatellites(sky);
+    const auto check = [&](const std::string &where) {
+        SCOPED_TRACE(where + " at " + std::to_string(view->width()) + " px");
+        ProcessUntil([&] { return view->isVisible(); });
+        QImage image(view->size(), QImage::Format_ARGB32_Premultiplied);
+        QPainter painter(&image);
+        view->Render(painter);
+        const CSkyLayout &layout = view->GetLayout();
+        ASSERT_EQ(layout.markers.size(), sky.satellites.size());
+        const int r = view->GetRadius();
+        for (std::size_t i = 0; i < layout.markers.size(); ++i) {
+            const CSkyMarkerPlace &m = layout.markers[i];
+            EXPECT_LE(std::hypot(m.x, m.y)
+                          + SkyMarkerReach(sky.satellites[i].system, layout.half, true),
+                      r)
+                << "marker " << i;
+            for (std::size_t j = i + 1; j < layout.markers.size(); ++j) {
+                const CSkyMarkerPlace &n = layout.markers[j];
+                EXPECT_GE(std::hypot(m.x - n.x, m.y - n.y), 1.5 * layout.half)
+                    << "markers " << i << " and " << j;
+            }
+        }
+    };
+    check("large");
+    dashboard->SetExclusive(true);
+    check("filling the page");
+    dashboard->SetExclusive(false);
+    CGauge *altimeter = dashboard->GetInstrument(Instrument::Altimeter);
+    emit altimeter->Tapped(altimeter); // the altimeter large, the sky small
+    check("small");
 }
 
 TEST_F(ScreenFit, DialogsFromTheMenus)
