@@ -25,11 +25,12 @@
 namespace
 {
 
-enum Column { kSystem, kNumber, kElevation, kAzimuth, kSignal, kUsed, kColumns };
+// The signals last: they take what width there is.
+enum Column { kSystem, kNumber, kElevation, kAzimuth, kUsed, kSignal, kColumns };
 
 constexpr std::array<SatelliteSort, kColumns> kColumnSort = {
     SatelliteSort::System,  SatelliteSort::Number, SatelliteSort::Elevation,
-    SatelliteSort::Azimuth, SatelliteSort::Signal, SatelliteSort::Used};
+    SatelliteSort::Azimuth, SatelliteSort::Used,   SatelliteSort::Signal};
 
 // Sorts whose natural order reads strongest or highest first show a descending arrow.
 bool NaturallyDescending(SatelliteSort key)
@@ -40,10 +41,12 @@ bool NaturallyDescending(SatelliteSort key)
 
 // The table repaints a few times a second at most, the chart once a second: a 10 Hz receiver
 // changes nothing a reader could follow faster, and the chart moves a pixel a second at most.
-constexpr int kTableRefreshMs = 250;
+constexpr int kTableRefreshMs = 150;
 constexpr int kChartRefreshMs = 1000;
 // Bars run from 0 to this many dB; stronger signals fill them.
 constexpr double kFullBarDb = 50.0;
+// A signal's slot in the table is at most this many lines of text wide.
+constexpr int kLongestBarLines = 14;
 // A second without a sample breaks the chart's lines after this gap.
 constexpr std::int64_t kGapSeconds = 3;
 
@@ -64,6 +67,12 @@ QColor NightColourOf(GnssSystem system)
 QColor SystemColour(GnssSystem system, bool night)
 {
     return night ? NightColourOf(system) : ColourOf(SkyMarkerStyleOf(system).colour);
+}
+
+// Markers beside a line of text: as tall as a capital letter.
+int MarkerRadius(int lineHeight)
+{
+    return std::max(3, lineHeight * 3 / 8);
 }
 
 // The sky view's marker of a system, `h` its disc's radius.
@@ -210,11 +219,12 @@ public:
         if (role == Qt::TextAlignmentRole)
             return section == kSystem || section == kSignal
                        ? QVariant(Qt::AlignLeft | Qt::AlignVCenter)
-                       : QVariant(Qt::AlignRight | Qt::AlignVCenter);
+                   : section == kUsed ? QVariant(Qt::AlignCenter)
+                                      : QVariant(Qt::AlignRight | Qt::AlignVCenter);
         if (role != Qt::DisplayRole)
             return {};
-        static const std::array<const char *, kColumns> titles = {"System", "No.",    "Elev.",
-                                                                  "Azim.",  "Signal", "Used"};
+        static const std::array<const char *, kColumns> titles = {"System", "No.",  "Elev.",
+                                                                  "Azim.",  "Used", "Signal"};
         return tr(titles[static_cast<std::size_t>(section)]);
     }
 
@@ -274,7 +284,7 @@ public:
         painter->setPen(colours.text);
         switch (index.column()) {
         case kSystem: {
-            const int h = std::max(3, metrics.height() * 3 / 10);
+            const int h = MarkerRadius(metrics.height());
             const QPointF centre(r.left() + pad + 1.5 * h, r.center().y() + 0.5);
             DrawSystemMarker(*painter, centre, row.system, h, night);
             painter->drawText(r.adjusted(pad + 3 * h + pad, 0, 0, 0),
@@ -292,7 +302,7 @@ public:
                 painter->setPen(Qt::NoPen);
                 painter->setBrush(colours.text);
                 painter->drawEllipse(
-                    QRectF(r.right() - pad - d - d / 2.0, r.center().y() + 0.5 - d / 2.0, d, d));
+                    QRectF(r.center().x() + 0.5 - d / 2.0, r.center().y() + 0.5 - d / 2.0, d, d));
             }
             break;
         default:
@@ -307,12 +317,16 @@ private:
     void PaintSignals(QPainter &painter, const QRect &r, const CSatelliteRow &row,
                       const QFontMetrics &metrics, const PageColours &colours, bool night) const
     {
-        const int pad = std::max(2, metrics.height() / 5);
+        const int line = metrics.height();
+        const int pad = std::max(2, line / 5);
+        const int gap = line / 2; // between one signal's value and the next one's name
         const auto slotCount = static_cast<int>(m_model.GetWidestSignals());
-        const int slotWidth = (r.width() - pad) / std::max(1, slotCount);
+        // Bars longer than this read no better on a wide window.
+        const int slotWidth =
+            std::min((r.width() - pad) / std::max(1, slotCount), kLongestBarLines * line);
         const int nameWidth = metrics.horizontalAdvance(QStringLiteral("E5a")) + pad;
         const int valueWidth = metrics.horizontalAdvance(QStringLiteral("00")) + pad;
-        const int barHeight = std::max(4, metrics.height() * 6 / 10);
+        const int barHeight = std::max(4, line * 6 / 10);
         int x = r.left() + pad;
         for (const CSignalBar &bar : row.bars) {
             int left = x;
@@ -323,7 +337,7 @@ private:
                                  QString::fromStdString(bar.name));
                 left += nameWidth;
             }
-            const int barWidth = std::max(0, x + slotWidth - left - valueWidth - pad);
+            const int barWidth = std::max(0, x + slotWidth - left - valueWidth - pad - gap);
             const QRect back(left, r.center().y() - barHeight / 2, barWidth, barHeight);
             painter.fillRect(back, colours.barBack);
             const double fill = std::clamp(bar.snr / kFullBarDb, 0.0, 1.0);
@@ -399,17 +413,35 @@ protected:
                 legendY += line;
             }
             DrawSystemMarker(painter, QPointF(legendX + line / 2.0, legendY + (line + pad) / 2.0),
-                             system, std::max(3, line * 3 / 10), night);
+                             system, MarkerRadius(line), night);
             painter.setPen(colours.text);
             painter.drawText(QRect(legendX + line, legendY, w, line + pad),
                              Qt::AlignLeft | Qt::AlignVCenter, name);
             legendX += w;
         }
+        // What the two lines of a system are.
+        const double averagePen = std::max(2.0, line / 7.0);
+        for (const auto &[text, dotted] : {std::pair{CSatellitesPage::tr("average"), false},
+                                           std::pair{CSatellitesPage::tr("best"), true}}) {
+            const int w = 3 * line / 2 + metrics.horizontalAdvance(text) + line / 2;
+            if (legendX + w > width() - pad) {
+                legendX = pad;
+                legendY += line;
+            }
+            const double y = legendY + (line + pad) / 2.0;
+            painter.setPen(dotted ? QPen(colours.text, 1.0, Qt::DotLine)
+                                  : QPen(colours.text, averagePen));
+            painter.drawLine(QPointF(legendX, y), QPointF(legendX + line, y));
+            painter.setPen(colours.text);
+            painter.drawText(QRect(legendX + line + pad, legendY, w, line + pad),
+                             Qt::AlignLeft | Qt::AlignVCenter, text);
+            legendX += w;
+        }
 
         const int scaleWidth = metrics.horizontalAdvance(QStringLiteral("50")) + pad;
-        const QRect plot(pad + scaleWidth + pad, legendY + line + 2 * pad,
-                         width() - 3 * pad - scaleWidth - pad, 0);
-        QRect area = plot;
+        // Room above the plot for half its top label.
+        QRect area(pad + scaleWidth + pad, legendY + line + pad + line / 2,
+                   width() - 3 * pad - scaleWidth - pad, 0);
         area.setBottom(height() - line - pad);
         if (area.width() < 10 || area.height() < 10)
             return;
@@ -451,6 +483,7 @@ protected:
             QPainterPath best;
             bool open = false;
             std::int64_t last = 0;
+            QPointF end;
             for (const CSignalSample &sample : samples) {
                 const CSystemSignal &s = sample.systems[i];
                 if (!s.present) {
@@ -467,13 +500,18 @@ protected:
                 }
                 open = true;
                 last = sample.second;
+                end = QPointF(x, yOf(s.average));
             }
             const QColor colour = SystemColour(system, night);
             painter.setBrush(Qt::NoBrush);
             painter.setPen(QPen(colour, 1.0, Qt::DotLine));
             painter.drawPath(best);
-            painter.setPen(QPen(colour, std::max(2.0, line / 7.0)));
+            painter.setPen(QPen(colour, averagePen));
             painter.drawPath(average);
+            // The system's marker where its line ends: at night every line is red.
+            if (open)
+                DrawSystemMarker(painter, end - QPointF(MarkerRadius(line), 0), system,
+                                 MarkerRadius(line) * 2 / 3, night);
         }
     }
 
@@ -522,7 +560,6 @@ CSatellitesPage::CSatellitesPage(const CDisplaySettings &display, QWidget *paren
             [this](int column, Qt::SortOrder order) { m_model->sort(column, order); });
 
     m_refresh.setSingleShot(true);
-    m_refresh.setInterval(kTableRefreshMs);
     connect(&m_refresh, &QTimer::timeout, this, &CSatellitesPage::Refresh);
     connect(&m_display, &CDisplaySettings::Changed, this, &CSatellitesPage::Follow);
     ApplyColours();
@@ -538,8 +575,15 @@ void CSatellitesPage::SetSky(const CSkyView &view, const std::vector<CSkyEntry> 
     m_history->Add(secondsOfDay.value_or(static_cast<double>(m_clock.elapsed()) / 1000.0), view);
     m_rowsChanged = true;
     m_historyChanged = true;
-    if (isVisible() && !m_refresh.isActive())
-        m_refresh.start();
+    if (!isVisible() || m_refresh.isActive())
+        return;
+    // At once, unless the last refresh was a moment ago: a 1 Hz receiver's sky shows without
+    // delay, a 10 Hz one's a few times a second.
+    const qint64 since = m_clock.elapsed() - m_refreshedAt;
+    if (m_refreshedAt < 0 || since >= kTableRefreshMs)
+        Refresh();
+    else
+        m_refresh.start(static_cast<int>(kTableRefreshMs - since));
 }
 
 void CSatellitesPage::Reset()
@@ -576,6 +620,7 @@ void CSatellitesPage::SortBy(SatelliteSort key, bool reversed)
 
 void CSatellitesPage::Refresh()
 {
+    m_refreshedAt = m_clock.elapsed();
     if (m_rowsChanged) {
         m_rowsChanged = false;
         std::vector<CSatelliteRow> rows = m_rows;
@@ -603,8 +648,9 @@ void CSatellitesPage::resizeEvent(QResizeEvent *event)
     // A landscape page puts the chart beside the table, so that more rows show.
     const bool wide = width() > height() * 4 / 3;
     m_layout->setDirection(wide ? QBoxLayout::LeftToRight : QBoxLayout::TopToBottom);
-    m_layout->setStretch(0, 3);
-    m_layout->setStretch(1, wide ? 2 : 1);
+    // The table needs about 600 pixels; a wider window shares evenly.
+    m_layout->setStretch(0, wide && width() >= 1200 ? 1 : 3);
+    m_layout->setStretch(1, wide ? (width() >= 1200 ? 1 : 2) : 1);
     FitColumns();
 }
 
@@ -658,7 +704,7 @@ void CSatellitesPage::FitColumns()
         return std::max(headerMetrics.horizontalAdvance(title) + arrow,
                         metrics.horizontalAdvance(widest) + 2 * pad);
     };
-    const int marker = 3 * std::max(3, line * 3 / 10) + 3 * pad;
+    const int marker = 3 * MarkerRadius(line) + 3 * pad;
     static const QString kGlonass = QString::fromLatin1(GnssSystemName(GnssSystem::GLONASS));
     header->resizeSection(kSystem, std::max(fit(tr("System"), QString()),
                                             marker + metrics.horizontalAdvance(kGlonass)));

@@ -66,6 +66,7 @@ private:
     std::vector<CSatelliteRow> m_rows; // in the sky's order
     bool m_rowsChanged = false;
     bool m_historyChanged = false;
+    qint64 m_refreshedAt = -1;
     qint64 m_chartDrawnAt = -1; // m_clock's milliseconds; below 0 draw at once
     QElapsedTimer m_clock;      // for receivers that send no time
     QTimer m_refresh;
