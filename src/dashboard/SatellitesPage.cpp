@@ -11,6 +11,7 @@
 
 #include <QAbstractTableModel>
 #include <QBoxLayout>
+#include <QEvent>
 #include <QHeaderView>
 #include <QPainter>
 #include <QPainterPath>
@@ -21,6 +22,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <numeric>
 
 namespace
 {
@@ -45,6 +47,10 @@ constexpr int kTableRefreshMs = 150;
 constexpr int kChartRefreshMs = 1000;
 // Bars run from 0 to this many dB; stronger signals fill them.
 constexpr double kFullBarDb = 50.0;
+// The page is this many lines of text wide at least before the chart goes beside the table.
+constexpr int kSideBySideLines = 36;
+// Below this many lines of text in height a page above each other shows the table alone.
+constexpr int kTableAndChartLines = 14;
 // A signal's slot in the table is at most this many lines of text wide.
 constexpr int kLongestBarLines = 14;
 // A second without a sample breaks the chart's lines after this gap.
@@ -161,6 +167,7 @@ public:
     [[nodiscard]] std::size_t GetWidestSignals() const { return m_widestSignals; }
     [[nodiscard]] SatelliteSort GetSort() const { return m_sort; }
     [[nodiscard]] bool IsReversed() const { return m_reversed; }
+    [[nodiscard]] bool IsCompact() const { return m_compact; }
 
     int rowCount(const QModelIndex &parent) const override
     {
@@ -223,6 +230,10 @@ public:
                                       : QVariant(Qt::AlignRight | Qt::AlignVCenter);
         if (role != Qt::DisplayRole)
             return {};
+        static const std::array<const char *, kColumns> shortTitles = {"Sys.", "No.", "El.",
+                                                                       "Az.",  "Use", "Signal"};
+        if (m_compact)
+            return tr(shortTitles[static_cast<std::size_t>(section)]);
         static const std::array<const char *, kColumns> titles = {"System", "No.",  "Elev.",
                                                                   "Azim.",  "Used", "Signal"};
         return tr(titles[static_cast<std::size_t>(section)]);
@@ -234,6 +245,15 @@ public:
             return;
         const SatelliteSort key = kColumnSort[static_cast<std::size_t>(column)];
         m_page.SortBy(key, (order == Qt::DescendingOrder) != NaturallyDescending(key));
+    }
+
+    /// Short column titles, for a narrow table.
+    void SetCompact(bool compact)
+    {
+        if (compact == m_compact)
+            return;
+        m_compact = compact;
+        emit headerDataChanged(Qt::Horizontal, 0, kColumns - 1);
     }
 
     void SetSort(SatelliteSort key, bool reversed)
@@ -250,6 +270,7 @@ private:
     std::size_t m_widestSignals = 1;
     SatelliteSort m_sort = SatelliteSort::System;
     bool m_reversed = false;
+    bool m_compact = false;
 };
 
 namespace
@@ -287,9 +308,11 @@ public:
             const int h = MarkerRadius(metrics.height());
             const QPointF centre(r.left() + pad + 1.5 * h, r.center().y() + 0.5);
             DrawSystemMarker(*painter, centre, row.system, h, night);
-            painter->drawText(r.adjusted(pad + 3 * h + pad, 0, 0, 0),
-                              Qt::AlignLeft | Qt::AlignVCenter,
-                              QString::fromLatin1(GnssSystemName(row.system)));
+            // A narrow table has room for the marker only.
+            const QString name = QString::fromLatin1(GnssSystemName(row.system));
+            const QRect text = r.adjusted(pad + 3 * h + pad, 0, 0, 0);
+            if (metrics.horizontalAdvance(name) <= text.width())
+                painter->drawText(text, Qt::AlignLeft | Qt::AlignVCenter, name);
             break;
         }
         case kSignal:
@@ -448,10 +471,14 @@ protected:
         const auto yOf = [&](double db) {
             return area.bottom() - std::clamp(db / kFullBarDb, 0.0, 1.0) * area.height();
         };
+        // Labels a line apart at least: every 10 dB, else 10, 30 and 50, else 0 and 50.
+        const double perTen = area.height() / 5.0;
+        const int labelStep = perTen >= line ? 10 : (2 * perTen >= line ? 20 : 50);
         for (int db = 0; db <= 50; db += 10) {
             painter.setPen(colours.grid);
             painter.drawLine(QPointF(area.left(), yOf(db)), QPointF(area.right(), yOf(db)));
-            if (db % 20 == 10 || area.height() > 6 * line) {
+            const bool labelled = labelStep == 20 ? db % 20 == 10 : db % labelStep == 0;
+            if (labelled) {
                 painter.setPen(colours.dim);
                 painter.drawText(QRectF(pad, yOf(db) - line / 2.0, scaleWidth, line),
                                  Qt::AlignRight | Qt::AlignVCenter, QString::number(db));
@@ -538,6 +565,7 @@ CSatellitesPage::CSatellitesPage(const CDisplaySettings &display, QWidget *paren
     m_layout->addWidget(m_chart, 1);
 
     m_table->setObjectName(QStringLiteral("satelliteTable"));
+    m_table->viewport()->installEventFilter(this);
     m_table->setModel(m_model);
     m_table->setItemDelegate(new CSatelliteDelegate(*m_model, display, m_table));
     m_table->setSelectionMode(QAbstractItemView::NoSelection);
@@ -645,13 +673,23 @@ void CSatellitesPage::showEvent(QShowEvent *event)
 void CSatellitesPage::resizeEvent(QResizeEvent *event)
 {
     QWidget::resizeEvent(event);
-    // A landscape page puts the chart beside the table, so that more rows show.
-    const bool wide = width() > height() * 4 / 3;
+    // A landscape page puts the chart beside the table, so that more rows show; not a narrow
+    // one, whose table would then want more width than there is.
+    const int line = fontMetrics().height();
+    const bool wide = width() > height() * 4 / 3 && width() >= kSideBySideLines * line;
     m_layout->setDirection(wide ? QBoxLayout::LeftToRight : QBoxLayout::TopToBottom);
     // The table needs about 600 pixels; a wider window shares evenly.
     m_layout->setStretch(0, wide && width() >= 1200 ? 1 : 3);
     m_layout->setStretch(1, wide ? (width() >= 1200 ? 1 : 2) : 1);
-    FitColumns();
+    // A page too short for both keeps the table.
+    m_chart->setVisible(wide || height() >= kTableAndChartLines * line);
+}
+
+bool CSatellitesPage::eventFilter(QObject *watched, QEvent *event)
+{
+    if (watched == m_table->viewport() && event->type() == QEvent::Resize)
+        FitColumns();
+    return QWidget::eventFilter(watched, event);
 }
 
 void CSatellitesPage::Follow(DisplaySetting what)
@@ -698,18 +736,31 @@ void CSatellitesPage::FitColumns()
     QHeaderView *header = m_table->horizontalHeader();
     header->setMinimumHeight(headerHeight);
     const QFontMetrics headerMetrics = header->fontMetrics();
-    // Room for the header's text and its sort arrow, or for the widest value.
-    const int arrow = line + 2 * pad;
-    const auto fit = [&](const QString &title, const QString &widest) {
-        return std::max(headerMetrics.horizontalAdvance(title) + arrow,
-                        metrics.horizontalAdvance(widest) + 2 * pad);
-    };
     const int marker = 3 * MarkerRadius(line) + 3 * pad;
     static const QString kGlonass = QString::fromLatin1(GnssSystemName(GnssSystem::GLONASS));
-    header->resizeSection(kSystem, std::max(fit(tr("System"), QString()),
-                                            marker + metrics.horizontalAdvance(kGlonass)));
-    header->resizeSection(kNumber, fit(tr("No."), QStringLiteral("000")));
-    header->resizeSection(kElevation, fit(tr("Elev."), DegreesText(90)));
-    header->resizeSection(kAzimuth, fit(tr("Azim."), DegreesText(360)));
-    header->resizeSection(kUsed, fit(tr("Used"), QStringLiteral("0")));
+    // Room for the header's text and its sort arrow, or for the widest value; when that leaves
+    // the signals too little, short titles, no room for the arrow, and the systems by their
+    // markers alone.
+    const auto widths = [&](bool compact) {
+        m_model->SetCompact(compact);
+        const int arrow = compact ? 2 * pad : line + 2 * pad;
+        const auto fit = [&](int column, const QString &widest) {
+            const QString title =
+                m_model->headerData(column, Qt::Horizontal, Qt::DisplayRole).toString();
+            return std::max(headerMetrics.horizontalAdvance(title) + arrow,
+                            metrics.horizontalAdvance(widest) + 2 * pad);
+        };
+        return std::array<int, kSignal>{
+            compact ? std::max(fit(kSystem, {}), marker)
+                    : std::max(fit(kSystem, {}), marker + metrics.horizontalAdvance(kGlonass)),
+            fit(kNumber, QStringLiteral("000")), fit(kElevation, DegreesText(90)),
+            fit(kAzimuth, DegreesText(360)), fit(kUsed, QStringLiteral("0"))};
+    };
+    std::array<int, kSignal> fixed = widths(false);
+    const int signalWidth = metrics.horizontalAdvance(QStringLiteral("E5a 00")) + 6 * line;
+    if (std::accumulate(fixed.begin(), fixed.end(), 0) + signalWidth > m_table->viewport()->width())
+        fixed = widths(true);
+    for (int column = 0; column < kSignal; ++column)
+        header->resizeSection(column, fixed[static_cast<std::size_t>(column)]);
+    header->setSortIndicatorShown(!m_model->IsCompact());
 }
