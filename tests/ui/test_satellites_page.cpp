@@ -135,3 +135,36 @@ TEST_F(SatellitesPageTest, DriveShownSortedAndDrawn)
         }
     EXPECT_EQ(offending, 0) << "blue above green or green above red at night";
 }
+
+// Every column's title fits, and the signals keep room for a bar, from a small portrait screen
+// under large controls to a wide one.
+TEST_F(SatellitesPageTest, ColumnsFitEverySize)
+{
+    CDisplaySettings display;
+    for (const bool large : {false, true}) {
+        display.SetLargeControls(large);
+        for (const QSize size :
+             {QSize(240, 320), QSize(480, 560), QSize(800, 380), QSize(1920, 980)}) {
+            SCOPED_TRACE(std::to_string(size.width()) + "x" + std::to_string(size.height())
+                         + (large ? " large" : ""));
+            CSatellitesPage page(display);
+            page.resize(size);
+            page.show();
+            QCoreApplication::processEvents();
+            const auto *table = page.findChild<QTableView *>(QStringLiteral("satelliteTable"));
+            const QHeaderView &header = *table->horizontalHeader();
+            const int line = table->fontMetrics().height();
+            int total = 0;
+            for (int i = 0; i < header.count(); ++i) {
+                const QString title = header.model()->headerData(i, Qt::Horizontal).toString();
+                EXPECT_LE(header.fontMetrics().horizontalAdvance(title), header.sectionSize(i))
+                    << title.toStdString();
+                total += header.sectionSize(i);
+                if (title == QStringLiteral("Signal")) {
+                    EXPECT_GE(header.sectionSize(i), 5 * line) << "room for a bar";
+                }
+            }
+            EXPECT_LE(total, table->viewport()->width());
+        }
+    }
+}
