@@ -134,9 +134,8 @@ QString DegreesText(int degrees)
 class CSatelliteTableModel : public QAbstractTableModel
 {
 public:
-    CSatelliteTableModel(CSatellitesPage &page, QObject *parent)
+    explicit CSatelliteTableModel(QObject *parent)
         : QAbstractTableModel(parent)
-        , m_page(page)
     {
     }
 
@@ -219,10 +218,6 @@ public:
     {
         if (orientation != Qt::Horizontal || section < 0 || section >= kColumns)
             return {};
-        if (role == Qt::InitialSortOrderRole)
-            return NaturallyDescending(kColumnSort[static_cast<std::size_t>(section)])
-                       ? Qt::DescendingOrder
-                       : Qt::AscendingOrder;
         if (role == Qt::TextAlignmentRole)
             return section == kSystem || section == kSignal
                        ? QVariant(Qt::AlignLeft | Qt::AlignVCenter)
@@ -237,14 +232,6 @@ public:
         static const std::array<const char *, kColumns> titles = {"System", "No.",  "Elev.",
                                                                   "Azim.",  "Used", "Signal"};
         return tr(titles[static_cast<std::size_t>(section)]);
-    }
-
-    void sort(int column, Qt::SortOrder order) override
-    {
-        if (column < 0 || column >= kColumns)
-            return;
-        const SatelliteSort key = kColumnSort[static_cast<std::size_t>(column)];
-        m_page.SortBy(key, (order == Qt::DescendingOrder) != NaturallyDescending(key));
     }
 
     /// Short column titles, for a narrow table.
@@ -265,7 +252,6 @@ public:
 private:
     static QString tr(const char *text) { return CSatellitesPage::tr(text); }
 
-    CSatellitesPage &m_page;
     std::vector<CSatelliteRow> m_rows;
     std::size_t m_widestSignals = 1;
     SatelliteSort m_sort = SatelliteSort::System;
@@ -551,7 +537,7 @@ CSatellitesPage::CSatellitesPage(const CDisplaySettings &display, QWidget *paren
     : QWidget(parent)
     , m_display(display)
     , m_history(std::make_unique<CSignalHistory>())
-    , m_model(new CSatelliteTableModel(*this, this))
+    , m_model(new CSatelliteTableModel(this))
     , m_table(new QTableView(this))
     , m_chart(new CSignalChart(*m_history, display, this))
     , m_layout(new QBoxLayout(QBoxLayout::TopToBottom, this))
@@ -584,8 +570,13 @@ CSatellitesPage::CSatellitesPage(const CDisplaySettings &display, QWidget *paren
     header->setSortIndicator(kSystem, Qt::AscendingOrder);
     header->setSectionResizeMode(QHeaderView::Fixed);
     header->setSectionResizeMode(kSignal, QHeaderView::Stretch);
-    connect(header, &QHeaderView::sortIndicatorChanged, this,
-            [this](int column, Qt::SortOrder order) { m_model->sort(column, order); });
+    // Clicks rather than the indicator: a narrow table hides it.
+    connect(header, &QHeaderView::sectionClicked, this, [this](int column) {
+        if (column < 0 || column >= kColumns)
+            return;
+        const SatelliteSort key = kColumnSort[static_cast<std::size_t>(column)];
+        SortBy(key, key == m_model->GetSort() && !m_model->IsReversed());
+    });
 
     m_refresh.setSingleShot(true);
     connect(&m_refresh, &QTimer::timeout, this, &CSatellitesPage::Refresh);

@@ -165,6 +165,18 @@ TEST_F(SatellitesPageTest, ColumnsFitEverySize)
                 }
             }
             EXPECT_LE(total, table->viewport()->width());
+
+            // Sorting by a click, with or without the header's sort arrow.
+            CSkyView sky;
+            sky.satellites = {{3, 40, 10, 20, true, GnssSystem::GPS},
+                              {5, 40, 10, 45, true, GnssSystem::GPS}};
+            page.SetSky(sky, {}, 0.0);
+            const int signal = header.logicalIndexAt(header.width() - 2);
+            QTest::mouseClick(
+                header.viewport(), Qt::LeftButton, {},
+                QPoint(header.sectionViewportPosition(signal) + 4, header.height() / 2));
+            ASSERT_EQ(page.GetRows().size(), 2u);
+            EXPECT_EQ(page.GetRows().front().snr, 45) << "strongest first";
         }
     }
 }
