@@ -126,7 +126,7 @@ else
     # bash cuts "gpsd://" at the colon; only what follows it is replaced.
     expect "//" "$name" --source gpsd : /
     expect "9600" "$name" --source serial : /dev/ttyUSB0?baud = 96
-    expect "dashboard data digital list map" "$name" --page ""
+    expect "dashboard data digital list map satellites" "$name" --page ""
     expect "OLD.NMEA drive.nmea folder" "$name" --replay ""
     expect "city.png folder" "$name" --screenshot ""
 fi

@@ -66,6 +66,8 @@ TEST(CommandRules, EnableAndCheck)
         {"reset gauges: not while data arrives", kCmdResetGauges, {.sourceOpen = true}, false, false},
         {"display mode on the dashboard", kCmdDisplayMode, {}, true, false},
         {"display mode on the list", kCmdDisplayMode, {.visiblePage = kPageList}, true, false},
+        {"display mode on the satellites", kCmdDisplayMode, {.visiblePage = kPageSatellites}, true, false},
+        {"step on: not on the satellites", kCmdStepOn, {.visiblePage = kPageSatellites}, false, false},
         {"display mode not on the data page", kCmdDisplayMode, {.visiblePage = kPageData}, false, false},
         {"display mode on the map: track position", kCmdDisplayMode, {.visiblePage = kPageMap}, true, false},
         {"step on: dashboard mode off", kCmdStepOn, {}, true, false},

@@ -56,7 +56,7 @@ if(NOT status EQUAL 1 OR NOT err MATCHES "Waypoint-Database")
 endif()
 
 # Screenshots of the pages after the demo.
-foreach(page dashboard list data digital)
+foreach(page dashboard list satellites data digital)
     execute_process(COMMAND "${APP}" --demo --replay-delay 0 --page ${page}
                             --screenshot "${WORK}/${page}.png" ${common}
                     RESULT_VARIABLE status TIMEOUT 60)

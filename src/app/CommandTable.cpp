@@ -112,7 +112,9 @@ CCommandState EvaluateCommand(int id, const CFrameState &s)
     case kCmdDisplayMode:
         if (s.visiblePage == kPageMap)
             return {true, false};
-        return {s.visiblePage == kPageDashboard || s.visiblePage == kPageList, false};
+        return {s.visiblePage == kPageDashboard || s.visiblePage == kPageList
+                    || s.visiblePage == kPageSatellites,
+                false};
     default:
         return {true, false};
     }

@@ -60,7 +60,13 @@ enum CommandId : int {
 };
 
 /// Pages of the sheet, in tab order.
-enum PageIndex : int { kPageDashboard = 0, kPageMap = 1, kPageList = 2, kPageData = 3 };
+enum PageIndex : int {
+    kPageDashboard = 0,
+    kPageMap = 1,
+    kPageList = 2,
+    kPageSatellites = 3,
+    kPageData = 4,
+};
 
 /// Everything the enable and check rules look at.
 struct CFrameState {

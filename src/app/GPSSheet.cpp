@@ -7,4 +7,7 @@ CGPSSheet::CGPSSheet(QWidget *parent)
     setTabPosition(QTabWidget::South);
     setDocumentMode(true);
     setUsesScrollButtons(false);
+    // Five tabs of touch size are wider than a small portrait screen: they shorten their texts
+    // rather than run off its edge.
+    setElideMode(Qt::ElideRight);
 }

@@ -14,6 +14,7 @@
 #include "dashboard/Dashboard.h"
 #include "dashboard/DataLogView.h"
 #include "dashboard/DigiDash.h"
+#include "dashboard/SatellitesPage.h"
 #include "dashboard/SkyView.h"
 #include "dashboard/Speedometer.h"
 #include "maps/MapDatabase.h"
@@ -124,10 +125,12 @@ CMainFrame::CMainFrame(QWidget *parent)
     m_dashboard = new CDashboard(m_display, m_sheet);
     m_mapView = new CMapView(m_sheet);
     m_listPage = new CGPSData(m_session.GetParser(), m_display, m_sheet);
+    m_satellitesPage = new CSatellitesPage(m_display, m_sheet);
     m_dataPage = new CDataLogView(m_display, m_sheet);
     m_sheet->addTab(m_dashboard, tr("Dashboard"));
     m_sheet->addTab(m_mapView, tr("Map"));
     m_sheet->addTab(m_listPage, tr("List"));
+    m_sheet->addTab(m_satellitesPage, tr("Satellites"));
     m_sheet->addTab(m_dataPage, tr("Data"));
     connect(m_sheet, &QTabWidget::currentChanged, this, [this] { UpdateCommands(); });
     connect(m_mapView, &CMapView::MapLoadedChanged, this, [this] { UpdateCommands(); });
@@ -985,8 +988,10 @@ void CMainFrame::Show(const CReceiverUpdate &u)
         ResetIdleTimer();
     if (u.Changed(kChangeAltitude))
         m_dashboard->SetAltitude(u.altitude);
-    if (u.Changed(kChangeTimeOfDay))
+    if (u.Changed(kChangeTimeOfDay)) {
         m_dashboard->SetTimeOfDay(u.timeOfDay);
+        m_timeOfDay = u.timeOfDay;
+    }
     if (u.Changed(kChangePosition))
         m_mapView->SetPosition(u.position);
     if (u.Happened(kEventWaypointReached)) {
@@ -1004,7 +1009,9 @@ void CMainFrame::Show(const CReceiverUpdate &u)
         m_listPage->UpdateDilution();
     }
     if (u.Changed(kChangeSky)) {
-        m_dashboard->UpdateSatellites(SkyViewOf(GetParser()));
+        const CSkyView sky = SkyViewOf(GetParser());
+        m_dashboard->UpdateSatellites(sky);
+        m_satellitesPage->SetSky(sky, GetParser().m_sky.GetSatellites(), m_timeOfDay);
         if (u.Changed(kChangeReception) && m_mapView->ShowsReceptionIndicator())
             m_mapView->SetReception(u.reception);
     }
@@ -1128,6 +1135,8 @@ void CMainFrame::ApplyGnssMode()
     m_session.SetGnssMode(mode);
     m_source.SetGnssMode(mode);
     // The parser starts empty, and the List page's rows differ by mode.
+    m_timeOfDay.reset();
+    m_satellitesPage->Reset();
     m_listPage->UpdateReception();
     m_listPage->UpdateDilution();
     m_listPage->UpdatePosition();

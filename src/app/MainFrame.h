@@ -21,6 +21,7 @@ class CDataLogView;
 class CDigiDash;
 class CFixSound;
 class CGPSData;
+class CSatellitesPage;
 class CGPSSheet;
 class CMapView;
 class CWaypointBook;
@@ -97,6 +98,7 @@ public:
     [[nodiscard]] CDashboard *GetDashboard() const { return m_dashboard; }
     [[nodiscard]] CMapView *GetMapView() const { return m_mapView; }
     [[nodiscard]] CGPSData *GetListPage() const { return m_listPage; }
+    [[nodiscard]] CSatellitesPage *GetSatellitesPage() const { return m_satellitesPage; }
     [[nodiscard]] CDataLogView *GetDataPage() const { return m_dataPage; }
     /// The digital dashboard; null until it was first opened.
     [[nodiscard]] CDigiDash *GetDigitalDashboard() const { return m_digiDash; }
@@ -193,6 +195,7 @@ private:
     CDashboard *m_dashboard = nullptr;
     CMapView *m_mapView = nullptr;
     CGPSData *m_listPage = nullptr;
+    CSatellitesPage *m_satellitesPage = nullptr;
     CDataLogView *m_dataPage = nullptr;
     CReceiverSession m_session; // parser, recording, fix events, proximity, the source's watch
     CSerialSettings m_serialSettings;
@@ -223,6 +226,7 @@ private:
     int m_alarmCount = 0;
     CWindowKeeper m_placement{*this};
     CStatusState m_status;
+    std::optional<double> m_timeOfDay; // the receiver's last UTC time, for the signal history
     QElapsedTimer m_statusClock;
     QTimer *m_statusTick = nullptr;
 };

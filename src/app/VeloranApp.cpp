@@ -102,12 +102,12 @@ void InstallSignalHandlers(CMainFrame &frame)
 }
 
 // The sheet's pages in tab order, then the digital dashboard over the Dashboard page.
-constexpr int kDigitalDashboard = 4;
+constexpr int kDigitalDashboard = 5;
 
 int PageNamed(const QString &name)
 {
-    static const std::array<const char *, 5> names = {"dashboard", "map", "list", "data",
-                                                      "digital"};
+    static const std::array<const char *, 6> names = {"dashboard",  "map",  "list",
+                                                      "satellites", "data", "digital"};
     for (std::size_t i = 0; i < names.size(); ++i)
         if (name.compare(QLatin1String(names[i]), Qt::CaseInsensitive) == 0)
             return static_cast<int>(i);
@@ -246,7 +246,8 @@ constexpr COptionText kOptionTexts[] = {
      "URL"},
     {"connect", "Open the port at start."},
     {"record", "Record the received lines into FILE.", "FILE"},
-    {"page", "Page to show: dashboard, map, list, data, or the digital dashboard.", "PAGE"},
+    {"page", "Page to show: dashboard, map, list, satellites, data, or the digital dashboard.",
+     "PAGE"},
     {"fullscreen", "Show the window full screen for this run (F11 toggles it)."},
     {"screenshot", "Write a PNG of the window when the replay ends (or after 5 s live), then quit.",
      "FILE"},
@@ -296,7 +297,8 @@ std::optional<int> ReadOptions(const QCommandLineParser &parser, CStartOptions &
     if (isSet("page")) {
         options.page = PageNamed(value("page"));
         if (options.page < 0)
-            return Fail(QStringLiteral("--page wants dashboard, map, list, data or digital"));
+            return Fail(
+                QStringLiteral("--page wants dashboard, map, list, satellites, data or digital"));
     }
     if (isSet("gnss")) {
         options.gnss = GnssModeFromName(value("gnss").toStdString());

@@ -1,5 +1,6 @@
 #include "GnssSky.h"
 
+#include "GnssSignal.h"
 #include "NMEAFields.h"
 #include "base/Numbers.h"
 
@@ -20,6 +21,18 @@ std::int32_t ReadAngle(const CNMEAFields &fields, int index)
 {
     std::int32_t value = -1;
     return fields.ReadInt(index, value) == 1 ? value : -1;
+}
+
+// A signal sent twice (a GN talker and a system's own) counts once, at its best.
+void AddSignal(CSkyEntry &entry, CSignalLevel level)
+{
+    const auto end = entry.levels.begin() + entry.levelCount;
+    const auto same = std::find_if(entry.levels.begin(), end,
+                                   [&](const CSignalLevel &s) { return s.signal == level.signal; });
+    if (same != end)
+        same->snr = std::max(same->snr, level.snr);
+    else if (entry.levelCount < CSkyEntry::kMaxLevels)
+        entry.levels[entry.levelCount++] = level;
 }
 
 } // namespace
@@ -71,8 +84,8 @@ void CGnssSky::OnGSV(const CNMEAFields &fields, std::string_view talker)
     const int extras = (data - 3) % 4;
     const int after = 4 + 4 * blocks;
     std::int32_t systemId = 0;
-    if (extras >= 1 && fields.ReadInt(after, m_message.signal) != 1)
-        m_message.signal = -1;
+    if (extras >= 1)
+        m_message.signal = ReadSignalId(fields.FieldView(after));
     if (extras == 2)
         fields.ReadInt(after + 1, systemId);
     GnssSystem hint = SystemOfTalker(talker);
@@ -94,6 +107,9 @@ void CGnssSky::OnGSV(const CNMEAFields &fields, std::string_view talker)
             e.snr = 0;
         else if (snr != 1)
             e.snr = -1;
+        e.levels[0] = {static_cast<std::int16_t>(m_message.signal),
+                       static_cast<std::int16_t>(std::clamp(e.snr, -1, 99))};
+        e.levelCount = 1;
         m_message.entries.push_back(e);
     }
 
@@ -144,6 +160,7 @@ void CGnssSky::CloseGroup(const Group &group)
         }
         // The same satellite on another signal: one satellite, its best signal.
         same->snr = std::max(same->snr, e.snr);
+        AddSignal(*same, e.levels[0]);
         if (same->elevation < 0 || same->azimuth < 0) {
             same->elevation = e.elevation;
             same->azimuth = e.azimuth;

@@ -9,12 +9,24 @@
 
 class CNMEAFields;
 
+/// One signal of a satellite: its NMEA 4.10 signal ID (-1 when the receiver sends none) and
+/// its SNR as CSkyEntry::snr.
+struct CSignalLevel {
+    std::int16_t signal = -1;
+    std::int16_t snr = 0;
+};
+
 /// One satellite in view: elevation and azimuth -1 when the receiver does not know them yet.
 struct CSkyEntry {
+    /// Triple-band receivers send three signals of a satellite; a fourth is kept, more dropped.
+    static constexpr std::size_t kMaxLevels = 4;
+
     CSatelliteId id;
     std::int32_t elevation = -1; ///< degrees
     std::int32_t azimuth = -1;   ///< degrees
-    std::int32_t snr = 0;        ///< dB, 0 when not tracked, -1 for letters
+    std::int32_t snr = 0;        ///< dB, 0 when not tracked, -1 for letters; the best signal's
+    std::array<CSignalLevel, kMaxLevels> levels{}; ///< per signal, in the order they came
+    std::uint8_t levelCount = 0;
 };
 
 /// Satellites of one system: used in the fix and in view.

@@ -367,6 +367,8 @@ TEST_F(KeyboardTest, PagesTurnByKeys)
     Click(Qt::Key_Tab, Qt::ControlModifier);
     EXPECT_EQ(sheet.currentIndex(), kPageList);
     Click(Qt::Key_PageDown, Qt::ControlModifier);
+    EXPECT_EQ(sheet.currentIndex(), kPageSatellites);
+    Click(Qt::Key_PageDown, Qt::ControlModifier);
     EXPECT_EQ(sheet.currentIndex(), kPageData);
     Click(Qt::Key_PageDown, Qt::ControlModifier);
     EXPECT_EQ(sheet.currentIndex(), kPageDashboard) << "round again";
