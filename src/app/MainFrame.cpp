@@ -34,6 +34,7 @@
 #include "widgets/FileDialogs.h"
 #include "widgets/LargeControlsStyle.h"
 #include "widgets/MessageBox.h"
+#include "widgets/NightPalette.h"
 #include "widgets/ScreenFit.h"
 #include "widgets/WindowKeeper.h"
 
@@ -149,6 +150,8 @@ CMainFrame::CMainFrame(QWidget *parent)
             ApplyGnssMode();
         else if (what == DisplaySetting::LargeControls)
             ApplyLargeControls();
+        else if (what == DisplaySetting::NightMode || what == DisplaySetting::NightColours)
+            ApplyNightColours();
     });
     m_waypoints = std::make_unique<CWaypointBook>(this);
     m_waypoints->Load(GetDataDirectory(), WasDataDirectoryCreated());
@@ -180,6 +183,7 @@ CMainFrame::CMainFrame(QWidget *parent)
     m_statusTick->start(kStatusTickMs);
 
     BuildCommands();
+    ApplyNightColours();
     AddMenuKeys(*this);
     AddPageKeys(*this, *m_sheet);
     PlaceOnScreen();
@@ -192,6 +196,7 @@ CMainFrame::~CMainFrame()
     delete m_digiDash; // it reads the dashboard's instruments
     m_digiDash = nullptr;
     delete takeCentralWidget();
+    CNightPalette::ApplyToApplication(false);
 }
 
 void CMainFrame::ReadSettings()
@@ -339,6 +344,8 @@ CFrameState CMainFrame::GetState() const
     s.mapLoaded = m_mapView->IsMapLoaded();
     s.largeControls = m_display.IsLargeControls();
     s.fullScreen = isFullScreen();
+    s.nightColours = m_display.GetNightColours();
+    s.nightMap = m_display.GetNightMap();
     return s;
 }
 
@@ -504,6 +511,14 @@ bool CMainFrame::RunDisplayCommand(int id)
     case kCmdLargeControls:
         m_display.SetLargeControls(!m_display.IsLargeControls());
         return true;
+    case kCmdNightRed:
+    case kCmdNightInverted:
+        m_display.SetNightColours(*NightColoursOfCommand(id));
+        return true;
+    case kCmdNightMapRed:
+    case kCmdNightMapDimmed:
+        m_display.SetNightMap(*NightMapOfCommand(id));
+        return true;
     case kCmdDisplayMode:
         // On the Map page: follow the fix, or stop following it.
         if (m_sheet->currentIndex() == kPageMap)
@@ -572,6 +587,19 @@ void CMainFrame::ApplyLargeControls()
     ::ApplyLargeControls(large, height);
     const int icon = ToolBarIconSize(large, height);
     m_toolBar->setIconSize(QSize(icon, icon));
+}
+
+void CMainFrame::ApplyNightColours()
+{
+    const bool red = m_display.IsNightRed();
+    // Inverted instruments keep the first versions' look; the window around them is dark too.
+    CNightPalette::ApplyToApplication(m_display.IsNightMode());
+    // The glyphs take the palette's button text; the coloured About sign is tinted.
+    for (int id : kToolBarCommands)
+        m_actions[id]->setIcon(red && id == kCmdAbout ? CNightPalette::Tinted(CommandIcon(id))
+                                                      : CommandIcon(id));
+    m_mapView->SetNightRed(red && m_display.GetNightMap() == NightMap::RedDimmed);
+    UpdateCommands();
 }
 
 void CMainFrame::SetPortOverride(const QString &device)
@@ -1090,6 +1118,7 @@ void CMainFrame::FollowDisplaySettingsOnMap()
         case DisplaySetting::GnssMode:
             m_mapView->SetGnssMode(m_display.GetGnssMode());
             break;
+        case DisplaySetting::NightColours:
         case DisplaySetting::LargeControls:
             break;
         }

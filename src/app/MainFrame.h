@@ -168,6 +168,8 @@ private:
     void ToggleDigitalDashboard();
     /// The application's style and the tool bar's icons for the large controls setting.
     void ApplyLargeControls();
+    /// The window's palette, the tool bar's icons and the Map page for night mode.
+    void ApplyNightColours();
     void StartAlarm();
     void Quit();
     // Another program's saves of the waypoint or map database are taken over when idle.

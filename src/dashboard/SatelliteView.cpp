@@ -13,9 +13,6 @@
 namespace
 {
 
-const QColor kGrid(153, 153, 153);
-const QColor kLabel(0, 0, 0);
-
 // The plot's coordinates name pixels, as the sky offsets do; a 1-pixel line through a pixel's
 // centre stays sharp.
 QPointF Pixel(double x, double y)
@@ -24,17 +21,12 @@ QPointF Pixel(double x, double y)
 }
 
 // Text over the grid: the lines stop short of it.
-void DrawLabel(QPainter &painter, const QRectF &box, const QString &text)
+void DrawLabel(QPainter &painter, const QRectF &box, const QString &text, const QColor &ground)
 {
     const QRectF bounds =
         painter.fontMetrics().boundingRect(box.toRect(), Qt::AlignCenter, text).toRectF();
-    painter.fillRect(bounds.adjusted(-1, 0, 1, 0), Qt::white);
+    painter.fillRect(bounds.adjusted(-1, 0, 1, 0), ground);
     painter.drawText(box, Qt::AlignCenter, text);
-}
-
-QColor ColourOf(const CRgb &rgb)
-{
-    return {rgb.r, rgb.g, rgb.b};
 }
 
 // The marker's outline shrunk by `inset` pixels towards its centre.
@@ -56,16 +48,17 @@ QPainterPath MarkerPath(const QPointF &centre, SkyMarkerShape shape, int h, doub
     return path;
 }
 
-// A marker of a system: the black outline on its outermost pixels when used, a rim of the
+// A marker of a system: the used outline on its outermost pixels when used, a rim of the
 // system's colour inside it, the fill within. Nested areas rather than pens keep the rings even
 // on every shape.
 void DrawMarker(QPainter &painter, const QPointF &centre, SkyMarkerShape shape, int h,
-                const QColor &fill, const QColor &rim, double rimWidth, double outline)
+                const QColor &fill, const QColor &rim, double rimWidth, double outline,
+                const QColor &outlineColour)
 {
     painter.setPen(Qt::NoPen);
     double inset = 0;
     if (outline > 0) {
-        painter.setBrush(Qt::black);
+        painter.setBrush(outlineColour);
         painter.drawPath(MarkerPath(centre, shape, h, 0.5, 0));
         inset = outline;
     }
@@ -112,13 +105,19 @@ int CSatelliteView::SatelliteLabelPoints() const
     return RoundHalfUp(std::sqrt(DesignRadius()) - 2);
 }
 
+CSkyColours CSatelliteView::Colours() const
+{
+    return CSkyColours(IsNightRed(), GetFreshness() != GaugeFreshness::Live);
+}
+
 void CSatelliteView::DrawBackground(QPainter &painter)
 {
+    const CSkyColours colours = Colours();
     CopyPageBackground(painter);
     const int radius = GetRadius();
     const int c = radius;
     painter.save();
-    painter.setPen(QPen(kGrid, 1));
+    painter.setPen(QPen(colours.Grid(), 1));
     painter.setBrush(Qt::NoBrush);
     // Elevation 60 and 30.
     for (int k = 1; k <= 2; ++k) {
@@ -135,7 +134,7 @@ void CSatelliteView::DrawBackground(QPainter &painter)
     const int points = GridLabelPoints();
     if (points >= kSmallestLabel) {
         painter.setFont(GaugeFont(points));
-        painter.setPen(kLabel);
+        painter.setPen(colours.Label());
         const double half = painter.fontMetrics().height() / 2.0;
         // Tens of degrees of azimuth, on every other spoke at 5/6 of the radius; the ends at
         // j x -30 degrees, and their mirrors, are these azimuths.
@@ -151,7 +150,7 @@ void CSatelliteView::DrawBackground(QPainter &painter)
             for (const auto &[sign, text] : {std::pair{1, e.near}, std::pair{-1, e.far}}) {
                 const QPointF at = Pixel(c + sign * dx, c + sign * dy);
                 DrawLabel(painter, QRectF(at.x() - radius, at.y() - half, 2.0 * radius, 2 * half),
-                          QString::fromLatin1(text));
+                          QString::fromLatin1(text), colours.LabelGround());
             }
         }
         // Elevations of the rings, on the west spoke.
@@ -159,7 +158,7 @@ void CSatelliteView::DrawBackground(QPainter &painter)
         for (const auto &[distance, text] : {std::pair{third, "60"}, std::pair{2 * third, "30"}}) {
             const QPointF at = Pixel(c - distance, c);
             DrawLabel(painter, QRectF(at.x() - third, at.y() - half, 2 * third, 2 * half),
-                      QString::fromLatin1(text));
+                      QString::fromLatin1(text), colours.LabelGround());
         }
     }
     painter.restore();
@@ -182,13 +181,13 @@ void CSatelliteView::DrawAnalog(QPainter &painter)
         painter.setFont(GaugeFont(SatelliteLabelPoints()));
     // Only the signal greys when the report is old: which satellites were used, their systems
     // and labels stay readable on the grey.
-    const QPen outline(Qt::black, 1);
+    const CSkyColours colours = Colours();
+    const QPen outline(colours.UsedOutline(), 1);
     const double rimWidth = std::max(1.5, h / 5.0);
     const double usedWidth = std::max(1.0, h / 7.0);
     for (const CSkySatellite &s : m_view->satellites) {
         const CPoint at = SkyOffset(s.elevation, s.azimuth, radius);
-        const CRgb colour = SignalColour(s.snr * 0.02);
-        const QColor fill = PartColour(QColor(colour.r, colour.g, colour.b));
+        const QColor fill = colours.SignalFill(s.snr);
         if (systems.empty()) {
             painter.setBrush(fill);
             painter.setPen(s.used ? outline : Qt::NoPen);
@@ -198,10 +197,11 @@ void CSatelliteView::DrawAnalog(QPainter &painter)
         } else {
             const CSkyMarkerStyle style = SkyMarkerStyleOf(s.system);
             DrawMarker(painter, Pixel(c + at.x, c + at.y), style.shape, h, fill,
-                       ColourOf(style.colour), rimWidth, s.used ? usedWidth : 0);
+                       colours.SystemRim(s.system), rimWidth, s.used ? usedWidth : 0,
+                       colours.UsedOutline());
         }
         if (labels) {
-            painter.setPen(Qt::black);
+            painter.setPen(colours.MarkerLabel());
             painter.drawText(QRectF(c + at.x - h, c + at.y - h, 2 * h + 2, 2 * h + 1),
                              Qt::AlignCenter,
                              QString::number(GetMode() == kModeNumber ? s.prn : s.snr));
@@ -212,6 +212,7 @@ void CSatelliteView::DrawAnalog(QPainter &painter)
 
 void CSatelliteView::DrawLegend(QPainter &painter, const std::vector<GnssSystem> &systems) const
 {
+    const CSkyColours colours = Colours();
     painter.save();
     painter.setFont(GaugeFont(SatelliteLabelPoints()));
     const QFontMetricsF metrics(painter.font());
@@ -238,8 +239,9 @@ void CSatelliteView::DrawLegend(QPainter &painter, const std::vector<GnssSystem>
             corner >= 2 ? height() - margin - (rows - rank) * row : margin + rank * row;
         const CSkyMarkerStyle style = SkyMarkerStyleOf(systems[i]);
         DrawMarker(painter, QPointF(std::floor(x + glyph / 2) + 0.5, std::floor(y + row / 2) + 0.5),
-                   style.shape, h, Qt::white, ColourOf(style.colour), std::max(1.5, h / 2.5), 0);
-        painter.setPen(kLabel);
+                   style.shape, h, colours.LegendFill(), colours.SystemRim(systems[i]),
+                   std::max(1.5, h / 2.5), 0, colours.UsedOutline());
+        painter.setPen(colours.Label());
         painter.drawText(QRectF(x + glyph + gap, y, textWidth, row),
                          Qt::AlignLeft | Qt::AlignVCenter,
                          QString::fromLatin1(GnssSystemShortName(systems[i])));

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "dashboard/Gauge.h"
+#include "dashboard/SkyColours.h"
 #include "dashboard/SkyView.h"
 
 #include <optional>
@@ -37,6 +38,8 @@ protected:
 
 private:
     void DrawLegend(QPainter &painter, const std::vector<GnssSystem> &systems) const;
+    /// The colours of every role as the plot is drawn now.
+    [[nodiscard]] CSkyColours Colours() const;
 
     std::optional<CSkyView> m_view;
 };
