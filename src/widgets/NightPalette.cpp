@@ -6,6 +6,7 @@
 #include <QPalette>
 #include <QPixmap>
 
+#include <algorithm>
 #include <array>
 
 namespace
@@ -33,19 +34,6 @@ const Table &InvertedRamp()
         Table t{};
         for (int i = 0; i < 256; ++i)
             t[static_cast<std::size_t>(i)] = Ramp(255 - i, 255);
-        return t;
-    }();
-    return table;
-}
-
-const Table &DimRamp()
-{
-    // A map's white paper at three quarters of the brightest red: it is the largest bright
-    // area on the screen.
-    static const Table table = [] {
-        Table t{};
-        for (int i = 0; i < 256; ++i)
-            t[static_cast<std::size_t>(i)] = Ramp(i * 3 / 4, 255);
         return t;
     }();
     return table;
@@ -82,7 +70,24 @@ void CNightPalette::Redden(QImage &image)
 
 void CNightPalette::Tint(QImage &image)
 {
-    Map(image, DimRamp());
+    if (image.format() != QImage::Format_ARGB32 && image.format() != QImage::Format_RGB32)
+        image.convertTo(image.hasAlphaChannel() ? QImage::Format_ARGB32 : QImage::Format_RGB32);
+    const QColor top = Text();
+    for (int y = 0; y < image.height(); ++y) {
+        auto *line = reinterpret_cast<QRgb *>(image.scanLine(y));
+        for (int x = 0; x < image.width(); ++x) {
+            const QRgb p = line[x];
+            // The paper at three quarters of the brightest red: a map is the largest bright area
+            // on the screen. Colour turns towards amber, so that a track or a park still stands
+            // apart from the paper once the hues are gone.
+            const int red = top.red() * Luma(p) * 3 / (4 * 255);
+            const int chroma = std::max({qRed(p), qGreen(p), qBlue(p)})
+                               - std::min({qRed(p), qGreen(p), qBlue(p)});
+            const int green = red * (51 + 102 * chroma / 255) / 255;
+            const int blue = red * top.blue() / top.red();
+            line[x] = qRgba(red, green, std::min(blue, green), qAlpha(p));
+        }
+    }
 }
 
 QIcon CNightPalette::Tinted(const QIcon &icon)
