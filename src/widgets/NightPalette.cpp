@@ -145,13 +145,24 @@ QPalette CNightPalette::Chrome()
     return p;
 }
 
+namespace
+{
+
+bool g_applied = false;
+
+} // namespace
+
+bool CNightPalette::IsApplied()
+{
+    return g_applied;
+}
+
 void CNightPalette::ApplyToApplication(bool night)
 {
     // Only a palette set here is taken back: day leaves the desktop's alone.
-    static bool applied = false;
-    if (!night && !applied)
+    if (!night && !g_applied)
         return;
-    applied = night;
+    g_applied = night;
     // An empty palette hands the colours back to the style and the desktop theme.
     QApplication::setPalette(night ? Chrome() : QPalette());
 }

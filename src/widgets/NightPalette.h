@@ -35,4 +35,6 @@ struct CNightPalette {
     /// Puts the application's palette to Chrome, or back to the style's and the desktop's.
     /// Every widget follows at once; the style (large controls) is kept.
     static void ApplyToApplication(bool night);
+    /// Whether the application's palette is Chrome now.
+    static bool IsApplied();
 };

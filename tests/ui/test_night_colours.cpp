@@ -8,6 +8,7 @@
 #include "maps/MapDatabase.h"
 #include "maps/MapView.h"
 #include "ui/UiTestUtils.h"
+#include "widgets/MessageBox.h"
 
 #include <QAction>
 #include <QApplication>
@@ -193,8 +194,9 @@ TEST_F(NightColoursTest, RedNightHasNoBlueNoGreenAndNoGlare)
     check->setFocus();
     QCoreApplication::processEvents();
     ExpectNight(dialog.grab().toImage(), "a dialog");
-    QMessageBox box(QMessageBox::NoIcon, QStringLiteral("Veloran"),
-                    QStringLiteral("Replay ended."), QMessageBox::Ok, m_frame.get());
+    QMessageBox box(QMessageBox::Warning, QStringLiteral("Veloran"),
+                    QStringLiteral("The log file is full."), QMessageBox::Ok, m_frame.get());
+    FollowNight(box);
     box.show();
     QCoreApplication::processEvents();
     ExpectNight(box.grab().toImage(), "a message box");
