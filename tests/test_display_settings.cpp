@@ -103,9 +103,12 @@ TEST_F(DisplaySettingsTest, StoresUnderTheSameKeys)
         const char *key;
         int value;
     } stored[] = {
-        {"Software/Veloran/Dashboard/NightMode", 1}, {"Software/Veloran/OperationMode", 2},
-        {"Software/Veloran/Projection", 2},          {"Software/Veloran/AdvancedFileSelector", 1},
-        {"Software/Veloran/AllSystems", 0},          {"Software/Veloran/NightColours", 1},
+        {"Software/Veloran/Dashboard/NightMode", 1},
+        {"Software/Veloran/OperationMode", 2},
+        {"Software/Veloran/Projection", 2},
+        {"Software/Veloran/AdvancedFileSelector", 1},
+        {"Software/Veloran/AllSystems", 0},
+        {"Software/Veloran/NightColours", 1},
         {"Software/Veloran/NightMap", 1},
     };
     for (const auto &s : stored) {

@@ -115,7 +115,8 @@ void CClock::DrawHourMarks(QPainter &painter)
         if (minute % 5 != 0) {
             if (!minutes)
                 continue;
-            painter.setPen(QPen(Ink(kMinuteMark), std::max(1.0, r / 90), Qt::SolidLine, Qt::FlatCap));
+            painter.setPen(
+                QPen(Ink(kMinuteMark), std::max(1.0, r / 90), Qt::SolidLine, Qt::FlatCap));
             painter.drawLine(HandPoint(r, degrees, edge), HandPoint(r, degrees, edge - 0.05));
             continue;
         }

@@ -1,9 +1,9 @@
 #pragma once
 
+#include "base/NightColours.h"
 #include "dashboard/Freshness.h"
 #include "dashboard/GaugeMath.h"
 #include "dashboard/GaugePage.h"
-#include "base/NightColours.h"
 
 #include <QPen>
 #include <QPixmap>
@@ -46,10 +46,7 @@ public:
     [[nodiscard]] bool IsNight() const { return m_night; }
     [[nodiscard]] NightColours GetNightColours() const { return m_nightColours; }
     /// Night mode in the red colours: every colour goes through Ink.
-    [[nodiscard]] bool IsNightRed() const
-    {
-        return m_night && m_nightColours == NightColours::Red;
-    }
+    [[nodiscard]] bool IsNightRed() const { return m_night && m_nightColours == NightColours::Red; }
     [[nodiscard]] int GetTickGroup() const { return m_tickGroup; }
 
     /// The page slot the gauge occupies; -1 before the page placed it.

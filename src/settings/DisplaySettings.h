@@ -44,10 +44,7 @@ public:
     [[nodiscard]] NightColours GetNightColours() const { return m_nightColours; }
     void SetNightColours(NightColours colours);
     /// Night mode in the red colours: the window's palette, the pages and the instruments.
-    [[nodiscard]] bool IsNightRed() const
-    {
-        return m_night && m_nightColours == NightColours::Red;
-    }
+    [[nodiscard]] bool IsNightRed() const { return m_night && m_nightColours == NightColours::Red; }
     [[nodiscard]] NightMap GetNightMap() const { return m_nightMap; }
     void SetNightMap(NightMap map);
     [[nodiscard]] UnitSystem GetUnits() const { return m_units; }

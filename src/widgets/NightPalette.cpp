@@ -81,8 +81,8 @@ void CNightPalette::Tint(QImage &image)
             // on the screen. Colour turns towards amber, so that a track or a park still stands
             // apart from the paper once the hues are gone.
             const int red = top.red() * Luma(p) * 3 / (4 * 255);
-            const int chroma = std::max({qRed(p), qGreen(p), qBlue(p)})
-                               - std::min({qRed(p), qGreen(p), qBlue(p)});
+            const int chroma =
+                std::max({qRed(p), qGreen(p), qBlue(p)}) - std::min({qRed(p), qGreen(p), qBlue(p)});
             const int green = red * (51 + 102 * chroma / 255) / 255;
             const int blue = red * top.blue() / top.red();
             line[x] = qRgba(red, green, std::min(blue, green), qAlpha(p));

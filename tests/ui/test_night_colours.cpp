@@ -163,10 +163,8 @@ TEST_F(NightColoursTest, RedNightHasNoBlueNoGreenAndNoGlare)
     const struct {
         int page;
         const char *name;
-    } pages[] = {{kPageDashboard, "Dashboard"},
-                 {kPageMap, "Map"},
-                 {kPageList, "List"},
-                 {kPageData, "Data"}};
+    } pages[] = {
+        {kPageDashboard, "Dashboard"}, {kPageMap, "Map"}, {kPageList, "List"}, {kPageData, "Data"}};
     for (const auto &p : pages)
         ExpectNight(Window(p.page), p.name);
 
