@@ -70,22 +70,39 @@ void CNightPalette::Redden(QImage &image)
 
 void CNightPalette::Tint(QImage &image)
 {
+    // The paper at three quarters of the brightest red: a map is the largest bright area on the
+    // screen. Colour turns towards amber, so that a track or a park still stands apart from the
+    // paper once the hues are gone. Tables: this runs over the whole Map page at every paint.
+    struct Tables {
+        std::array<int, 256> red{}, blue{}, amber{};
+    };
+    static const Tables t = [] {
+        Tables t;
+        const QColor top = Text();
+        for (int i = 0; i < 256; ++i) {
+            const auto k = static_cast<std::size_t>(i);
+            t.red[k] = top.red() * i * 3 / (4 * 255);
+            t.blue[k] = t.red[k] * top.blue() / top.red();
+            t.amber[k] = 51 + 102 * i / 255; // green per 256 of red, by the colour's chroma
+        }
+        return t;
+    }();
     if (image.format() != QImage::Format_ARGB32 && image.format() != QImage::Format_RGB32)
         image.convertTo(image.hasAlphaChannel() ? QImage::Format_ARGB32 : QImage::Format_RGB32);
-    const QColor top = Text();
     for (int y = 0; y < image.height(); ++y) {
         auto *line = reinterpret_cast<QRgb *>(image.scanLine(y));
         for (int x = 0; x < image.width(); ++x) {
             const QRgb p = line[x];
-            // The paper at three quarters of the brightest red: a map is the largest bright area
-            // on the screen. Colour turns towards amber, so that a track or a park still stands
-            // apart from the paper once the hues are gone.
-            const int red = top.red() * Luma(p) * 3 / (4 * 255);
-            const int chroma =
-                std::max({qRed(p), qGreen(p), qBlue(p)}) - std::min({qRed(p), qGreen(p), qBlue(p)});
-            const int green = red * (51 + 102 * chroma / 255) / 255;
-            const int blue = red * top.blue() / top.red();
-            line[x] = qRgba(red, green, std::min(blue, green), qAlpha(p));
+            const int r = qRed(p);
+            const int g = qGreen(p);
+            const int b = qBlue(p);
+            const int high = r > g ? (r > b ? r : b) : (g > b ? g : b);
+            const int low = r < g ? (r < b ? r : b) : (g < b ? g : b);
+            const auto luma = static_cast<std::size_t>(Luma(p));
+            const int red = t.red[luma];
+            const int green = (red * t.amber[static_cast<std::size_t>(high - low)]) >> 8;
+            const int blue = std::min(t.blue[luma], green);
+            line[x] = qRgba(red, green, blue, qAlpha(p));
         }
     }
 }
