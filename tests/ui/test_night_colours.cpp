@@ -9,6 +9,7 @@
 #include "maps/MapView.h"
 #include "ui/UiTestUtils.h"
 #include "widgets/MessageBox.h"
+#include "widgets/NightPalette.h"
 
 #include <QAction>
 #include <QApplication>
@@ -165,8 +166,14 @@ TEST_F(NightColoursTest, RedNightHasNoBlueNoGreenAndNoGlare)
         const char *name;
     } pages[] = {
         {kPageDashboard, "Dashboard"}, {kPageMap, "Map"}, {kPageList, "List"}, {kPageData, "Data"}};
-    for (const auto &p : pages)
-        ExpectNight(Window(p.page), p.name);
+    // Plain and touch-size controls: the styles draw the bars and tabs differently.
+    for (const bool large : {false, true}) {
+        SCOPED_TRACE(large ? "large controls" : "plain controls");
+        if (m_frame->GetDisplaySettings().IsLargeControls() != large)
+            m_frame->RunCommand(kCmdLargeControls);
+        for (const auto &p : pages)
+            ExpectNight(Window(p.page), p.name);
+    }
 
     QMenu *tools = m_frame->menuBar()->actions().constLast()->menu();
     ASSERT_NE(tools, nullptr);
@@ -213,6 +220,13 @@ TEST_F(NightColoursTest, ChoicesSwitchAtOnce)
 {
     const QColor dayWindow = QApplication::palette().color(QPalette::Window);
     Night(true);
+    const QColor nightWindow = CNightPalette::Chrome().color(QPalette::Window);
+    EXPECT_EQ(QApplication::palette().color(QPalette::Window), nightWindow);
+    // Large controls put another style in; the night's palette stays.
+    for (int i = 0; i < 2; ++i) {
+        m_frame->RunCommand(kCmdLargeControls);
+        EXPECT_EQ(QApplication::palette().color(QPalette::Window), nightWindow);
+    }
     m_frame->RunCommand(kCmdNightMapDimmed);
     EXPECT_TRUE(m_frame->GetAction(kCmdNightMapDimmed)->isChecked());
     EXPECT_FALSE(m_frame->GetAction(kCmdNightMapRed)->isChecked());
