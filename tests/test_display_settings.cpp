@@ -85,6 +85,7 @@ TEST_F(DisplaySettingsTest, StoresUnderTheSameKeys)
         display.SetNightMode(true);
         display.SetNightColours(NightColours::Inverted);
         display.SetNightMap(NightMap::Dimmed);
+        display.SetNightFollowingSun(true);
         display.SetUnits(UnitSystem::Imperial);
         display.SetProjection(CoordinateFormat::DDMM);
         display.SetAdvancedFileSelector(true);
@@ -110,6 +111,7 @@ TEST_F(DisplaySettingsTest, StoresUnderTheSameKeys)
         {"Software/Veloran/AllSystems", 0},
         {"Software/Veloran/NightColours", 1},
         {"Software/Veloran/NightMap", 1},
+        {"Software/Veloran/NightFollowsSun", 1},
     };
     for (const auto &s : stored) {
         SCOPED_TRACE(s.key);
@@ -125,6 +127,7 @@ TEST_F(DisplaySettingsTest, StoresUnderTheSameKeys)
     EXPECT_EQ(next.GetNightColours(), NightColours::Inverted);
     EXPECT_EQ(next.GetNightMap(), NightMap::Dimmed);
     EXPECT_FALSE(next.IsNightRed());
+    EXPECT_TRUE(next.IsNightFollowingSun());
     EXPECT_EQ(next.GetUnits(), UnitSystem::Imperial);
     EXPECT_EQ(next.GetProjection(), CoordinateFormat::DDMM);
     EXPECT_TRUE(next.IsAdvancedFileSelector());

@@ -63,6 +63,8 @@ TEST(CommandRules, EnableAndCheck)
         {"inverted night colours not by default", kCmdNightInverted, {}, true, false},
         {"inverted night colours chosen", kCmdNightInverted, {.nightColours = NightColours::Inverted}, true, true},
         {"red map at night default", kCmdNightMapRed, {}, true, true},
+        {"night at sunset off by default", kCmdNightFollowsSun, {}, true, false},
+        {"night at sunset on", kCmdNightFollowsSun, {.nightFollowsSun = true}, true, true},
         {"dimmed map chosen", kCmdNightMapDimmed, {.nightMap = NightMap::Dimmed}, true, true},
         {"no map choice with inverted night colours", kCmdNightMapRed, {.nightColours = NightColours::Inverted}, false, true},
         {"GPS only chosen while replaying", kCmdGnssGpsOnly, {.sourceOpen = true, .replaying = true, .gnssMode = GnssMode::GpsOnly}, true, true},

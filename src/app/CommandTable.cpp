@@ -1,7 +1,7 @@
 #include "app/CommandTable.h"
 
 // clang-format off
-const std::array<CMenuEntry, 45> kMenuEntries = {{
+const std::array<CMenuEntry, 46> kMenuEntries = {{
     {kCmdConfigure, "GPS", "", "&Configure...", false},
     {kCmdProgramChipset, "GPS", "", "P&rogram CS", false},
     {kCmdAutoConnect, "GPS", "", "&Auto Connect", true, true},
@@ -44,6 +44,7 @@ const std::array<CMenuEntry, 45> kMenuEntries = {{
     {kCmdNightInverted, "Tools", "Nigh&t Colours", "&Inverted", true},
     {kCmdNightMapRed, "Tools", "&Map at Night", "&Red and Dimmed", true},
     {kCmdNightMapDimmed, "Tools", "&Map at Night", "&Dimmed Only", true},
+    {kCmdNightFollowsSun, "Tools", "", "Night at Suns&et", true},
     {kCmdHelp, "Tools", "", "&Help", false, true},
     {kCmdAbout, "Tools", "", "A&bout Veloran...", false},
     {kCmdDirectConnect, "", "", "Connect", false},
@@ -106,6 +107,8 @@ CCommandState EvaluateCommand(int id, const CFrameState &s)
     case kCmdNightRed:
     case kCmdNightInverted:
         return {true, s.nightColours == NightColoursOfCommand(id)};
+    case kCmdNightFollowsSun:
+        return {true, s.nightFollowsSun};
     // Only the red night colours tint the map.
     case kCmdNightMapRed:
     case kCmdNightMapDimmed:

@@ -60,6 +60,7 @@ enum CommandId : int {
     kCmdNightInverted = 33041,    ///< ours: Tools > Night Colours
     kCmdNightMapRed = 33042,      ///< ours: Tools > Map at Night
     kCmdNightMapDimmed = 33043,   ///< ours: Tools > Map at Night
+    kCmdNightFollowsSun = 33044,  ///< ours: Tools > Night at Sunset
     kCmdAbout = 57664,
     kCmdHelp = 57670,
 };
@@ -93,6 +94,7 @@ struct CFrameState {
     bool fullScreen = false; ///< the main window's
     NightColours nightColours = NightColours::Red;
     NightMap nightMap = NightMap::RedDimmed;
+    bool nightFollowsSun = false;
 };
 
 struct CCommandState {
@@ -127,7 +129,7 @@ struct CMenuEntry {
 };
 
 /// The menu bar from left to right, top to bottom.
-extern const std::array<CMenuEntry, 45> kMenuEntries;
+extern const std::array<CMenuEntry, 46> kMenuEntries;
 inline constexpr std::array<std::string_view, 4> kMenuTitles = {"&GPS", "&Log", "&Nav", "&Tools"};
 /// Tool bar buttons in order.
 inline constexpr std::array<int, 4> kToolBarCommands = {kCmdDisplayMode, kCmdStepOn, kCmdStepOff,

@@ -54,6 +54,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <ctime>
 #include <system_error>
 
 namespace
@@ -179,7 +180,10 @@ CMainFrame::CMainFrame(QWidget *parent)
 
     m_statusClock.start();
     m_statusTick = new QTimer(this);
-    connect(m_statusTick, &QTimer::timeout, this, [this] { RefreshStatusLine(); });
+    connect(m_statusTick, &QTimer::timeout, this, [this] {
+        RefreshStatusLine();
+        FollowSun();
+    });
     m_statusTick->start(kStatusTickMs);
 
     BuildCommands();
@@ -346,6 +350,7 @@ CFrameState CMainFrame::GetState() const
     s.fullScreen = isFullScreen();
     s.nightColours = m_display.GetNightColours();
     s.nightMap = m_display.GetNightMap();
+    s.nightFollowsSun = m_display.IsNightFollowingSun();
     return s;
 }
 
@@ -519,6 +524,11 @@ bool CMainFrame::RunDisplayCommand(int id)
     case kCmdNightMapDimmed:
         m_display.SetNightMap(*NightMapOfCommand(id));
         return true;
+    case kCmdNightFollowsSun:
+        m_display.SetNightFollowingSun(!m_display.IsNightFollowingSun());
+        m_sunWatch.Restart();
+        FollowSun();
+        return true;
     case kCmdDisplayMode:
         // On the Map page: follow the fix, or stop following it.
         if (m_sheet->currentIndex() == kPageMap)
@@ -600,6 +610,17 @@ void CMainFrame::ApplyNightColours()
                                                       : CommandIcon(id));
     m_mapView->SetNightRed(red && m_display.GetNightMap() == NightMap::RedDimmed);
     UpdateCommands();
+}
+
+void CMainFrame::FollowSun()
+{
+    if (!m_display.IsNightFollowingSun() || !m_sunPlace)
+        return;
+    // The wall clock, not the log's: it is this evening's dark that the eyes meet.
+    const std::optional<bool> night =
+        m_sunWatch.Update(m_sunPlace->m_latitude, m_sunPlace->m_longitude, std::time(nullptr));
+    if (night && *night != m_display.IsNightMode())
+        m_display.SetNightMode(*night);
 }
 
 void CMainFrame::SetPortOverride(const QString &device)
@@ -999,8 +1020,10 @@ void CMainFrame::Show(const CReceiverUpdate &u)
         m_dashboard->SetAltitude(u.altitude);
     if (u.Changed(kChangeTimeOfDay))
         m_dashboard->SetTimeOfDay(u.timeOfDay);
-    if (u.Changed(kChangePosition))
+    if (u.Changed(kChangePosition)) {
         m_mapView->SetPosition(u.position);
+        m_sunPlace = u.position;
+    }
     if (u.Happened(kEventWaypointReached)) {
         m_status.waypointReached = u.waypointAlert.substr(0, u.waypointAlert.find('\n'));
         m_status.waypointReachedAt = StatusNow();

@@ -1,6 +1,8 @@
 #pragma once
 
 #include "app/CommandTable.h"
+#include "base/GeoPosition.h"
+#include "geo/SunPosition.h"
 #include "receiver/DataSource.h"
 #include "receiver/ReceiverSession.h"
 #include "receiver/SerialSettings.h"
@@ -170,6 +172,8 @@ private:
     void ApplyLargeControls();
     /// The window's palette, the tool bar's icons and the Map page for night mode.
     void ApplyNightColours();
+    /// Night mode at sunset and sunrise where the last fix was, when the user wants it.
+    void FollowSun();
     void StartAlarm();
     void Quit();
     // Another program's saves of the waypoint or map database are taken over when idle.
@@ -213,6 +217,8 @@ private:
     int m_alarmCount = 0;
     CWindowKeeper m_placement{*this};
     CStatusState m_status;
+    std::optional<CGeoPosition> m_sunPlace; ///< the last fix, for the sun
+    CSunWatch m_sunWatch;
     QElapsedTimer m_statusClock;
     QTimer *m_statusTick = nullptr;
 };

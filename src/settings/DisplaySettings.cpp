@@ -62,6 +62,7 @@ void CDisplaySettings::Load()
                          .value_or(*NightColoursFromNumber(kNightColoursSetting.fallback));
     m_nightMap = NightMapFromNumber(keys.Read(kNightMapSetting))
                      .value_or(*NightMapFromNumber(kNightMapSetting.fallback));
+    m_nightFollowsSun = keys.Read(kNightFollowsSunSetting) != 0;
     m_units = UnitSystemFromNumber(keys.Read(kUnitsSetting))
                   .value_or(*UnitSystemFromNumber(kUnitsSetting.fallback));
     m_projection = CoordinateFormatFromNumber(keys.Read(kProjectionSetting))
@@ -80,6 +81,7 @@ void CDisplaySettings::Store() const
     keys.Write(kNightModeSetting, m_night ? 1 : 0);
     keys.Write(kNightColoursSetting, ToNumber(m_nightColours));
     keys.Write(kNightMapSetting, ToNumber(m_nightMap));
+    keys.Write(kNightFollowsSunSetting, m_nightFollowsSun ? 1 : 0);
     keys.Write(kUnitsSetting, ToNumber(m_units));
     keys.Write(kProjectionSetting, ToNumber(m_projection));
     keys.Write(kAdvancedFileSelectorSetting, m_advancedFileSelector ? 1 : 0);
@@ -104,6 +106,12 @@ void CDisplaySettings::SetNightColours(NightColours colours)
 void CDisplaySettings::SetNightMap(NightMap map)
 {
     m_nightMap = map;
+    emit Changed(DisplaySetting::NightColours);
+}
+
+void CDisplaySettings::SetNightFollowingSun(bool follow)
+{
+    m_nightFollowsSun = follow;
     emit Changed(DisplaySetting::NightColours);
 }
 

@@ -47,6 +47,9 @@ public:
     [[nodiscard]] bool IsNightRed() const { return m_night && m_nightColours == NightColours::Red; }
     [[nodiscard]] NightMap GetNightMap() const { return m_nightMap; }
     void SetNightMap(NightMap map);
+    /// Night mode switched at sunset and sunrise where the receiver is.
+    [[nodiscard]] bool IsNightFollowingSun() const { return m_nightFollowsSun; }
+    void SetNightFollowingSun(bool follow);
     [[nodiscard]] UnitSystem GetUnits() const { return m_units; }
     /// Announced even when it is the system already chosen: the instruments that left it through
     /// their own menus come back.
@@ -80,6 +83,7 @@ private:
     bool m_night = false;
     NightColours m_nightColours = NightColours::Red;
     NightMap m_nightMap = NightMap::RedDimmed;
+    bool m_nightFollowsSun = false;
     UnitSystem m_units = UnitSystem::Metric;
     CoordinateFormat m_projection = CoordinateFormat::DD;
     bool m_advancedFileSelector = false;

@@ -27,6 +27,9 @@
 #include <QSettings>
 #include <QVBoxLayout>
 
+#include <cmath>
+#include <cstdio>
+#include <ctime>
 #include <memory>
 #include <string>
 
@@ -273,4 +276,48 @@ TEST_F(NightColoursTest, ChoicesAreRemembered)
     EXPECT_EQ(m_frame->GetDisplaySettings().GetNightColours(), NightColours::Inverted);
     EXPECT_EQ(m_frame->GetDisplaySettings().GetNightMap(), NightMap::Dimmed);
     EXPECT_TRUE(m_frame->GetAction(kCmdNightInverted)->isChecked());
+}
+
+namespace
+{
+
+// A fix on the equator where the sun stands at noon now (or at midnight, 180 degrees round).
+std::string FixWhereTheSunIs(bool noon)
+{
+    const std::time_t now = std::time(nullptr);
+    const double hours = static_cast<double>(now % 86400) / 3600.0;
+    double longitude =
+        std::fmod((12.0 - hours) * 15.0 + (noon ? 0.0 : 180.0) + 540.0, 360.0) - 180.0;
+    const char side = longitude < 0 ? 'W' : 'E';
+    longitude = std::fabs(longitude);
+    const int degrees = static_cast<int>(longitude);
+    char body[96];
+    std::snprintf(body, sizeof body,
+                  "GPGGA,120000.00,0000.000,N,%03d%06.3f,%c,1,08,0.9,5.0,M,0.0,M,,", degrees,
+                  (longitude - degrees) * 60.0, side);
+    return Sentence(body);
+}
+
+} // namespace
+
+// Following the sun: switched on at noon it turns night off, the user's own switch holds,
+// and the next dark (the receiver carried to where it is midnight) turns night on.
+TEST_F(NightColoursTest, NightFollowsTheSun)
+{
+    Night(true);
+    m_frame->HandleLine(FixWhereTheSunIs(true));
+    m_frame->RunCommand(kCmdNightFollowsSun);
+    EXPECT_TRUE(m_frame->GetAction(kCmdNightFollowsSun)->isChecked());
+    EXPECT_FALSE(m_frame->GetDisplaySettings().IsNightMode()) << "day where the receiver is";
+    Night(true);
+    EXPECT_FALSE(ProcessUntil([&] { return !m_frame->GetDisplaySettings().IsNightMode(); }, 1500))
+        << "the user's night holds until the sun sets";
+    Night(false);
+    m_frame->HandleLine(FixWhereTheSunIs(false));
+    EXPECT_TRUE(ProcessUntil([&] { return m_frame->GetDisplaySettings().IsNightMode(); }, 3000))
+        << "night where it is dark";
+    m_frame->RunCommand(kCmdNightFollowsSun);
+    Night(false);
+    EXPECT_FALSE(ProcessUntil([&] { return m_frame->GetDisplaySettings().IsNightMode(); }, 1500))
+        << "switched off: the sun no longer decides";
 }
