@@ -27,6 +27,8 @@ TEST_F(DisplaySettingsTest, ReadsEveryValueFromItsKey)
         CoordinateFormat projection;
         bool advanced;
         GnssMode gnss;
+        NightColours colours = NightColours::Red;
+        NightMap map = NightMap::RedDimmed;
     };
     const Case cases[] = {
         {"no file: the defaults", "", false, UnitSystem::Metric, CoordinateFormat::DD, false,
@@ -42,6 +44,16 @@ TEST_F(DisplaySettingsTest, ReadsEveryValueFromItsKey)
          "Veloran\\Dashboard\\NightMode=256\nVeloran\\OperationMode=4\nVeloran\\Projection=0\n"
          "Veloran\\AdvancedFileSelector=-1\nVeloran\\AllSystems=2\n",
          true, UnitSystem::Metric, CoordinateFormat::DD, true, GnssMode::AllSystems},
+        {"the night's colours inverted, the map only dimmed",
+         "Veloran\\NightColours=1\nVeloran\\NightMap=1\n", false, UnitSystem::Metric,
+         CoordinateFormat::DD, false, GnssMode::AllSystems, NightColours::Inverted,
+         NightMap::Dimmed},
+        {"night choices beyond their enumerations read as red",
+         "Veloran\\NightColours=2\nVeloran\\NightMap=-1\n", false, UnitSystem::Metric,
+         CoordinateFormat::DD, false, GnssMode::AllSystems},
+        {"night choices that are no numbers read as red",
+         "Veloran\\NightColours=inverted\nVeloran\\NightMap=\n", false, UnitSystem::Metric,
+         CoordinateFormat::DD, false, GnssMode::AllSystems},
         {"no numbers",
          "Veloran\\Dashboard\\NightMode=yes\nVeloran\\OperationMode=2x\nVeloran\\Projection=\n"
          "Veloran\\AllSystems=off\n",
@@ -57,6 +69,8 @@ TEST_F(DisplaySettingsTest, ReadsEveryValueFromItsKey)
         EXPECT_EQ(display.GetProjection(), c.projection);
         EXPECT_EQ(display.IsAdvancedFileSelector(), c.advanced);
         EXPECT_EQ(display.GetGnssMode(), c.gnss);
+        EXPECT_EQ(display.GetNightColours(), c.colours);
+        EXPECT_EQ(display.GetNightMap(), c.map);
     }
 }
 
@@ -69,6 +83,9 @@ TEST_F(DisplaySettingsTest, StoresUnderTheSameKeys)
         CDisplaySettings display;
         display.Load();
         display.SetNightMode(true);
+        display.SetNightColours(NightColours::Inverted);
+        display.SetNightMap(NightMap::Dimmed);
+        display.SetNightFollowingSun(true);
         display.SetUnits(UnitSystem::Imperial);
         display.SetProjection(CoordinateFormat::DDMM);
         display.SetAdvancedFileSelector(true);
@@ -87,9 +104,14 @@ TEST_F(DisplaySettingsTest, StoresUnderTheSameKeys)
         const char *key;
         int value;
     } stored[] = {
-        {"Software/Veloran/Dashboard/NightMode", 1}, {"Software/Veloran/OperationMode", 2},
-        {"Software/Veloran/Projection", 2},          {"Software/Veloran/AdvancedFileSelector", 1},
+        {"Software/Veloran/Dashboard/NightMode", 1},
+        {"Software/Veloran/OperationMode", 2},
+        {"Software/Veloran/Projection", 2},
+        {"Software/Veloran/AdvancedFileSelector", 1},
         {"Software/Veloran/AllSystems", 0},
+        {"Software/Veloran/NightColours", 1},
+        {"Software/Veloran/NightMap", 1},
+        {"Software/Veloran/NightFollowsSun", 1},
     };
     for (const auto &s : stored) {
         SCOPED_TRACE(s.key);
@@ -102,6 +124,10 @@ TEST_F(DisplaySettingsTest, StoresUnderTheSameKeys)
     CDisplaySettings next;
     next.Load();
     EXPECT_TRUE(next.IsNightMode());
+    EXPECT_EQ(next.GetNightColours(), NightColours::Inverted);
+    EXPECT_EQ(next.GetNightMap(), NightMap::Dimmed);
+    EXPECT_FALSE(next.IsNightRed());
+    EXPECT_TRUE(next.IsNightFollowingSun());
     EXPECT_EQ(next.GetUnits(), UnitSystem::Imperial);
     EXPECT_EQ(next.GetProjection(), CoordinateFormat::DDMM);
     EXPECT_TRUE(next.IsAdvancedFileSelector());
@@ -119,12 +145,15 @@ TEST(DisplaySettingsChanges, WhatIsAnnounced)
     display.SetUnits(UnitSystem::Metric);
     display.SetUnits(UnitSystem::Metric);
     display.SetNightMode(true);
+    display.SetNightColours(NightColours::Inverted);
+    display.SetNightMap(NightMap::Dimmed);
     display.SetProjection(CoordinateFormat::UTM);
     display.SetAdvancedFileSelector(true);
     display.OverrideGnssMode(GnssMode::AllSystems);
     display.OverrideGnssMode(GnssMode::GpsOnly);
     EXPECT_EQ(told, (std::vector{DisplaySetting::Units, DisplaySetting::Units,
-                                 DisplaySetting::NightMode, DisplaySetting::Projection,
+                                 DisplaySetting::NightMode, DisplaySetting::NightColours,
+                                 DisplaySetting::NightColours, DisplaySetting::Projection,
                                  DisplaySetting::AdvancedFileSelector, DisplaySetting::GnssMode}));
 }
 

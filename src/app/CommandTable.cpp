@@ -1,7 +1,7 @@
 #include "app/CommandTable.h"
 
 // clang-format off
-const std::array<CMenuEntry, 41> kMenuEntries = {{
+const std::array<CMenuEntry, 46> kMenuEntries = {{
     {kCmdConfigure, "GPS", "", "&Configure...", false},
     {kCmdProgramChipset, "GPS", "", "P&rogram CS", false},
     {kCmdAutoConnect, "GPS", "", "&Auto Connect", true, true},
@@ -40,6 +40,11 @@ const std::array<CMenuEntry, 41> kMenuEntries = {{
     {kCmdCoordUTM, "Tools", "&Coordinates", "&UTM", true},
     {kCmdGnssAll, "Tools", "&Satellite Systems", "&All satellite systems", true},
     {kCmdGnssGpsOnly, "Tools", "&Satellite Systems", "&GPS only (exact)", true},
+    {kCmdNightRed, "Tools", "Nigh&t Colours", "&Red", true},
+    {kCmdNightInverted, "Tools", "Nigh&t Colours", "&Inverted", true},
+    {kCmdNightMapRed, "Tools", "&Map at Night", "&Red and Dimmed", true},
+    {kCmdNightMapDimmed, "Tools", "&Map at Night", "&Dimmed Only", true},
+    {kCmdNightFollowsSun, "Tools", "", "Night at Suns&et", true},
     {kCmdHelp, "Tools", "", "&Help", false, true},
     {kCmdAbout, "Tools", "", "A&bout Veloran...", false},
     {kCmdDirectConnect, "", "", "Connect", false},
@@ -99,6 +104,15 @@ CCommandState EvaluateCommand(int id, const CFrameState &s)
         return {true, s.gnssMode == GnssModeOfCommand(id)};
     case kCmdLargeControls:
         return {true, s.largeControls};
+    case kCmdNightRed:
+    case kCmdNightInverted:
+        return {true, s.nightColours == NightColoursOfCommand(id)};
+    case kCmdNightFollowsSun:
+        return {true, s.nightFollowsSun};
+    // Only the red night colours tint the map.
+    case kCmdNightMapRed:
+    case kCmdNightMapDimmed:
+        return {s.nightColours == NightColours::Red, s.nightMap == NightMapOfCommand(id)};
     case kCmdFullScreen:
         return {true, s.fullScreen};
     case kCmdStepOn:
@@ -171,6 +185,30 @@ std::optional<GnssMode> GnssModeOfCommand(int id)
         return GnssMode::AllSystems;
     case kCmdGnssGpsOnly:
         return GnssMode::GpsOnly;
+    default:
+        return std::nullopt;
+    }
+}
+
+std::optional<NightColours> NightColoursOfCommand(int id)
+{
+    switch (id) {
+    case kCmdNightRed:
+        return NightColours::Red;
+    case kCmdNightInverted:
+        return NightColours::Inverted;
+    default:
+        return std::nullopt;
+    }
+}
+
+std::optional<NightMap> NightMapOfCommand(int id)
+{
+    switch (id) {
+    case kCmdNightMapRed:
+        return NightMap::RedDimmed;
+    case kCmdNightMapDimmed:
+        return NightMap::Dimmed;
     default:
         return std::nullopt;
     }

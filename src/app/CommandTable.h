@@ -1,5 +1,6 @@
 #pragma once
 
+#include "base/NightColours.h"
 #include "base/Units.h"
 #include "geo/CoordinateFormat.h"
 #include "nmea/GnssSystem.h"
@@ -55,6 +56,11 @@ enum CommandId : int {
     kCmdGnssGpsOnly = 32993,      ///< ours: Tools > Satellite Systems
     kCmdLargeControls = 32994,    ///< ours: touch-size controls
     kCmdFullScreen = 32995,       ///< ours: the main window full screen, or back
+    kCmdNightRed = 33040,         ///< ours: Tools > Night Colours
+    kCmdNightInverted = 33041,    ///< ours: Tools > Night Colours
+    kCmdNightMapRed = 33042,      ///< ours: Tools > Map at Night
+    kCmdNightMapDimmed = 33043,   ///< ours: Tools > Map at Night
+    kCmdNightFollowsSun = 33044,  ///< ours: Tools > Night at Sunset
     kCmdAbout = 57664,
     kCmdHelp = 57670,
 };
@@ -92,6 +98,9 @@ struct CFrameState {
     bool mapLoaded = false;
     bool largeControls = false;
     bool fullScreen = false; ///< the main window's
+    NightColours nightColours = NightColours::Red;
+    NightMap nightMap = NightMap::RedDimmed;
+    bool nightFollowsSun = false;
 };
 
 struct CCommandState {
@@ -109,6 +118,10 @@ struct CCommandState {
 [[nodiscard]] std::optional<unsigned> ReplayDelayOfCommand(int id);
 /// What a command of Tools > Satellite Systems chooses; empty for every other command.
 [[nodiscard]] std::optional<GnssMode> GnssModeOfCommand(int id);
+/// What a command of Tools > Night Colours or Tools > Map at Night chooses; empty for every
+/// other command.
+[[nodiscard]] std::optional<NightColours> NightColoursOfCommand(int id);
+[[nodiscard]] std::optional<NightMap> NightMapOfCommand(int id);
 
 /// Where a command sits: menu, optional submenu, text. Commands on no menu have an empty menu.
 /// Texts and submenu titles mark their keyboard letter with '&', unique within their menu.
@@ -122,7 +135,7 @@ struct CMenuEntry {
 };
 
 /// The menu bar from left to right, top to bottom.
-extern const std::array<CMenuEntry, 41> kMenuEntries;
+extern const std::array<CMenuEntry, 46> kMenuEntries;
 inline constexpr std::array<std::string_view, 4> kMenuTitles = {"&GPS", "&Log", "&Nav", "&Tools"};
 /// Tool bar buttons in order.
 inline constexpr std::array<int, 4> kToolBarCommands = {kCmdDisplayMode, kCmdStepOn, kCmdStepOff,

@@ -38,6 +38,7 @@
 #include "widgets/FileDialogs.h"
 #include "widgets/LargeControlsStyle.h"
 #include "widgets/MessageBox.h"
+#include "widgets/NightPalette.h"
 #include "widgets/ScreenFit.h"
 #include "widgets/WindowKeeper.h"
 
@@ -57,6 +58,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <ctime>
 #include <system_error>
 
 namespace
@@ -159,6 +161,8 @@ CMainFrame::CMainFrame(QWidget *parent)
             ApplyLargeControls();
         else if (what == DisplaySetting::Units && m_trip)
             ShowSpeedWarning();
+        else if (what == DisplaySetting::NightMode || what == DisplaySetting::NightColours)
+            ApplyNightColours();
     });
     m_waypoints = std::make_unique<CWaypointBook>(this);
     m_waypoints->Load(GetDataDirectory(), WasDataDirectoryCreated());
@@ -190,10 +194,14 @@ CMainFrame::CMainFrame(QWidget *parent)
 
     m_statusClock.start();
     m_statusTick = new QTimer(this);
-    connect(m_statusTick, &QTimer::timeout, this, [this] { RefreshStatusLine(); });
+    connect(m_statusTick, &QTimer::timeout, this, [this] {
+        RefreshStatusLine();
+        FollowSun();
+    });
     m_statusTick->start(kStatusTickMs);
 
     BuildCommands();
+    ApplyNightColours();
     AddMenuKeys(*this);
     AddPageKeys(*this, *m_sheet);
     PlaceOnScreen();
@@ -206,6 +214,7 @@ CMainFrame::~CMainFrame()
     delete m_digiDash; // it reads the dashboard's instruments
     m_digiDash = nullptr;
     delete takeCentralWidget();
+    CNightPalette::ApplyToApplication(false);
 }
 
 void CMainFrame::ReadSettings()
@@ -353,6 +362,9 @@ CFrameState CMainFrame::GetState() const
     s.mapLoaded = m_mapView->IsMapLoaded();
     s.largeControls = m_display.IsLargeControls();
     s.fullScreen = isFullScreen();
+    s.nightColours = m_display.GetNightColours();
+    s.nightMap = m_display.GetNightMap();
+    s.nightFollowsSun = m_display.IsNightFollowingSun();
     return s;
 }
 
@@ -519,6 +531,19 @@ bool CMainFrame::RunDisplayCommand(int id)
     case kCmdLargeControls:
         m_display.SetLargeControls(!m_display.IsLargeControls());
         return true;
+    case kCmdNightRed:
+    case kCmdNightInverted:
+        m_display.SetNightColours(*NightColoursOfCommand(id));
+        return true;
+    case kCmdNightMapRed:
+    case kCmdNightMapDimmed:
+        m_display.SetNightMap(*NightMapOfCommand(id));
+        return true;
+    case kCmdNightFollowsSun:
+        m_display.SetNightFollowingSun(!m_display.IsNightFollowingSun());
+        m_sunWatch.Restart();
+        FollowSun();
+        return true;
     case kCmdDisplayMode:
         // On the Map page: follow the fix, or stop following it.
         if (m_sheet->currentIndex() == kPageMap)
@@ -587,6 +612,30 @@ void CMainFrame::ApplyLargeControls()
     ::ApplyLargeControls(large, height);
     const int icon = ToolBarIconSize(large, height);
     m_toolBar->setIconSize(QSize(icon, icon));
+}
+
+void CMainFrame::ApplyNightColours()
+{
+    const bool red = m_display.IsNightRed();
+    // Inverted instruments keep the first versions' look; the window around them is dark too.
+    CNightPalette::ApplyToApplication(m_display.IsNightMode());
+    // The glyphs take the palette's button text; the coloured About sign is tinted.
+    for (int id : kToolBarCommands)
+        m_actions[id]->setIcon(red && id == kCmdAbout ? CNightPalette::Tinted(CommandIcon(id))
+                                                      : CommandIcon(id));
+    m_mapView->SetNightRed(red && m_display.GetNightMap() == NightMap::RedDimmed);
+    UpdateCommands();
+}
+
+void CMainFrame::FollowSun()
+{
+    if (!m_display.IsNightFollowingSun() || !m_sunPlace)
+        return;
+    // The wall clock, not the log's: it is this evening's dark that the eyes meet.
+    const std::optional<bool> night =
+        m_sunWatch.Update(m_sunPlace->m_latitude, m_sunPlace->m_longitude, std::time(nullptr));
+    if (night && *night != m_display.IsNightMode())
+        m_display.SetNightMode(*night);
 }
 
 void CMainFrame::SetPortOverride(const QString &device)
@@ -992,8 +1041,10 @@ void CMainFrame::Show(const CReceiverUpdate &u)
         m_dashboard->SetTimeOfDay(u.timeOfDay);
         m_timeOfDay = u.timeOfDay;
     }
-    if (u.Changed(kChangePosition))
+    if (u.Changed(kChangePosition)) {
         m_mapView->SetPosition(u.position);
+        m_sunPlace = u.position;
+    }
     if (u.Happened(kEventWaypointReached)) {
         m_status.waypointReached = u.waypointAlert.substr(0, u.waypointAlert.find('\n'));
         m_status.waypointReachedAt = StatusNow();
@@ -1114,6 +1165,7 @@ void CMainFrame::FollowDisplaySettingsOnMap()
         case DisplaySetting::GnssMode:
             m_mapView->SetGnssMode(m_display.GetGnssMode());
             break;
+        case DisplaySetting::NightColours:
         case DisplaySetting::LargeControls:
             break;
         }

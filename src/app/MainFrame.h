@@ -1,6 +1,8 @@
 #pragma once
 
 #include "app/CommandTable.h"
+#include "base/GeoPosition.h"
+#include "geo/SunPosition.h"
 #include "receiver/DataSource.h"
 #include "receiver/ReceiverSession.h"
 #include "receiver/SerialSettings.h"
@@ -178,6 +180,10 @@ private:
     void ToggleDigitalDashboard();
     /// The application's style and the tool bar's icons for the large controls setting.
     void ApplyLargeControls();
+    /// The window's palette, the tool bar's icons and the Map page for night mode.
+    void ApplyNightColours();
+    /// Night mode at sunset and sunrise where the last fix was, when the user wants it.
+    void FollowSun();
     void StartAlarm();
     /// The speed alarm's warning, in the speedometer's unit, on every page and the status line.
     void ShowSpeedWarning();
@@ -227,6 +233,8 @@ private:
     CWindowKeeper m_placement{*this};
     CStatusState m_status;
     std::optional<double> m_timeOfDay; // the receiver's last UTC time, for the signal history
+    std::optional<CGeoPosition> m_sunPlace; ///< the last fix, for the sun
+    CSunWatch m_sunWatch;
     QElapsedTimer m_statusClock;
     QTimer *m_statusTick = nullptr;
 };

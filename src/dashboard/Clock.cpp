@@ -1,6 +1,7 @@
 #include "dashboard/Clock.h"
 
 #include "dashboard/CompassMath.h"
+#include "widgets/NightPalette.h"
 
 #include <QPainter>
 
@@ -86,7 +87,7 @@ void CClock::DrawBackground(QPainter &painter)
     CopyPageBackground(painter);
     const int r = GetRadius();
     painter.save();
-    painter.setPen(kFaceText);
+    painter.setPen(Ink(kFaceText));
     if (IsDigital()) {
         painter.setFont(GaugeFont(RoundHalfUp(DesignRadius() / 5.0)));
         painter.drawText(QRect(0, 0, width(), r - r / 8 + 1), Qt::AlignCenter | Qt::TextSingleLine,
@@ -95,7 +96,7 @@ void CClock::DrawBackground(QPainter &painter)
                          Qt::AlignCenter | Qt::TextSingleLine, GetZoneCaption());
     } else {
         DrawHourMarks(painter);
-        painter.setPen(kFaceText);
+        painter.setPen(Ink(kFaceText));
         painter.setFont(GaugeFont(std::max(5, RoundHalfUp(DesignRadius() / 7.0))));
         painter.drawText(QRectF(0.5 * r, 0.52 * r, r, 0.24 * r),
                          Qt::AlignCenter | Qt::TextSingleLine, GetZoneCaption());
@@ -114,12 +115,13 @@ void CClock::DrawHourMarks(QPainter &painter)
         if (minute % 5 != 0) {
             if (!minutes)
                 continue;
-            painter.setPen(QPen(kMinuteMark, std::max(1.0, r / 90), Qt::SolidLine, Qt::FlatCap));
+            painter.setPen(
+                QPen(Ink(kMinuteMark), std::max(1.0, r / 90), Qt::SolidLine, Qt::FlatCap));
             painter.drawLine(HandPoint(r, degrees, edge), HandPoint(r, degrees, edge - 0.05));
             continue;
         }
         const bool quarter = minute % 15 == 0;
-        painter.setPen(QPen(kHand, quarter ? std::max(2.0, r / 16) : std::max(1.5, r / 26),
+        painter.setPen(QPen(Ink(kHand), quarter ? std::max(2.0, r / 16) : std::max(1.5, r / 26),
                             Qt::SolidLine, Qt::FlatCap));
         painter.drawLine(HandPoint(r, degrees, edge),
                          HandPoint(r, degrees, edge - (quarter ? 0.15 : 0.12)));
@@ -128,7 +130,7 @@ void CClock::DrawHourMarks(QPainter &painter)
     if (points < 8)
         return;
     painter.setFont(GaugeFont(points));
-    painter.setPen(kHand);
+    painter.setPen(Ink(kHand));
     for (int hour = 1; hour <= 12; ++hour) {
         const QPointF at = HandPoint(r, hour * 30.0, 0.745);
         painter.drawText(QRectF(at.x() - 0.15 * r, at.y() - 0.12 * r, 0.3 * r, 0.24 * r),
@@ -142,7 +144,8 @@ void CClock::DrawAnalog(QPainter &painter)
     const CHandAngles hands = HandAngles(GetShownSeconds());
     const QColor night(255 - kNightSecondHand.red(), 255 - kNightSecondHand.green(),
                        255 - kNightSecondHand.blue());
-    const QColor second = PartColour(IsNight() ? night : kSecondHand);
+    const QColor second = IsNightRed() ? RedPart(CNightPalette::Amber())
+                                       : PartColour(IsNight() ? night : kSecondHand);
     painter.save();
     DrawHand(painter, r, hands.hour, 0.10, 0.48, PartColour(kHand), std::max(2.0, r / 11));
     DrawHand(painter, r, hands.minute, 0.10, 0.80, PartColour(kHand), std::max(1.5, r / 17));

@@ -1,6 +1,7 @@
 #include "dashboard/Compass.h"
 
 #include "geo/Distance.h"
+#include "widgets/NightPalette.h"
 
 #include <QPainter>
 #include <QTimer>
@@ -158,24 +159,26 @@ void CCompass::DrawBackground(QPainter &painter)
     painter.save();
     if (IsDigital()) {
         painter.setFont(GaugeFont(RoundHalfUp(DesignRadius() / 5.0)));
-        painter.setPen(kFaceText);
+        painter.setPen(Ink(kFaceText));
         painter.drawText(QRect(0, 0, width(), r - r / 8 + 1), Qt::AlignCenter | Qt::TextSingleLine,
                          GetCaption());
         painter.restore();
         return;
     }
     // The bezel does not turn: marks every 45 degrees from the bow, and the card's edge.
-    painter.setPen(QPen(kBezel, std::max(1.0, r / 40.0), Qt::SolidLine, Qt::RoundCap));
+    painter.setPen(QPen(Ink(kBezel), std::max(1.0, r / 40.0), Qt::SolidLine, Qt::RoundCap));
     for (int k = 1; k < 8; ++k)
         painter.drawLine(At(r, 45.0 * k, 0.0, 0.90), At(r, 45.0 * k, 0.0, 0.97));
-    painter.setPen(QPen(kBezel, 1.0));
+    painter.setPen(QPen(Ink(kBezel), 1.0));
     painter.setBrush(Qt::NoBrush);
     painter.drawEllipse(QPointF(r, r), kCardEdge * r, kCardEdge * r);
     painter.restore();
 }
 
-QColor CCompass::Accent(const QColor &day, const QColor &night) const
+QColor CCompass::Accent(const QColor &day, const QColor &night, const QColor &nightRed) const
 {
+    if (IsNightRed())
+        return RedPart(nightRed);
     return PartColour(IsNight() ? Inverted(night) : day);
 }
 
@@ -204,7 +207,7 @@ void CCompass::DrawCard(QPainter &painter, double shown)
         painter.drawLine(At(r, degrees, shown, kCardEdge - 0.005),
                          At(r, degrees, shown, kCardEdge - length));
     }
-    const QColor north = Accent(kNorth, kNightNorth);
+    const QColor north = Accent(kNorth, kNightNorth, CNightPalette::Text());
     painter.setPen(Qt::NoPen);
     painter.setBrush(north);
     painter.drawPolygon(Wedge(r, 0.0, shown, kCardEdge - 0.01, kNorthBase, 0.075));
@@ -238,7 +241,7 @@ void CCompass::DrawTarget(QPainter &painter, double shown)
     if (!HasTarget())
         return;
     const double r = GetRadius();
-    const QColor target = Accent(kTarget, kNightTarget);
+    const QColor target = Accent(kTarget, kNightTarget, CNightPalette::Amber());
     painter.save();
     painter.setPen(QPen(target.darker(150), std::max(1.0, r / 80)));
     painter.setBrush(target);
@@ -258,7 +261,9 @@ void CCompass::DrawTarget(QPainter &painter, double shown)
 void CCompass::DrawLubber(QPainter &painter)
 {
     const double r = GetRadius();
-    const QColor lubber = IsNight() ? Inverted(kNightLubber) : kLubber;
+    const QColor lubber = IsNightRed() ? CNightPalette::DimAmber()
+                          : IsNight()  ? Inverted(kNightLubber)
+                                       : kLubber;
     painter.save();
     painter.setPen(QPen(lubber.darker(200), std::max(1.0, r / 80)));
     painter.setBrush(lubber);
@@ -282,7 +287,7 @@ void CCompass::DrawDigital(QPainter &painter)
         const QString text =
             QStringLiteral("%1° %2").arg(WholeDegrees(m_bearing)).arg(DistanceText());
         painter.setFont(FittedFont(text, points, 1.3 * r));
-        painter.setPen(Accent(kTarget, kNightTarget));
+        painter.setPen(Accent(kTarget, kNightTarget, CNightPalette::Amber()));
         painter.drawText(QRectF(0, r + 0.58 * r, width(), 0.2 * r),
                          Qt::AlignCenter | Qt::TextSingleLine, text);
     }

@@ -44,8 +44,10 @@ private:
     void DrawCard(QPainter &painter, double shown);
     void DrawTarget(QPainter &painter, double shown);
     void DrawLubber(QPainter &painter);
-    /// A moving part's colour by day, or the one it shows at night once the face is inverted.
-    [[nodiscard]] QColor Accent(const QColor &day, const QColor &night) const;
+    /// A moving part's colour by day, the one it shows at night once the face is inverted, or
+    /// its red night colour.
+    [[nodiscard]] QColor Accent(const QColor &day, const QColor &night,
+                                const QColor &nightRed) const;
 
     double m_bearing = -1.0;
     double m_distance = -1.0;

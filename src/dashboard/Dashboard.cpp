@@ -8,8 +8,10 @@
 #include "dashboard/SatelliteView.h"
 #include "dashboard/Speedometer.h"
 #include "settings/SettingsKey.h"
+#include "widgets/NightPalette.h"
 
 #include <QApplication>
+#include <QImage>
 #include <QMouseEvent>
 #include <QPainter>
 #include <QTimer>
@@ -261,7 +263,7 @@ void CDashboard::UpdateFreshness()
 
 void CDashboard::Follow(DisplaySetting what)
 {
-    if (what == DisplaySetting::NightMode)
+    if (what == DisplaySetting::NightMode || what == DisplaySetting::NightColours)
         SetNightMode(m_display.IsNightMode(), true);
     else if (what == DisplaySetting::Units)
         SetUnits(m_display.GetUnits());
@@ -284,8 +286,10 @@ void CDashboard::SetUnits(UnitSystem units)
 
 void CDashboard::SetNightMode(bool night, bool redraw)
 {
-    for (CGauge *gauge : m_instruments)
+    for (CGauge *gauge : m_instruments) {
+        gauge->SetNightColours(m_display.GetNightColours(), false);
         gauge->SetNight(night, false);
+    }
     if (redraw) {
         update();
         for (CGauge *gauge : m_instruments)
@@ -363,6 +367,19 @@ void CDashboard::PaintBackground(QPainter &painter, const QRect &area, int pictu
 
 void CDashboard::Render(QPainter &painter)
 {
+    if (m_display.IsNightRed()) {
+        const qreal ratio = painter.device()->devicePixelRatioF();
+        QImage page(size() * ratio, QImage::Format_RGB32);
+        page.setDevicePixelRatio(ratio);
+        QPainter day(&page);
+        day.setRenderHints(painter.renderHints());
+        day.fillRect(rect(), QColor(222, 226, 231));
+        PaintBackground(day, QRect(0, 0, width(), height()), Picture(m_layout.IsExclusive()));
+        day.end();
+        CNightPalette::Redden(page);
+        painter.drawImage(0, 0, page);
+        return;
+    }
     painter.save();
     painter.fillRect(rect(), QColor(222, 226, 231));
     painter.save();

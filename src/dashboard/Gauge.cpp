@@ -1,10 +1,12 @@
 #include "dashboard/Gauge.h"
 
 #include "base/Mnemonic.h"
+#include "widgets/NightPalette.h"
 
 #include <QApplication>
 #include <QContextMenuEvent>
 #include <QFontMetricsF>
+#include <QImage>
 #include <QKeyEvent>
 #include <QMenu>
 #include <QMouseEvent>
@@ -75,6 +77,16 @@ void CGauge::SetDesignWidth(int width)
 void CGauge::SetNight(bool night, bool redraw)
 {
     m_night = night;
+    // The red face is drawn in its own colours; the inverted one is the day's.
+    m_backgroundDirty = true;
+    if (redraw)
+        update();
+}
+
+void CGauge::SetNightColours(NightColours colours, bool redraw)
+{
+    m_nightColours = colours;
+    m_backgroundDirty = true;
     if (redraw)
         update();
 }
@@ -234,7 +246,7 @@ void CGauge::Render(QPainter &painter)
         || m_background.devicePixelRatio() != ratio) {
         m_background = QPixmap(pixels);
         m_background.setDevicePixelRatio(ratio);
-        m_background.fill(Qt::white);
+        m_background.fill(Ink(Qt::white));
         QPainter face(&m_background);
         face.setRenderHint(QPainter::Antialiasing);
         face.setRenderHint(QPainter::TextAntialiasing);
@@ -245,7 +257,7 @@ void CGauge::Render(QPainter &painter)
     painter.drawPixmap(0, 0, m_background);
     painter.setRenderHint(QPainter::Antialiasing);
     painter.setRenderHint(QPainter::TextAntialiasing);
-    painter.setPen(Qt::black);
+    painter.setPen(Ink(Qt::black));
     if (m_freshness != GaugeFreshness::Gone) {
         if (m_digital)
             DrawDigital(painter);
@@ -253,7 +265,7 @@ void CGauge::Render(QPainter &painter)
             DrawAnalog(painter);
     }
     DrawStatus(painter);
-    if (m_night) {
+    if (m_night && !IsNightRed()) {
         // White minus every colour: a white face turns black, black marks white.
         painter.setCompositionMode(QPainter::CompositionMode_Difference);
         painter.fillRect(rect(), Qt::white);
@@ -266,7 +278,7 @@ void CGauge::DrawStatus(QPainter &painter)
     const int r = m_radius;
     if (m_freshness == GaugeFreshness::Gone) {
         painter.setFont(GaugeFont(DesignRadius() / 2));
-        painter.setPen(kStalePart);
+        painter.setPen(Ink(kStalePart));
         painter.drawText(rect(), Qt::AlignCenter, QStringLiteral("---"));
         return;
     }
@@ -284,9 +296,10 @@ void CGauge::DrawStatus(QPainter &painter)
     const double w = metrics.horizontalAdvance(text) + metrics.height();
     const double h = metrics.height() * 1.2;
     const QRectF badge(r + 1 - w / 2, r + 0.45 * r - h / 2, w, h);
-    const QColor colour = m_noFix ? kNoFix : kStalePart;
+    const QColor colour =
+        m_noFix ? (IsNightRed() ? CNightPalette::Amber() : kNoFix) : Ink(kStalePart);
     painter.setPen(QPen(colour, std::max(1.0, r / 60.0)));
-    painter.setBrush(Qt::white);
+    painter.setBrush(Ink(Qt::white));
     painter.drawRoundedRect(badge, h / 3, h / 3);
     painter.setFont(font);
     painter.drawText(badge, Qt::AlignCenter, text);
@@ -444,8 +457,8 @@ void CGauge::DrawTicks(QPainter &painter, int count)
         return;
     const int c = m_radius;
     const double heavy = std::max(1, m_radius / 30);
-    const QPen pens[] = {DialPen(kMajorTick, heavy), DialPen(kMiddleTick, heavy),
-                         DialPen(kMinorTick, 1)};
+    const QPen pens[] = {DialPen(Ink(kMajorTick), heavy), DialPen(Ink(kMiddleTick), heavy),
+                         DialPen(Ink(kMinorTick), 1)};
     painter.save();
     for (int i = 0; i < count; ++i) {
         const CTick t = TickAt(i, count, m_radius, m_tickGroup);
@@ -460,7 +473,21 @@ void CGauge::DrawTicks(QPainter &painter, int count)
 void CGauge::CopyPageBackground(QPainter &painter)
 {
     if (m_page == nullptr) {
-        painter.fillRect(rect(), Qt::white);
+        painter.fillRect(rect(), Ink(Qt::white));
+        return;
+    }
+    if (IsNightRed()) {
+        // The page's picture has gradients and shadows: reddened pixel by pixel, once per face.
+        const qreal ratio = painter.device()->devicePixelRatioF();
+        QImage picture(size() * ratio, QImage::Format_RGB32);
+        picture.setDevicePixelRatio(ratio);
+        picture.fill(Qt::white);
+        QPainter page(&picture);
+        page.setRenderHints(painter.renderHints());
+        m_page->PaintBackground(page, geometry(), m_picture);
+        page.end();
+        CNightPalette::Redden(picture);
+        painter.drawImage(0, 0, picture);
         return;
     }
     painter.save();
@@ -488,7 +515,17 @@ int CGauge::DesignRadius() const
 
 QColor CGauge::PartColour(const QColor &colour) const
 {
-    return m_freshness == GaugeFreshness::Live ? colour : kStalePart;
+    return Ink(m_freshness == GaugeFreshness::Live ? colour : kStalePart);
+}
+
+QColor CGauge::RedPart(const QColor &nightRed) const
+{
+    return m_freshness == GaugeFreshness::Live ? nightRed : Ink(kStalePart);
+}
+
+QColor CGauge::Ink(const QColor &day) const
+{
+    return IsNightRed() ? CNightPalette::FromDay(day) : day;
 }
 
 void CGauge::InvalidateBackground()

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "base/NightColours.h"
 #include "dashboard/Freshness.h"
 #include "dashboard/GaugeMath.h"
 #include "dashboard/GaugePage.h"
@@ -24,8 +25,9 @@ struct CGaugeMenuEntry {
 
 /// A round instrument of the Dashboard page. The static face (page background, dial) is drawn
 /// once into a pixmap at the screen's pixel ratio and kept until size, mode, face or range
-/// change; the moving parts are antialiased vectors drawn at every paint. Night mode inverts
-/// every colour of the gauge, page background included.
+/// change; the moving parts are antialiased vectors drawn at every paint. Night mode draws in
+/// reds on black (Ink) or, in the inverted night colours, inverts every colour of the gauge,
+/// page background included.
 ///
 /// Subclasses override the value and drawing operations; all drawing goes through a QPainter
 /// in the gauge's own coordinates, so Render() draws into any image.
@@ -42,6 +44,9 @@ public:
     [[nodiscard]] int GetMode() const { return m_mode; }
     [[nodiscard]] bool IsDigital() const { return m_digital; }
     [[nodiscard]] bool IsNight() const { return m_night; }
+    [[nodiscard]] NightColours GetNightColours() const { return m_nightColours; }
+    /// Night mode in the red colours: every colour goes through Ink.
+    [[nodiscard]] bool IsNightRed() const { return m_night && m_nightColours == NightColours::Red; }
     [[nodiscard]] int GetTickGroup() const { return m_tickGroup; }
 
     /// The page slot the gauge occupies; -1 before the page placed it.
@@ -55,6 +60,7 @@ public:
     void SetDesignWidth(int width);
 
     void SetNight(bool night, bool redraw);
+    void SetNightColours(NightColours colours, bool redraw);
     void SetDigital(bool digital);
     /// Stores the mode without redrawing (settings being loaded).
     virtual void SetModeQuiet(int mode);
@@ -131,8 +137,13 @@ protected:
                                    int weight = 400) const;
     /// The radius the gauge has on its design page; point sizes are computed from it.
     [[nodiscard]] int DesignRadius() const;
-    /// A moving part's colour: as given while the feed is live, grey once it is stale.
+    /// A moving part's colour: as given while the feed is live, grey once it is stale; through
+    /// Ink.
     [[nodiscard]] QColor PartColour(const QColor &colour) const;
+    /// A colour chosen for the day's light face as it is drawn now: itself, or its red at night.
+    [[nodiscard]] QColor Ink(const QColor &day) const;
+    /// A moving part's own colour of the red night, grey once the feed is stale.
+    [[nodiscard]] QColor RedPart(const QColor &nightRed) const;
     /// The face must be drawn anew at the next paint.
     void InvalidateBackground();
     /// Pens of the dials end round, so short ticks do not look clipped.
@@ -158,6 +169,7 @@ private:
     int m_position = -1;
     int m_mode = 0;
     bool m_night = false;
+    NightColours m_nightColours = NightColours::Red;
     bool m_digitalCapable = false;
     bool m_digital = false;
     QStringList m_actionNames;

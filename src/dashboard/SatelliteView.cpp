@@ -13,34 +13,6 @@
 namespace
 {
 
-// The sky's colours, each in one place for the palettes to take over.
-QColor GridColour()
-{
-    return {153, 153, 153};
-}
-
-QColor LabelColour()
-{
-    return {0, 0, 0};
-}
-
-QColor LabelBackground()
-{
-    return Qt::white;
-}
-
-// A leader from a nudged marker to its satellite's spot.
-QColor LeaderColour()
-{
-    return {90, 90, 90};
-}
-
-// A system the legend has switched off: its entry greyed, its glyph hollow.
-QColor HiddenColour()
-{
-    return {170, 170, 170};
-}
-
 // The plot's coordinates name pixels, as the sky offsets do; a 1-pixel line through a pixel's
 // centre stays sharp.
 QPointF Pixel(double x, double y)
@@ -49,11 +21,11 @@ QPointF Pixel(double x, double y)
 }
 
 // Text over the grid: the lines stop short of it.
-void DrawLabel(QPainter &painter, const QRectF &box, const QString &text)
+void DrawLabel(QPainter &painter, const QRectF &box, const QString &text, const QColor &ground)
 {
     const QRectF bounds =
         painter.fontMetrics().boundingRect(box.toRect(), Qt::AlignCenter, text).toRectF();
-    painter.fillRect(bounds.adjusted(-1, 0, 1, 0), LabelBackground());
+    painter.fillRect(bounds.adjusted(-1, 0, 1, 0), ground);
     painter.drawText(box, Qt::AlignCenter, text);
 }
 
@@ -232,13 +204,19 @@ int CSatelliteView::SmallestLabelledHalf() const
     return RoundHalfUp(0.7 * std::min(natural, kSmallestLabelPixels));
 }
 
+CSkyColours CSatelliteView::Colours() const
+{
+    return CSkyColours(IsNightRed(), GetFreshness() != GaugeFreshness::Live);
+}
+
 void CSatelliteView::DrawBackground(QPainter &painter)
 {
+    const CSkyColours colours = Colours();
     CopyPageBackground(painter);
     const int radius = GetRadius();
     const int c = radius;
     painter.save();
-    painter.setPen(QPen(GridColour(), 1));
+    painter.setPen(QPen(colours.Grid(), 1));
     painter.setBrush(Qt::NoBrush);
     // Elevation 60 and 30.
     for (int k = 1; k <= 2; ++k) {
@@ -254,14 +232,14 @@ void CSatelliteView::DrawBackground(QPainter &painter)
     }
     if (GridLabelsRead()) {
         painter.setFont(GridFont());
-        painter.setPen(LabelColour());
+        painter.setPen(colours.Label());
         const double half = painter.fontMetrics().height() / 2.0;
         const double third = radius / 3.0;
         for (const CSkyGridLabel &label : SkyGridLabels(radius)) {
             const QPointF at = Pixel(c + label.x, c + label.y);
             const double room = label.elevation ? third : radius;
             DrawLabel(painter, QRectF(at.x() - room, at.y() - half, 2 * room, 2 * half),
-                      QString::fromStdString(label.text));
+                      QString::fromStdString(label.text), colours.LabelGround());
         }
     }
     painter.restore();
@@ -291,13 +269,14 @@ void CSatelliteView::DrawAnalog(QPainter &painter)
         m_layoutGridPixels = gridPixels;
     }
     const int h = m_layout.half;
+    const CSkyColours colours = Colours();
     painter.save();
     // Under the satellites: a legend may hide the horizon of its corner, never a satellite.
     if (!systems.empty() && legend)
         DrawLegend(painter, systems);
     // Leaders under every marker, so no line crosses one's label.
-    painter.setPen(QPen(PartColour(LeaderColour()), 1));
-    painter.setBrush(PartColour(LeaderColour()));
+    painter.setPen(QPen(PartColour(colours.Leader()), 1));
+    painter.setBrush(PartColour(colours.Leader()));
     const double dot = 1.5;
     for (const CSkyMarkerPlace &m : m_layout.markers)
         if (m.leader) {
@@ -320,14 +299,13 @@ void CSatelliteView::DrawAnalog(QPainter &painter)
     const bool numbers = ShowsNumbers();
     // Only the signal greys when the report is old: which satellites were used, their systems
     // and labels stay readable on the grey.
-    const QPen outline(Qt::black, 1);
+    const QPen outline(colours.UsedOutline(), 1);
     const double rimWidth = std::max(1.5, h / 5.0);
     const double usedWidth = std::max(1.0, h / 7.0);
     for (std::size_t i = 0; i < shown.size(); ++i) {
         const CSkySatellite &s = shown[i];
         const CSkyMarkerPlace &m = m_layout.markers[i];
-        const CRgb colour = SignalColour(s.snr * 0.02);
-        const QColor fill = PartColour(QColor(colour.r, colour.g, colour.b));
+        const QColor fill = colours.SignalFill(s.snr);
         if (systems.empty()) {
             painter.setBrush(fill);
             painter.setPen(s.used ? outline : Qt::NoPen);
@@ -336,7 +314,8 @@ void CSatelliteView::DrawAnalog(QPainter &painter)
             painter.drawEllipse(Pixel(c + m.x, c + m.y), r, r);
         } else {
             PaintSkyMarker(painter, Pixel(c + m.x, c + m.y), s.system, h, fill, rimWidth,
-                           s.used ? usedWidth : 0);
+                           s.used ? usedWidth : 0, colours.SystemRim(s.system),
+                           colours.UsedOutline());
         }
         if (labels) {
             const QString text = QString::number(numbers ? s.prn : s.snr);
@@ -349,7 +328,7 @@ void CSatelliteView::DrawAnalog(QPainter &painter)
                                              static_cast<int>(narrow.pixelSize() * 2 * h / wide)));
                 painter.setFont(narrow);
             }
-            painter.setPen(LabelColour());
+            painter.setPen(colours.MarkerLabel());
             painter.drawText(QRectF(c + m.x - h, c + m.y - h, 2 * h + 2, 2 * h + 1),
                              Qt::AlignCenter, text);
             if (narrowed)
@@ -366,6 +345,7 @@ void CSatelliteView::DrawLegend(QPainter &painter, const std::vector<GnssSystem>
     if (boxes.size() != systems.size())
         return;
     const bool overDial = !SkyLegendClearOfDial(boxes, GetRadius());
+    const CSkyColours colours = Colours();
     painter.save();
     painter.setFont(legendFont);
     const QFontMetricsF metrics(painter.font());
@@ -379,11 +359,14 @@ void CSatelliteView::DrawLegend(QPainter &painter, const std::vector<GnssSystem>
         const QPointF centre(std::floor(box.left + glyph / 2) + 0.5,
                              std::floor(box.top + row / 2) + 0.5);
         const double rim = std::max(1.5, h / 2.5);
+        const QColor system = colours.SystemRim(systems[i]);
         if (shown)
-            PaintSkyMarker(painter, centre, systems[i], h, Qt::white, rim, 0);
+            PaintSkyMarker(painter, centre, systems[i], h, colours.LegendFill(), rim, 0, system,
+                           colours.UsedOutline());
         else
-            PaintSkyMarker(painter, centre, systems[i], h, LabelBackground(), 1.0, 0);
-        painter.setPen(shown ? LabelColour() : HiddenColour());
+            PaintSkyMarker(painter, centre, systems[i], h, colours.LabelGround(), 1.0, 0, system,
+                           colours.UsedOutline());
+        painter.setPen(shown ? colours.Label() : colours.Hidden());
         QFont font = painter.font();
         font.setStrikeOut(!shown);
         painter.setFont(font);
@@ -393,7 +376,7 @@ void CSatelliteView::DrawLegend(QPainter &painter, const std::vector<GnssSystem>
         if (overDial)
             painter.fillRect(
                 QFontMetricsF(font).boundingRect(textBox, Qt::AlignLeft | Qt::AlignVCenter, name),
-                LabelBackground());
+                colours.LabelGround());
         painter.drawText(textBox, Qt::AlignLeft | Qt::AlignVCenter, name);
     }
     painter.restore();

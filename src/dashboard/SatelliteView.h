@@ -2,6 +2,7 @@
 
 #include "dashboard/Gauge.h"
 #include "dashboard/SkyLayout.h"
+#include "dashboard/SkyColours.h"
 #include "dashboard/SkyView.h"
 
 #include <array>
@@ -79,6 +80,8 @@ private:
     [[nodiscard]] std::vector<CSkyBox> LegendBoxesIn(const QFont &font) const;
     /// The markers' half size that a label of the smallest readable size still fits.
     [[nodiscard]] int SmallestLabelledHalf() const;
+    /// The colours of every role as the plot is drawn now.
+    [[nodiscard]] CSkyColours Colours() const;
 
     std::optional<CSkyView> m_view;
     std::array<bool, kGnssSystemCount> m_hidden{};

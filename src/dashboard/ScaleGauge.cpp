@@ -1,5 +1,7 @@
 #include "dashboard/ScaleGauge.h"
 
+#include "widgets/NightPalette.h"
+
 #include <QPainter>
 
 #include <algorithm>
@@ -66,7 +68,7 @@ void CScaleGauge::DrawScale(QPainter &painter)
         return;
     painter.save();
     painter.setFont(GaugeFont(points));
-    painter.setPen(Qt::black);
+    painter.setPen(Ink(Qt::black));
     const double at = 0.55 * r;
     const int box = r / 3;
     // A small dial has room for every other number only.
@@ -88,7 +90,7 @@ void CScaleGauge::DrawNeedle(QPainter &painter, int)
     const CNeedle n = NeedleAt(GetValue(), m_scale, GetTickGroup(), r);
     painter.save();
     painter.setFont(GaugeFont(static_cast<int>(std::floor(std::sqrt(DesignRadius()) + 1.5)), 600));
-    painter.setPen(PartColour(kTurnNumber));
+    painter.setPen(IsNightRed() ? RedPart(CNightPalette::Amber()) : PartColour(kTurnNumber));
     const int box = r / 4;
     painter.drawText(QRect(n.turnLabel.x - box, n.turnLabel.y - box, 2 * box, 2 * box),
                      Qt::AlignCenter, QString::number(n.turns));
@@ -96,7 +98,7 @@ void CScaleGauge::DrawNeedle(QPainter &painter, int)
     painter.drawLine(n.tail.x, n.tail.y, n.tip.x, n.tip.y);
     const double hub = r / 11;
     painter.setPen(QPen(PartColour(kNeedle), 1));
-    painter.setBrush(PartColour(kHub));
+    painter.setBrush(IsNightRed() ? RedPart(CNightPalette::DimAmber()) : PartColour(kHub));
     painter.drawEllipse(QPointF(r, r), hub, hub);
     painter.restore();
 }
@@ -106,7 +108,7 @@ void CScaleGauge::DrawDigitalFace(QPainter &painter)
     const int r = GetRadius();
     painter.save();
     painter.setFont(GaugeFont(static_cast<int>(std::floor(DesignRadius() / 5.0 + 0.5))));
-    painter.setPen(kDigitalFaceText);
+    painter.setPen(Ink(kDigitalFaceText));
     painter.drawText(QRect(0, 0, width(), r - r / 8 + 1), Qt::AlignCenter | Qt::TextSingleLine,
                      GetCaption());
     painter.drawText(QRect(0, r + r / 8, width(), height() - (r + r / 8)),

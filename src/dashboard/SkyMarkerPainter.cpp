@@ -40,16 +40,24 @@ QColor SkySystemColour(GnssSystem system)
 void PaintSkyMarker(QPainter &painter, const QPointF &centre, GnssSystem system, int half,
                     const QColor &fill, double rimWidth, double outline)
 {
+    PaintSkyMarker(painter, centre, system, half, fill, rimWidth, outline, SkySystemColour(system),
+                   Qt::black);
+}
+
+void PaintSkyMarker(QPainter &painter, const QPointF &centre, GnssSystem system, int half,
+                    const QColor &fill, double rimWidth, double outline, const QColor &rim,
+                    const QColor &outlineColour)
+{
     const SkyMarkerShape shape = SkyMarkerStyleOf(system).shape;
     painter.save();
     painter.setPen(Qt::NoPen);
     double inset = 0;
     if (outline > 0) {
-        painter.setBrush(Qt::black);
+        painter.setBrush(outlineColour);
         painter.drawPath(MarkerPath(centre, shape, half, 0.5, 0));
         inset = outline;
     }
-    painter.setBrush(SkySystemColour(system));
+    painter.setBrush(rim);
     painter.drawPath(MarkerPath(centre, shape, half, 0.5, inset));
     painter.setBrush(fill);
     painter.drawPath(MarkerPath(centre, shape, half, 0.5, inset + rimWidth));

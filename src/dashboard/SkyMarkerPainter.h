@@ -17,3 +17,7 @@ class QPainter;
 /// legend and any list of satellites draw the systems with it, so they look alike.
 void PaintSkyMarker(QPainter &painter, const QPointF &centre, GnssSystem system, int half,
                     const QColor &fill, double rimWidth, double outline);
+/// As above, in the colours a palette gives the rim and the outline (the red night's).
+void PaintSkyMarker(QPainter &painter, const QPointF &centre, GnssSystem system, int half,
+                    const QColor &fill, double rimWidth, double outline, const QColor &rim,
+                    const QColor &outlineColour);

@@ -3,9 +3,11 @@
 #include "maps/MapDatabase.h"
 #include "settings/SettingsKey.h"
 #include "waypoints/WaypointBook.h"
+#include "widgets/NightPalette.h"
 
 #include <QDir>
 #include <QFileInfo>
+#include <QImage>
 #include <QImageReader>
 #include <QPainter>
 
@@ -187,6 +189,14 @@ void CMapView::SetNightMode(bool night)
     }
 }
 
+void CMapView::SetNightRed(bool red)
+{
+    if (red != m_nightRed) {
+        m_nightRed = red;
+        update();
+    }
+}
+
 bool CMapView::GetCursorPosition(CGeoPosition &position) const
 {
     return m_model.GetCursorPosition(position);
@@ -287,13 +297,33 @@ void CMapView::paintEvent(QPaintEvent *)
 void CMapView::Paint(QPainter &painter)
 {
     SyncClientSize();
+    if (m_night && m_nightRed) {
+        // Bands, marker and waypoints too: everything on the page turns red, light staying light;
+        // the tint dims it, keeping more contrast than the day's picture under a dark veil.
+        const qreal ratio = painter.device()->devicePixelRatioF();
+        QImage page(size() * ratio, QImage::Format_RGB32);
+        page.setDevicePixelRatio(ratio);
+        page.fill(Qt::black);
+        QPainter day(&page);
+        day.setRenderHints(painter.renderHints());
+        PaintScene(day);
+        day.end();
+        CNightPalette::Tint(page);
+        painter.drawImage(0, 0, page);
+        return;
+    }
+    PaintScene(painter);
+}
+
+void CMapView::PaintScene(QPainter &painter)
+{
     m_painter.Paint(painter, {.model = m_model,
                               .bitmap = m_loader.GetBitmap(),
                               .waypoints = Waypoints(),
                               .selected = SelectedWaypoint(),
                               .heading = m_heading,
                               .projection = m_options.projection,
-                              .night = m_night,
+                              .night = m_night && !m_nightRed,
                               .loading = m_loader.IsDecoding(),
                               .drag = m_input.MeasuredPath(),
                               .size = size(),

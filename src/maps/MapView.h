@@ -61,6 +61,8 @@ public:
     /// nothing unsaved. Returns whether it did (the caller says so: kMapReloadedText).
     bool CheckOutsideChange() { return m_menu.CheckOutsideChange(); }
     void SetNightMode(bool night);
+    /// At night, the whole page in the night palette's reds as well as dimmed.
+    void SetNightRed(bool red);
     /// How Load Track reads a log: as the receiver connection does.
     void SetGnssMode(GnssMode mode) { m_options.gnssMode = mode; }
 
@@ -116,12 +118,14 @@ private:
     void LoadBitmap(const QString &path, std::function<void(bool)> done);
     void SyncClientSize();
     void Paint(QPainter &painter);
+    void PaintScene(QPainter &painter);
     [[nodiscard]] const CWaypointList *Waypoints() const;
     [[nodiscard]] const CWaypoint *SelectedWaypoint() const;
 
     CMapPageModel m_model;
     CMapPageOptions m_options;
     bool m_night = false;
+    bool m_nightRed = false;
     double m_heading = -1.0;
     CMapPainter m_painter;
     CMapBitmapLoader m_loader;

@@ -95,6 +95,7 @@ void CGPSData::Follow(DisplaySetting what)
         break;
     case DisplaySetting::AdvancedFileSelector:
     case DisplaySetting::GnssMode:
+    case DisplaySetting::NightColours:
     case DisplaySetting::LargeControls:
         break;
     }

@@ -58,6 +58,11 @@ void CDisplaySettings::Load()
 {
     CKeys keys;
     m_night = keys.Read(kNightModeSetting) != 0;
+    m_nightColours = NightColoursFromNumber(keys.Read(kNightColoursSetting))
+                         .value_or(*NightColoursFromNumber(kNightColoursSetting.fallback));
+    m_nightMap = NightMapFromNumber(keys.Read(kNightMapSetting))
+                     .value_or(*NightMapFromNumber(kNightMapSetting.fallback));
+    m_nightFollowsSun = keys.Read(kNightFollowsSunSetting) != 0;
     m_units = UnitSystemFromNumber(keys.Read(kUnitsSetting))
                   .value_or(*UnitSystemFromNumber(kUnitsSetting.fallback));
     m_projection = CoordinateFormatFromNumber(keys.Read(kProjectionSetting))
@@ -74,6 +79,9 @@ void CDisplaySettings::Store() const
 {
     CKeys keys;
     keys.Write(kNightModeSetting, m_night ? 1 : 0);
+    keys.Write(kNightColoursSetting, ToNumber(m_nightColours));
+    keys.Write(kNightMapSetting, ToNumber(m_nightMap));
+    keys.Write(kNightFollowsSunSetting, m_nightFollowsSun ? 1 : 0);
     keys.Write(kUnitsSetting, ToNumber(m_units));
     keys.Write(kProjectionSetting, ToNumber(m_projection));
     keys.Write(kAdvancedFileSelectorSetting, m_advancedFileSelector ? 1 : 0);
@@ -87,6 +95,24 @@ void CDisplaySettings::SetNightMode(bool night)
 {
     m_night = night;
     emit Changed(DisplaySetting::NightMode);
+}
+
+void CDisplaySettings::SetNightColours(NightColours colours)
+{
+    m_nightColours = colours;
+    emit Changed(DisplaySetting::NightColours);
+}
+
+void CDisplaySettings::SetNightMap(NightMap map)
+{
+    m_nightMap = map;
+    emit Changed(DisplaySetting::NightColours);
+}
+
+void CDisplaySettings::SetNightFollowingSun(bool follow)
+{
+    m_nightFollowsSun = follow;
+    emit Changed(DisplaySetting::NightColours);
 }
 
 void CDisplaySettings::SetUnits(UnitSystem units)

@@ -2,6 +2,7 @@
 
 #include "base/CoordinateFormat.h"
 #include "base/GnssMode.h"
+#include "base/NightColours.h"
 #include "base/Units.h"
 
 #include <QObject>
@@ -11,6 +12,8 @@
 /// What changed in the display settings.
 enum class DisplaySetting : int {
     NightMode,
+    /// The night colours or the Map page's night look.
+    NightColours,
     Units,
     Projection,
     AdvancedFileSelector,
@@ -38,6 +41,15 @@ public:
 
     [[nodiscard]] bool IsNightMode() const { return m_night; }
     void SetNightMode(bool night);
+    [[nodiscard]] NightColours GetNightColours() const { return m_nightColours; }
+    void SetNightColours(NightColours colours);
+    /// Night mode in the red colours: the window's palette, the pages and the instruments.
+    [[nodiscard]] bool IsNightRed() const { return m_night && m_nightColours == NightColours::Red; }
+    [[nodiscard]] NightMap GetNightMap() const { return m_nightMap; }
+    void SetNightMap(NightMap map);
+    /// Night mode switched at sunset and sunrise where the receiver is.
+    [[nodiscard]] bool IsNightFollowingSun() const { return m_nightFollowsSun; }
+    void SetNightFollowingSun(bool follow);
     [[nodiscard]] UnitSystem GetUnits() const { return m_units; }
     /// Announced even when it is the system already chosen: the instruments that left it through
     /// their own menus come back.
@@ -69,6 +81,9 @@ signals:
 
 private:
     bool m_night = false;
+    NightColours m_nightColours = NightColours::Red;
+    NightMap m_nightMap = NightMap::RedDimmed;
+    bool m_nightFollowsSun = false;
     UnitSystem m_units = UnitSystem::Metric;
     CoordinateFormat m_projection = CoordinateFormat::DD;
     bool m_advancedFileSelector = false;

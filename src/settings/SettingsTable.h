@@ -49,6 +49,12 @@ inline constexpr CStoredNumber kWindowShowSetting{kAppKey, "WindowShow", 0};
 
 // The display settings. A number outside the enumeration reads as the fallback.
 inline constexpr CStoredNumber kNightModeSetting{kDashboardKey, "NightMode", 0};
+/// NightColours: 0 red on black, 1 the instruments inverted.
+inline constexpr CStoredNumber kNightColoursSetting{kAppKey, "NightColours", 0};
+/// NightMap: 0 dimmed and red, 1 only dimmed; in the red night colours only.
+inline constexpr CStoredNumber kNightMapSetting{kAppKey, "NightMap", 0};
+/// Night mode switched at sunset and sunrise at the last fix: 0 off, any other number on.
+inline constexpr CStoredNumber kNightFollowsSunSetting{kAppKey, "NightFollowsSun", 0};
 /// UnitSystem; the Map page keeps one of its own under its key.
 inline constexpr CStoredNumber kUnitsSetting{kAppKey, "OperationMode", 1};
 /// CoordinateFormat.

@@ -83,6 +83,7 @@ DatabaseConflictChoice AskDatabaseConflict(QWidget *parent, const QString &text)
     QPushButton *reload = box.addButton(QObject::tr("Reload"), QMessageBox::DestructiveRole);
     QPushButton *keep = box.addButton(QObject::tr("Keep mine"), QMessageBox::AcceptRole);
     box.addButton(QMessageBox::Cancel);
+    FollowNight(box);
     box.exec();
     if (box.clickedButton() == reload)
         return DatabaseConflictChoice::Reload;

@@ -1,6 +1,10 @@
 #include "widgets/MessageBox.h"
 
+#include "widgets/NightPalette.h"
+
 #include <QApplication>
+#include <QImage>
+#include <QPixmap>
 #include <QPointer>
 #include <QTimer>
 
@@ -43,6 +47,7 @@ void Announce(const CMessage &message)
 void Present(QWidget *parent, const CMessage &message)
 {
     QMessageBox box(message.icon, message.caption, message.text, QMessageBox::Ok, parent);
+    FollowNight(box);
     if (!message.details.isEmpty())
         box.setDetailedText(message.details);
     box.exec();
@@ -106,7 +111,10 @@ bool AskQuestion(QWidget *parent, const QString &caption, const QString &text)
     }
     if (Messages().unattended)
         return false;
-    return QMessageBox::question(parent, caption, text) == QMessageBox::Yes;
+    QMessageBox box(QMessageBox::Question, caption, text, QMessageBox::Yes | QMessageBox::No,
+                    parent);
+    FollowNight(box);
+    return box.exec() == QMessageBox::Yes;
 }
 
 void SetQuestionAnswer(bool yes)
@@ -117,4 +125,14 @@ void SetQuestionAnswer(bool yes)
 void SetMessageSink(MessageSink sink)
 {
     Messages().sink = std::move(sink);
+}
+
+// The style's signs are yellow and blue: at night they are tinted as the rest of the window.
+void FollowNight(QMessageBox &box)
+{
+    if (!CNightPalette::IsApplied() || box.iconPixmap().isNull())
+        return;
+    QImage sign = box.iconPixmap().toImage();
+    CNightPalette::Tint(sign);
+    box.setIconPixmap(QPixmap::fromImage(sign));
 }

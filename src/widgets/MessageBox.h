@@ -28,6 +28,8 @@ void ShowErrorLater(QWidget *parent, const QString &text, const QString &details
 /// A yes/no question (icon Question); true for Yes. With a sink installed the sink gets it and
 /// the answer is the one set by SetQuestionAnswer; an unattended run answers No.
 bool AskQuestion(QWidget *parent, const QString &caption, const QString &text);
+/// The box's sign tinted as the window is at night; by day nothing changes.
+void FollowNight(QMessageBox &box);
 void SetQuestionAnswer(bool yes);
 
 /// A run without anyone to click (--quit-after-replay, --screenshot): no box is shown, the

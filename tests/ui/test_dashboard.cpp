@@ -235,12 +235,24 @@ TEST_F(DashboardTest, NightInvertsThePageToo)
         return QColor(image.pixel(120, 1));
     };
     const QColor day = strip();
+    m_display.SetNightColours(NightColours::Inverted);
     m_display.SetNightMode(true);
     const QColor night = strip();
     EXPECT_EQ(night.red(), 255 - day.red());
     EXPECT_EQ(night.blue(), 255 - day.blue());
-    for (const Instrument i : {Instrument::SatelliteView, Instrument::Clock})
+    for (const Instrument i : {Instrument::SatelliteView, Instrument::Clock}) {
         EXPECT_TRUE(page.GetInstrument(i)->IsNight());
+        EXPECT_FALSE(page.GetInstrument(i)->IsNightRed());
+    }
+
+    // Red: the light page turns dark, and red.
+    m_display.SetNightColours(NightColours::Red);
+    const QColor red = strip();
+    EXPECT_LT(red.red(), 255 - day.red() + 10);
+    EXPECT_LE(red.blue(), red.green());
+    EXPECT_LE(red.green(), red.red());
+    for (const Instrument i : {Instrument::SatelliteView, Instrument::Clock})
+        EXPECT_TRUE(page.GetInstrument(i)->IsNightRed());
 }
 
 TEST_F(DashboardTest, ResetGaugesLeavesTheMileage)

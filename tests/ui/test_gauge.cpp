@@ -10,6 +10,7 @@
 #include <QPainter>
 #include <QTimer>
 
+#include <algorithm>
 #include <cmath>
 #include <string>
 #include <vector>
@@ -130,6 +131,7 @@ TEST_F(GaugeTest, TicksAndNightInversion)
     const QPoint face = AlongNeedle(r, 62, 0.3);
     EXPECT_TRUE(White(day.pixel(face)));
 
+    gauge.SetNightColours(NightColours::Inverted, false);
     gauge.SetNight(true, false);
     const QImage night = Render(gauge);
     EXPECT_TRUE(Dark(night.pixel(face))) << "a white face turns black";
@@ -138,6 +140,29 @@ TEST_F(GaugeTest, TicksAndNightInversion)
         << "black marks turn white";
     EXPECT_EQ(QColor(night.pixel(0, 0)).rgb(), QColor(0, 0, 0).rgb())
         << "the page background under the gauge too";
+}
+
+// The red night keeps the inversion's order of light (the face dark, the marks bright) in reds
+// alone, nothing brighter than 200.
+TEST_F(GaugeTest, TicksAtNightInRed)
+{
+    CProbeGauge gauge(false);
+    gauge.resize(160, 160);
+    const int r = gauge.GetRadius();
+    gauge.SetNight(true, false);
+    ASSERT_TRUE(gauge.IsNightRed()) << "red is night's default";
+    const QImage night = Render(gauge);
+    EXPECT_EQ(QColor(night.pixel(AlongNeedle(r, 62, 0.3))).rgb(), QColor(0, 0, 0).rgb())
+        << "the white face turns black";
+    int brightest = 0;
+    for (int y = 0; y < night.height(); ++y)
+        for (int x = 0; x < night.width(); ++x) {
+            const QRgb p = night.pixel(x, y);
+            ASSERT_TRUE(qBlue(p) <= qGreen(p) && qGreen(p) <= qRed(p) && qRed(p) <= 200)
+                << x << "," << y << ": " << qRed(p) << " " << qGreen(p) << " " << qBlue(p);
+            brightest = std::max(brightest, qRed(p));
+        }
+    EXPECT_GE(brightest, 190) << "the black marks turn the brightest red";
 }
 
 TEST_F(GaugeTest, RadiusFromWidthAndFaceAtThePixelRatio)
