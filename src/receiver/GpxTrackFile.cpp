@@ -1,8 +1,7 @@
 #include "receiver/GpxTrackFile.h"
 
-#include "base/Numbers.h"
-
 #include <cerrno>
+#include <charconv>
 #include <cmath>
 #include <cstring>
 #include <fcntl.h>
@@ -37,6 +36,22 @@ void AppendEscaped(std::string &out, std::string_view text)
     }
 }
 
+// printf's "%.Nf" without its cost (a long drive is a million numbers) and without a locale.
+void AppendFixed(std::string &out, double value, int precision)
+{
+    char digits[64];
+    const auto [end, ec] =
+        std::to_chars(digits, digits + sizeof digits, value, std::chars_format::fixed, precision);
+    if (ec == std::errc())
+        out.append(digits, end);
+}
+
+void AppendTwo(std::string &out, int value)
+{
+    out += static_cast<char>('0' + value / 10 % 10);
+    out += static_cast<char>('0' + value % 10);
+}
+
 // xsd:dateTime, UTC; the milliseconds only when there are some. False past year 9999.
 bool AppendTime(std::string &out, std::int64_t utcMs)
 {
@@ -45,22 +60,36 @@ bool AppendTime(std::string &out, std::int64_t utcMs)
     std::tm tm{};
     if (::gmtime_r(&seconds, &tm) == nullptr || tm.tm_year + 1900 > 9999 || tm.tm_year + 1900 < 1)
         return false;
-    out += FormatC("%04d-%02d-%02dT%02d:%02d:%02d", tm.tm_year + 1900, tm.tm_mon + 1, tm.tm_mday,
-                   tm.tm_hour, tm.tm_min, tm.tm_sec);
-    if (ms != 0)
-        out += FormatC(".%03d", static_cast<int>(ms));
+    const int year = tm.tm_year + 1900;
+    AppendTwo(out, year / 100);
+    AppendTwo(out, year % 100);
+    out += '-';
+    AppendTwo(out, tm.tm_mon + 1);
+    out += '-';
+    AppendTwo(out, tm.tm_mday);
+    out += 'T';
+    AppendTwo(out, tm.tm_hour);
+    out += ':';
+    AppendTwo(out, tm.tm_min);
+    out += ':';
+    AppendTwo(out, tm.tm_sec);
+    if (ms != 0) {
+        out += '.';
+        out += static_cast<char>('0' + ms / 100);
+        AppendTwo(out, static_cast<int>(ms % 100));
+    }
     out += 'Z';
     return true;
 }
 
 // xsd:decimal has no exponent, no NaN; a value that prints otherwise is left out.
-void AppendDecimal(std::string &out, const char *open, const char *format, double value,
+void AppendDecimal(std::string &out, const char *open, int precision, double value,
                    const char *close)
 {
     if (!std::isfinite(value) || std::fabs(value) > 1e12)
         return;
     out += open;
-    out += FormatC(format, value);
+    AppendFixed(out, value, precision);
     out += close;
 }
 
@@ -141,27 +170,35 @@ void CGpxTrackFile::AddPoint(const CTrackPoint &p)
         m_segmentOpen = true;
         ++m_bufferSegments;
     }
-    out += FormatC("      <trkpt lat=\"%.7f\" lon=\"%.7f\">\n", lat, lon);
+    out += "      <trkpt lat=\"";
+    AppendFixed(out, lat, 7);
+    out += "\" lon=\"";
+    AppendFixed(out, lon, 7);
+    out += "\">\n";
     if (p.elevation)
-        AppendDecimal(out, "        <ele>", "%.2f", *p.elevation, "</ele>\n");
+        AppendDecimal(out, "        <ele>", 2, *p.elevation, "</ele>\n");
     if (p.timeUtcMs) {
-        std::string time;
-        if (AppendTime(time, *p.timeUtcMs))
-            out += "        <time>" + time + "</time>\n";
+        const std::size_t start = out.size();
+        out += "        <time>";
+        if (AppendTime(out, *p.timeUtcMs))
+            out += "</time>\n";
+        else
+            out.resize(start);
     }
     if (!p.fix.empty())
         out += "        <fix>" + p.fix + "</fix>\n";
-    if (p.satellites && *p.satellites >= 0)
-        out += FormatC("        <sat>%d</sat>\n", *p.satellites);
+    if (p.satellites && *p.satellites >= 0) {
+        out += "        <sat>" + std::to_string(*p.satellites) + "</sat>\n";
+    }
     if (p.hdop && *p.hdop >= 0.0)
-        AppendDecimal(out, "        <hdop>", "%.2f", *p.hdop, "</hdop>\n");
+        AppendDecimal(out, "        <hdop>", 2, *p.hdop, "</hdop>\n");
     const bool speed = p.speedMs && std::isfinite(*p.speedMs) && *p.speedMs >= 0.0;
     if (speed || p.course) {
         out += "        <extensions><gpxtpx:TrackPointExtension>";
         if (speed)
-            AppendDecimal(out, "<gpxtpx:speed>", "%.2f", *p.speedMs, "</gpxtpx:speed>");
+            AppendDecimal(out, "<gpxtpx:speed>", 2, *p.speedMs, "</gpxtpx:speed>");
         if (p.course)
-            AppendDecimal(out, "<gpxtpx:course>", "%.1f", *p.course, "</gpxtpx:course>");
+            AppendDecimal(out, "<gpxtpx:course>", 1, *p.course, "</gpxtpx:course>");
         out += "</gpxtpx:TrackPointExtension></extensions>\n";
     }
     out += "      </trkpt>\n";
