@@ -2,6 +2,7 @@
 #include "NMEATestUtils.h"
 #include "nmea/NMEAParser.h"
 #include "receiver/GpxTrackFile.h"
+#include "receiver/ReceiverSession.h"
 #include "receiver/TrackLog.h"
 #include "receiver/TrackRules.h"
 
@@ -19,7 +20,7 @@ namespace
 class CRecordingSink : public CTrackSink
 {
 public:
-    void AddPoint(const CTrackPoint &point) override
+    void AddPoint(const CTrackLogPoint &point) override
     {
         m_open = true;
         m_points.push_back(point);
@@ -33,7 +34,7 @@ public:
         m_open = false;
     }
     std::string m_trace;
-    std::vector<CTrackPoint> m_points;
+    std::vector<CTrackLogPoint> m_points;
     bool m_open = false;
 };
 
@@ -140,7 +141,7 @@ TEST(TrackRules, PointValues)
         rules.OnSentence(parser.Parse(line), parser, sink);
     rules.Finish(sink);
     ASSERT_EQ(sink.m_points.size(), 3u);
-    const CTrackPoint &p = sink.m_points[0];
+    const CTrackLogPoint &p = sink.m_points[0];
     EXPECT_NEAR(p.position.m_latitude, 48.1333333, 1e-6);
     EXPECT_NEAR(p.position.m_longitude, -11.5666667, 1e-6);
     // The altimeter's: altitude less the geoid separation, plus the correction.
@@ -167,9 +168,9 @@ TEST(TrackRules, FileName)
     EXPECT_EQ(TrackFileName(tm), "2026-06-04_090307.gpx");
 }
 
-CTrackPoint Point(int i)
+CTrackLogPoint Point(int i)
 {
-    CTrackPoint p;
+    CTrackLogPoint p;
     p.position = {48.0 + i * 1e-4, 11.0, 0.0};
     p.elevation = 500.0;
     p.timeUtcMs = 1781429400000LL + i * 1000;
@@ -280,6 +281,58 @@ TEST(TrackLog, NamesFilesByTheClockAndNeverReplaces)
     EXPECT_EQ(Count(folder + "/2026-06-14_093000.gpx"), std::make_pair(1, 1));
     EXPECT_EQ(Count(folder + "/2026-06-14_093000-2.gpx"), std::make_pair(1, 1));
     EXPECT_FALSE(log.TakeError());
+}
+
+} // namespace
+
+namespace
+{
+
+TEST(TrackRules, StoredRate)
+{
+    struct Case {
+        std::int32_t stored;
+        CTrackRate rate;
+    };
+    const Case cases[] = {
+        {0, {CTrackRate::Kind::EveryFix, 0.0}},
+        {1, {CTrackRate::Kind::Seconds, 1.0}},
+        {5, {CTrackRate::Kind::Seconds, 5.0}},
+        {-10, {CTrackRate::Kind::Distance, 10.0}},
+    };
+    for (const Case &c : cases) {
+        SCOPED_TRACE(c.stored);
+        EXPECT_EQ(TrackRateOfSetting(c.stored), c.rate);
+        EXPECT_EQ(SettingOfTrackRate(c.rate), c.stored);
+    }
+}
+
+// Points the session's track log wrote for one epoch, live or replayed.
+std::int64_t SessionPoints(bool replay, bool trackReplays)
+{
+    CTempDir dir;
+    CReceiverSession session;
+    session.SetTrackReplays(trackReplays);
+    session.GetTrackLog().Start(dir / "Tracks");
+    if (replay)
+        session.ReplayStarted();
+    else
+        session.PortOpened("/dev/ttyFAKE");
+    for (int sod = 34200; sod < 34203; ++sod) {
+        for (const std::string &line : {Gga(sod, true), Rmc(sod, true)})
+            session.HandleLine(line);
+    }
+    EXPECT_FALSE(session.EndOfBatch());
+    const std::string path = session.GetTrackLog().GetPath();
+    session.GetTrackLog().Stop();
+    return path.empty() ? 0 : Count(path).first;
+}
+
+TEST(TrackLog, ReplaysOnlyWhenAsked)
+{
+    EXPECT_EQ(SessionPoints(false, false), 3);
+    EXPECT_EQ(SessionPoints(true, false), 0);
+    EXPECT_EQ(SessionPoints(true, true), 3);
 }
 
 } // namespace

@@ -1,19 +1,11 @@
 #include "Cli.h"
 #include "CliArguments.h"
-#include "nmea/LineAssembler.h"
-#include "nmea/NMEAParser.h"
-#include "receiver/GpxTrackFile.h"
-#include "receiver/TrackRules.h"
+#include "receiver/TrackExport.h"
 
-#include <cerrno>
 #include <cstdio>
-#include <cstring>
 #include <ctime>
-#include <fcntl.h>
-#include <memory>
 #include <optional>
 #include <string>
-#include <unistd.h>
 
 namespace
 {
@@ -65,55 +57,16 @@ int RunTrack(const std::vector<std::string_view> &args)
     if (!out || out->empty())
         return UsageError("track: missing --gpx OUT");
 
-    const int fd = ::open(file->c_str(), O_RDONLY | O_CLOEXEC);
-    if (fd < 0) {
-        std::fprintf(stderr, "veloran-cli: cannot open '%s': %s\n", file->c_str(),
-                     std::strerror(errno));
-        return kExitFile;
+    const CTrackRate rate = every == 0.0 ? CTrackRate{CTrackRate::Kind::EveryFix, 0.0}
+                                         : CTrackRate{CTrackRate::Kind::Seconds, every};
+    const CTrackExport result = ExportTrack(*file, *out, mode, rate, 0.0, std::time(nullptr));
+    if (result.errorCode != 0) {
+        std::fprintf(stderr, "veloran-cli: cannot %s %s\n", result.readFailed ? "read" : "write",
+                     result.errorText.c_str());
+        if (result.points == 0 && result.segments == 0)
+            return kExitFile;
     }
-    CGpxTrackFile gpx;
-    std::string name = *file;
-    if (const std::size_t slash = name.rfind('/'); slash != std::string::npos)
-        name.erase(0, slash + 1);
-    if (!gpx.Create(*out, name, std::time(nullptr), false)) {
-        ::close(fd);
-        std::fprintf(stderr, "veloran-cli: cannot write %s\n", gpx.GetErrorText().c_str());
-        return kExitFile;
-    }
-
-    CNMEAParser parser(mode);
-    CLineAssembler assembler(mode);
-    CTrackRules rules;
-    rules.SetRate(every == 0.0 ? CTrackRate{CTrackRate::Kind::EveryFix, 0.0}
-                               : CTrackRate{CTrackRate::Kind::Seconds, every});
-    const auto onLine = [&](std::string_view line) {
-        rules.OnSentence(parser.Parse(line), parser, gpx);
-    };
-    constexpr std::size_t kChunk = 1 << 20;
-    const auto chunk = std::make_unique<char[]>(kChunk);
-    int status = kExitOk;
-    while (gpx.IsOpen()) {
-        const ssize_t got = ::read(fd, chunk.get(), kChunk);
-        if (got == 0)
-            break;
-        if (got < 0) {
-            if (errno == EINTR)
-                continue;
-            std::fprintf(stderr, "veloran-cli: cannot read '%s': %s\n", file->c_str(),
-                         std::strerror(errno));
-            status = kExitFile;
-            break;
-        }
-        assembler.Feed(std::string_view(chunk.get(), static_cast<std::size_t>(got)), onLine);
-    }
-    ::close(fd);
-    rules.Finish(gpx);
-    gpx.Close();
-    if (!gpx.GetErrorText().empty()) {
-        std::fprintf(stderr, "veloran-cli: cannot write %s\n", gpx.GetErrorText().c_str());
-        status = kExitFile;
-    }
-    std::printf("%lld points in %lld segments\n", static_cast<long long>(gpx.GetWrittenPoints()),
-                static_cast<long long>(gpx.GetWrittenSegments()));
-    return status;
+    std::printf("%lld points in %lld segments\n", static_cast<long long>(result.points),
+                static_cast<long long>(result.segments));
+    return result.errorCode != 0 ? kExitFile : kExitOk;
 }

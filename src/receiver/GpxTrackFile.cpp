@@ -154,7 +154,7 @@ const char *CGpxTrackFile::Tail() const
     return m_segmentOpen ? kSegmentTail : kTrackTail;
 }
 
-void CGpxTrackFile::AddPoint(const CTrackPoint &p)
+void CGpxTrackFile::AddPoint(const CTrackLogPoint &p)
 {
     if (!IsOpen())
         return;

@@ -43,7 +43,7 @@ public:
                 bool exclusive);
     [[nodiscard]] bool IsOpen() const { return m_fd >= 0; }
 
-    void AddPoint(const CTrackPoint &point) override;
+    void AddPoint(const CTrackLogPoint &point) override;
     void EndSegment() override;
     /// Writes out what came since the last flush, then the closing tags.
     void Flush();

@@ -57,7 +57,7 @@ void CTrackLog::Failed(const std::string &error)
     m_on = false;
 }
 
-void CTrackLog::CLazySink::AddPoint(const CTrackPoint &point)
+void CTrackLog::CLazySink::AddPoint(const CTrackLogPoint &point)
 {
     if (!m_log.m_file.IsOpen() && !m_log.OpenFile())
         return;

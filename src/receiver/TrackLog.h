@@ -47,7 +47,7 @@ private:
             : m_log(log)
         {
         }
-        void AddPoint(const CTrackPoint &point) override;
+        void AddPoint(const CTrackLogPoint &point) override;
         void EndSegment() override { m_log.m_file.EndSegment(); }
 
     private:

@@ -4,6 +4,7 @@
 #include "geo/Distance.h"
 #include "nmea/NMEAParser.h"
 
+#include <algorithm>
 #include <cmath>
 
 namespace
@@ -183,7 +184,7 @@ void CTrackRules::Judge(CTrackSink &sink)
     sink.AddPoint(e.point);
 }
 
-bool CTrackRules::IsDue(const CTrackPoint &point, double seconds) const
+bool CTrackRules::IsDue(const CTrackLogPoint &point, double seconds) const
 {
     switch (m_rate.kind) {
     case CTrackRate::Kind::EveryFix:
@@ -194,6 +195,29 @@ bool CTrackRules::IsDue(const CTrackPoint &point, double seconds) const
         return Distance(m_lastWrittenPosition, point.position) >= m_rate.value;
     }
     return true;
+}
+
+CTrackRate TrackRateOfSetting(std::int32_t value)
+{
+    if (value == 0)
+        return {CTrackRate::Kind::EveryFix, 0.0};
+    if (value > 0)
+        return {CTrackRate::Kind::Seconds, static_cast<double>(value)};
+    return {CTrackRate::Kind::Distance, -static_cast<double>(value)};
+}
+
+std::int32_t SettingOfTrackRate(const CTrackRate &rate)
+{
+    const auto whole = static_cast<std::int32_t>(std::lround(std::clamp(rate.value, 1.0, 1e6)));
+    switch (rate.kind) {
+    case CTrackRate::Kind::EveryFix:
+        return 0;
+    case CTrackRate::Kind::Seconds:
+        return whole;
+    case CTrackRate::Kind::Distance:
+        return -whole;
+    }
+    return 1;
 }
 
 std::string TrackFileName(const std::tm &local)

@@ -10,7 +10,7 @@
 class CNMEAParser;
 
 /// One point of a track: one receiver epoch (GGA and RMC of the same time) with a fix.
-struct CTrackPoint {
+struct CTrackLogPoint {
     CGeoPosition position;
     /// The altimeter's altitude: GGA's altitude less the geoid separation plus the user's
     /// correction. Nothing without a GGA.
@@ -40,7 +40,7 @@ class CTrackSink
 public:
     virtual ~CTrackSink() = default;
     /// A point for the open segment; one opens first when none is.
-    virtual void AddPoint(const CTrackPoint &point) = 0;
+    virtual void AddPoint(const CTrackLogPoint &point) = 0;
     /// The open segment ends (nothing happens while none is open).
     virtual void EndSegment() = 0;
 };
@@ -76,7 +76,7 @@ private:
         bool gga = false;
         bool rmc = false;
         bool fix = true;
-        CTrackPoint point;
+        CTrackLogPoint point;
         double secondsOfDay = -1.0; // -1: no usable time
         std::optional<std::string> date;
     };
@@ -84,7 +84,7 @@ private:
     void Judge(CTrackSink &sink);
     void TakeGGA(const CNMEAParser &parser);
     void TakeRMC(const CNMEAParser &parser);
-    [[nodiscard]] bool IsDue(const CTrackPoint &point, double seconds) const;
+    [[nodiscard]] bool IsDue(const CTrackLogPoint &point, double seconds) const;
 
     CTrackRate m_rate;
     double m_altitudeOffset = 0.0;
@@ -97,6 +97,11 @@ private:
     double m_lastWrittenSeconds = 0.0;
     CGeoPosition m_lastWrittenPosition;
 };
+
+/// The stored rate ("TrackLogRate"): 0 every fix, N > 0 a point per N seconds, -N a point per N
+/// metres.
+[[nodiscard]] CTrackRate TrackRateOfSetting(std::int32_t value);
+[[nodiscard]] std::int32_t SettingOfTrackRate(const CTrackRate &rate);
 
 /// "YYYY-MM-DD_HHMMSS.gpx" for the local time `local`.
 std::string TrackFileName(const std::tm &local);
