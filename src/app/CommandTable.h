@@ -7,6 +7,7 @@
 #include "settings/SettingsTable.h"
 
 #include <array>
+#include <cstdint>
 #include <optional>
 #include <string_view>
 
@@ -55,6 +56,13 @@ enum CommandId : int {
     kCmdGnssGpsOnly = 32993,      ///< ours: Tools > Satellite Systems
     kCmdLargeControls = 32994,    ///< ours: touch-size controls
     kCmdFullScreen = 32995,       ///< ours: the main window full screen, or back
+    kCmdTrackLog = 33010,         ///< ours: Log > Track Log, the GPX track log on or off
+    kCmdTrackReplays = 33011,     ///< ours: replays go into the track log too
+    kCmdTrackEveryFix = 33012,    ///< ours: Log > Track Rate
+    kCmdTrackEverySecond = 33013,
+    kCmdTrackEvery5Seconds = 33014,
+    kCmdTrackEvery10Metres = 33015,
+    kCmdExportTrack = 33016, ///< ours: an NMEA log as a GPX track
     kCmdAbout = 57664,
     kCmdHelp = 57670,
 };
@@ -86,6 +94,9 @@ struct CFrameState {
     bool mapLoaded = false;
     bool largeControls = false;
     bool fullScreen = false; ///< the main window's
+    bool trackLog = false;
+    bool trackReplays = false;
+    std::int32_t trackRate = 1; ///< as stored (SettingOfTrackRate)
 };
 
 struct CCommandState {
@@ -101,6 +112,9 @@ struct CCommandState {
 [[nodiscard]] std::optional<UnitSystem> UnitsOfCommand(int id);
 [[nodiscard]] std::optional<CoordinateFormat> FormatOfCommand(int id);
 [[nodiscard]] std::optional<unsigned> ReplayDelayOfCommand(int id);
+/// What a command of Log > Track Rate sets, as stored (SettingOfTrackRate); empty for every
+/// other command.
+[[nodiscard]] std::optional<std::int32_t> TrackRateOfCommand(int id);
 /// What a command of Tools > Satellite Systems chooses; empty for every other command.
 [[nodiscard]] std::optional<GnssMode> GnssModeOfCommand(int id);
 
@@ -116,7 +130,7 @@ struct CMenuEntry {
 };
 
 /// The menu bar from left to right, top to bottom.
-extern const std::array<CMenuEntry, 41> kMenuEntries;
+extern const std::array<CMenuEntry, 48> kMenuEntries;
 inline constexpr std::array<std::string_view, 4> kMenuTitles = {"&GPS", "&Log", "&Nav", "&Tools"};
 /// Tool bar buttons in order.
 inline constexpr std::array<int, 4> kToolBarCommands = {kCmdDisplayMode, kCmdStepOn, kCmdStepOff,

@@ -8,7 +8,9 @@
 #include "app/MenuKeys.h"
 #include "app/NoticeBar.h"
 #include "app/StatusLine.h"
+#include "app/TrackLogSwitch.h"
 #include "base/Mnemonic.h"
+#include "dashboard/Altimeter.h"
 #include "dashboard/Dashboard.h"
 #include "dashboard/DataLogView.h"
 #include "dashboard/DigiDash.h"
@@ -132,6 +134,7 @@ CMainFrame::CMainFrame(QWidget *parent)
     m_source.SetBatchHandler([this] {
         if (const std::optional<std::string> error = m_session.EndOfBatch())
             RecordFailed(*error);
+        m_track->AfterBatch();
     });
     m_source.SetUnfinishedHandler([this](std::string_view bytes) {
         if (const std::optional<std::string> error = m_session.RecordUnfinished(bytes))
@@ -160,6 +163,10 @@ CMainFrame::CMainFrame(QWidget *parent)
     connect(m_databaseWatch, &CDatabaseWatch::Settled, this, [this] { CheckDatabases(); });
     CheckDatabases();
     FollowDisplaySettingsOnMap();
+    m_track = std::make_unique<CTrackLogSwitch>(
+        m_session, *this, [this] { return m_dashboard->GetAltimeter()->GetOffset(); });
+    m_track->Load(GetDataDirectory());
+    m_mapView->SetTrackExport([this] { RunCommand(kCmdExportTrack); });
 
     m_retry = new QTimer(this);
     m_retry->setSingleShot(true);
@@ -339,6 +346,8 @@ CFrameState CMainFrame::GetState() const
     s.mapLoaded = m_mapView->IsMapLoaded();
     s.largeControls = m_display.IsLargeControls();
     s.fullScreen = isFullScreen();
+    if (m_track)
+        m_track->Fill(s);
     return s;
 }
 
@@ -451,7 +460,7 @@ bool CMainFrame::RunLogCommand(int id)
         ChooseAndCreateLog();
         return true;
     default:
-        return false;
+        return m_track->Run(id, m_display.IsAdvancedFileSelector(), m_display.GetGnssMode());
     }
 }
 

@@ -23,6 +23,7 @@ class CFixSound;
 class CGPSData;
 class CGPSSheet;
 class CMapView;
+class CTrackLogSwitch;
 class CWaypointBook;
 class QAction;
 class CDatabaseWatch;
@@ -190,6 +191,7 @@ private:
     std::unique_ptr<CFixSound> m_sound;
     std::map<int, QAction *> m_actions;
     std::unique_ptr<CWaypointBook> m_waypoints;
+    std::unique_ptr<CTrackLogSwitch> m_track;
     CDatabaseWatch *m_databaseWatch = nullptr;
 
     // Settings of the frame.
