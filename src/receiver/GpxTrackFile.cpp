@@ -257,7 +257,7 @@ void CGpxTrackFile::Flush()
     m_writtenSegments += m_bufferSegments;
     m_bufferPoints = m_bufferSegments = 0;
     m_unsynced = true;
-    if (!m_segmentOpen || std::chrono::steady_clock::now() - m_lastSync >= kSyncInterval)
+    if (std::chrono::steady_clock::now() - m_lastSync >= kSyncInterval)
         Sync();
 }
 

@@ -20,8 +20,8 @@
 /// last flush are put back and the file is cut after them: valid still, with the points of the
 /// failed flush lost. The file is then closed and the failure handler told once.
 ///
-/// Data reach the disk (fdatasync) at the end of a segment, once a minute while points come, and
-/// on Close. Not thread-safe.
+/// Data reach the disk (fdatasync) at most once a minute while points come, and on Close: a crash
+/// of the program loses nothing flushed, a power cut at most the last minute. Not thread-safe.
 class CGpxTrackFile : public CTrackSink
 {
 public:
