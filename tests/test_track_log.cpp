@@ -24,7 +24,7 @@ public:
     {
         m_open = true;
         m_points.push_back(point);
-        const auto sod = (*point.timeUtcMs / 1000) % 86400;
+        const auto sod = (point.timeUtcMs.value_or(-1000) / 1000) % 86400;
         m_trace += " " + std::to_string(sod);
     }
     void EndSegment() override
@@ -154,6 +154,25 @@ TEST(TrackRules, PointValues)
     EXPECT_EQ(p.fix, "dgps");
     EXPECT_EQ(*sink.m_points[1].timeUtcMs, 1798761600500LL);
     EXPECT_FALSE(sink.m_points[1].speedMs);
+}
+
+TEST(TrackRules, MissingValuesAreLeftOut)
+{
+    CNMEAParser parser(GnssMode::AllSystems);
+    CTrackRules rules;
+    CRecordingSink sink;
+    // No HDOP (the parser's stand-in is no measurement), no RMC: no date, speed or course.
+    rules.OnSentence(parser.Parse(Sentence("GPGGA,093000.00,4808.0000,N,01134.0000,E,1,07,,520.0,"
+                                           "M,47.0,M,,")),
+                     parser, sink);
+    rules.Finish(sink);
+    ASSERT_EQ(sink.m_points.size(), 1u);
+    const CTrackLogPoint &p = sink.m_points[0];
+    EXPECT_FALSE(p.hdop);
+    EXPECT_FALSE(p.timeUtcMs);
+    EXPECT_FALSE(p.speedMs);
+    EXPECT_FALSE(p.course);
+    EXPECT_EQ(*p.satellites, 7);
 }
 
 TEST(TrackRules, FileName)

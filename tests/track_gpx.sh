@@ -123,5 +123,12 @@ if "$cli" track "$demo" --gpx "$work/no/such/dir.gpx" >/dev/null 2>"$work/err"; 
 fi
 grep -q 'No such file or directory' "$work/err" || fail "no reason given: $(cat "$work/err")"
 
+# The log itself as the output: refused, the log untouched.
+cp "$demo" "$work/same.nmea"
+if "$cli" track "$work/same.nmea" --gpx "$work/same.nmea" >/dev/null 2>"$work/err"; then
+    fail "track onto its own log succeeded"
+fi
+cmp -s "$demo" "$work/same.nmea" || fail "track onto its own log changed the log"
+
 [ "$failures" -eq 0 ] || exit 1
 echo "ok"

@@ -8,6 +8,7 @@
 #include <cstring>
 #include <fcntl.h>
 #include <memory>
+#include <sys/stat.h>
 #include <unistd.h>
 
 CTrackExport ExportTrack(const std::string &log, const std::string &gpx, GnssMode mode,
@@ -22,6 +23,18 @@ CTrackExport ExportTrack(const std::string &log, const std::string &gpx, GnssMod
     const int fd = ::open(log.c_str(), O_RDONLY | O_CLOEXEC);
     if (fd < 0) {
         readFailed(errno);
+        return result;
+    }
+    // Replacing the GPX file would empty the log before it is read.
+    struct stat in {
+    };
+    struct stat out {
+    };
+    if (::fstat(fd, &in) == 0 && ::stat(gpx.c_str(), &out) == 0 && in.st_dev == out.st_dev
+        && in.st_ino == out.st_ino) {
+        ::close(fd);
+        result.errorCode = EINVAL;
+        result.errorText = gpx + ": the NMEA log itself";
         return result;
     }
     CGpxTrackFile file;

@@ -118,7 +118,9 @@ void CTrackRules::TakeGGA(const CNMEAParser &parser)
     e.point.position = gga.m_position;
     e.point.elevation = gga.m_altitude - gga.m_geoidSeparation + m_altitudeOffset;
     e.point.satellites = gga.m_satellites;
-    e.point.hdop = gga.m_hdop;
+    // The parser's stand-in for a missing dilution is no measurement; GPX leaves it out.
+    if (gga.m_hdop != CGGASentence::kMissingHDOP)
+        e.point.hdop = gga.m_hdop;
     e.point.fix = FixType(parser);
 }
 
