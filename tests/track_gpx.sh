@@ -123,6 +123,42 @@ if "$cli" track "$demo" --gpx "$work/no/such/dir.gpx" >/dev/null 2>"$work/err"; 
 fi
 grep -q 'No such file or directory' "$work/err" || fail "no reason given: $(cat "$work/err")"
 
+# Segments and points (position, time) as an XML reader sees them.
+shape() {
+    python3 -c '
+import sys, xml.etree.ElementTree as ET
+ns = {"g": "http://www.topografix.com/GPX/1/1"}
+for seg in ET.parse(sys.argv[1]).getroot().iterfind("g:trk/g:trkseg", ns):
+    print("trkseg")
+    for p in seg.iterfind("g:trkpt", ns):
+        print(p.get("lat"), p.get("lon"), p.findtext("g:time", "", ns))
+' "$1"
+}
+
+# Killed at every write of the file in turn (strace injects SIGKILL as the Nth pwrite starts):
+# each time the file left is valid GPX 1.1, with the conversion's first points.
+if command -v strace >/dev/null; then
+    shape "$work/lossy.gpx" >"$work/lossy.shape"
+    writes=$(strace -f -c -e trace=pwrite64 "$cli" track "$work/lossy.nmea" --gpx "$work/k.gpx" \
+        2>&1 >/dev/null | awk '$NF == "pwrite64" { print $4 }')
+    [ "${writes:-0}" -gt 20 ] || fail "only '${writes:-}' writes counted"
+    for n in $(seq 2 "${writes:-0}"); do
+        (strace -o /dev/null -e trace=pwrite64 -e inject=pwrite64:signal=KILL:when="$n" \
+            "$cli" track "$work/lossy.nmea" --gpx "$work/k.gpx" >/dev/null 2>&1) 2>/dev/null || true
+        if ! xmllint --noout --schema "$schema" "$work/k.gpx" 2>/dev/null; then
+            fail "killed at write $n: not valid GPX 1.1"
+            cp "$work/k.gpx" "$work/killed-$n.gpx"
+            continue
+        fi
+        shape=$(shape "$work/k.gpx")
+        [ "$shape" = "$(head -n "$(grep -c . <<<"$shape")" "$work/lossy.shape")" ] ||
+            fail "killed at write $n: not the conversion's first points"
+    done
+    echo "killed at each of the $writes writes: every file valid"
+else
+    echo "kills at each write: skipped, no strace"
+fi
+
 # The log itself as the output: refused, the log untouched.
 cp "$demo" "$work/same.nmea"
 if "$cli" track "$work/same.nmea" --gpx "$work/same.nmea" >/dev/null 2>"$work/err"; then

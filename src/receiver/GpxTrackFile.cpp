@@ -1,5 +1,6 @@
 #include "receiver/GpxTrackFile.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <charconv>
 #include <cmath>
@@ -109,13 +110,26 @@ bool CGpxTrackFile::Create(const std::string &path, const std::string &trackName
     m_errorCode = 0;
     m_buffer.clear();
     m_dataEnd = 0;
+    m_fileEnd = 0;
     m_fileSegmentOpen = m_segmentOpen = false;
-    m_bufferPoints = m_bufferSegments = m_writtenPoints = m_writtenSegments = 0;
+    m_marks.clear();
+    m_writtenPoints = m_writtenSegments = 0;
+    // A new file is made complete under another name and linked in place: killed before its
+    // first write, it would be an empty, invalid file.
+    const std::string part = path + ".part";
+    const std::string &target = exclusive ? part : path;
     const int flags = O_WRONLY | O_CREAT | O_CLOEXEC | O_NOCTTY | (exclusive ? O_EXCL : O_TRUNC);
-    int fd;
-    do
-        fd = ::open(path.c_str(), flags, 0644);
-    while (fd < 0 && errno == EINTR);
+    int fd = -1;
+    for (int attempt = 0; attempt < 2 && fd < 0; ++attempt) {
+        do
+            fd = ::open(target.c_str(), flags, 0644);
+        while (fd < 0 && errno == EINTR);
+        // One left by a writer killed between its two steps.
+        if (fd < 0 && exclusive && errno == EEXIST && attempt == 0)
+            ::unlink(part.c_str());
+        else
+            break;
+    }
     if (fd < 0) {
         m_errorCode = errno;
         m_errorText = path + ": " + std::strerror(m_errorCode);
@@ -139,19 +153,31 @@ bool CGpxTrackFile::Create(const std::string &path, const std::string &trackName
         head += "</name>\n";
     }
     m_buffer = std::move(head);
+    Mark(false, false);
     m_unsynced = true;
     m_lastSync = std::chrono::steady_clock::now();
     Flush();
     if (!IsOpen()) {
-        ::unlink(path.c_str());
+        ::unlink(target.c_str());
         return false;
+    }
+    if (exclusive) {
+        const int linked = ::link(part.c_str(), path.c_str()) == 0 ? 0 : errno;
+        ::unlink(part.c_str());
+        if (linked != 0) {
+            ::close(m_fd);
+            m_fd = -1;
+            m_errorCode = linked;
+            m_errorText = path + ": " + std::strerror(linked);
+            return false;
+        }
     }
     return true;
 }
 
-const char *CGpxTrackFile::Tail() const
+const char *CGpxTrackFile::TailOf(bool segmentOpen)
 {
-    return m_segmentOpen ? kSegmentTail : kTrackTail;
+    return segmentOpen ? kSegmentTail : kTrackTail;
 }
 
 void CGpxTrackFile::AddPoint(const CTrackLogPoint &p)
@@ -165,10 +191,10 @@ void CGpxTrackFile::AddPoint(const CTrackLogPoint &p)
     if (!(lat >= -90.0 && lat <= 90.0) || !(lon >= -180.0 && lon < 180.0))
         return;
     std::string &out = m_buffer;
-    if (!m_segmentOpen) {
+    const bool opens = !m_segmentOpen;
+    if (opens) {
         out += "    <trkseg>\n";
         m_segmentOpen = true;
-        ++m_bufferSegments;
     }
     out += "      <trkpt lat=\"";
     AppendFixed(out, lat, 7);
@@ -202,7 +228,7 @@ void CGpxTrackFile::AddPoint(const CTrackLogPoint &p)
         out += "</gpxtpx:TrackPointExtension></extensions>\n";
     }
     out += "      </trkpt>\n";
-    ++m_bufferPoints;
+    Mark(true, opens);
     if (m_buffer.size() >= kFlushBytes)
         Flush();
 }
@@ -213,6 +239,7 @@ void CGpxTrackFile::EndSegment()
         return;
     m_buffer += "    </trkseg>\n";
     m_segmentOpen = false;
+    Mark(false, false);
 }
 
 bool CGpxTrackFile::WriteAt(std::string_view bytes, long long offset)
@@ -232,30 +259,94 @@ bool CGpxTrackFile::WriteAt(std::string_view bytes, long long offset)
     return true;
 }
 
+void CGpxTrackFile::Mark(bool point, bool segment)
+{
+    m_marks.push_back({m_buffer.size(), m_segmentOpen, point, segment});
+}
+
+bool CGpxTrackFile::WriteBlanks(std::string_view head, long long from, long long to)
+{
+    std::string bytes(head);
+    bytes.resize(static_cast<std::size_t>(to - from), ' ');
+    bytes.back() = '\n';
+    return WriteAt(bytes, from);
+}
+
+bool CGpxTrackFile::WriteAcross(const std::string &piece, long long pageEnd)
+{
+    // Each write below stays within one page, and the file is valid after each: the part of the
+    // piece in the next page goes there first, hidden in a processing instruction (allowed
+    // after </gpx>; our points hold no "?>"), and the write of the first part makes it live.
+    const long long oldTailEnd =
+        m_dataEnd + static_cast<long long>(std::strlen(TailOf(m_fileSegmentOpen)));
+    const long long nextPageEnd = pageEnd + kPageBytes;
+    const auto split = static_cast<std::size_t>(pageEnd - m_dataEnd);
+    const std::string_view first = std::string_view(piece).substr(0, split);
+    const std::string_view rest = std::string_view(piece).substr(split);
+    if (m_fileEnd < pageEnd && !WriteBlanks({}, m_fileEnd, pageEnd))
+        return false;
+    m_fileEnd = std::max(m_fileEnd, pageEnd);
+    if (!WriteBlanks("<?a ?>", pageEnd, nextPageEnd))
+        return false;
+    m_fileEnd = std::max(m_fileEnd, nextPageEnd);
+    std::string next(rest);
+    next += "<?b ?>";
+    return WriteBlanks("<?c ", oldTailEnd, pageEnd) && WriteBlanks(next, pageEnd, nextPageEnd)
+           && WriteAt(first, m_dataEnd)
+           && WriteBlanks({}, pageEnd + static_cast<long long>(rest.size()), nextPageEnd);
+}
+
 void CGpxTrackFile::Flush()
 {
-    if (!IsOpen() || m_buffer.empty())
+    if (!IsOpen() || m_marks.empty())
         return;
-    const std::size_t oldTailSize = std::strlen(m_fileSegmentOpen ? kSegmentTail : kTrackTail);
-    const std::size_t dataBytes = m_buffer.size();
-    m_buffer += Tail();
-    if (!WriteAt(m_buffer, m_dataEnd)) {
-        Fail(errno);
-        return;
-    }
-    const long long oldEnd = m_dataEnd + static_cast<long long>(oldTailSize);
-    const long long newEnd = m_dataEnd + static_cast<long long>(m_buffer.size());
-    m_dataEnd += static_cast<long long>(dataBytes);
-    // The new bytes always cover the old tail; should they not, nothing may follow </gpx>.
-    if (newEnd < oldEnd && ::ftruncate(m_fd, newEnd) != 0) {
-        Fail(errno);
-        return;
+    std::size_t done = 0;
+    std::string piece;
+    for (std::size_t k = 0; k < m_marks.size();) {
+        // SIGKILL cuts a write only between pages: as many whole items as fit before the page
+        // ends (leaving room to open a processing instruction after the closing tags), or the
+        // one that crosses it, written across in steps.
+        const long long pageEnd = (m_dataEnd / kPageBytes + 1) * kPageBytes;
+        const auto fits = [&](std::size_t j) {
+            return m_dataEnd + static_cast<long long>(m_marks[j].end - done)
+                       + static_cast<long long>(std::strlen(TailOf(m_marks[j].segmentOpen)))
+                       + kOpenerBytes
+                   <= pageEnd;
+        };
+        std::size_t j = k;
+        while (fits(j) && j + 1 < m_marks.size() && fits(j + 1))
+            ++j;
+        const CMark &mark = m_marks[j];
+        piece.assign(m_buffer, done, mark.end - done);
+        const bool across = !fits(j);
+        // Closing tags that would end too near the page's end for the next crossing to open
+        // its instruction after them go to the next page, blanks before them.
+        if (across && m_dataEnd + static_cast<long long>(piece.size()) < pageEnd) {
+            piece.resize(static_cast<std::size_t>(pageEnd - m_dataEnd), ' ');
+            piece.back() = '\n';
+        }
+        const std::size_t dataBytes = piece.size();
+        piece += TailOf(mark.segmentOpen);
+        const long long oldEnd =
+            m_dataEnd + static_cast<long long>(std::strlen(TailOf(m_fileSegmentOpen)));
+        const long long newEnd = m_dataEnd + static_cast<long long>(piece.size());
+        const bool written = across ? WriteAcross(piece, pageEnd) : WriteAt(piece, m_dataEnd);
+        // The new bytes always cover the old tail; should they not, nothing may follow.
+        if (!written || (newEnd < oldEnd && ::ftruncate(m_fd, newEnd) != 0)) {
+            Fail(errno);
+            return;
+        }
+        m_fileEnd = std::max(m_fileEnd, newEnd);
+        m_dataEnd += static_cast<long long>(dataBytes);
+        done = mark.end;
+        m_fileSegmentOpen = mark.segmentOpen;
+        for (; k <= j; ++k) {
+            m_writtenPoints += m_marks[k].point ? 1 : 0;
+            m_writtenSegments += m_marks[k].segment ? 1 : 0;
+        }
     }
     m_buffer.clear();
-    m_fileSegmentOpen = m_segmentOpen;
-    m_writtenPoints += m_bufferPoints;
-    m_writtenSegments += m_bufferSegments;
-    m_bufferPoints = m_bufferSegments = 0;
+    m_marks.clear();
     m_unsynced = true;
     if (std::chrono::steady_clock::now() - m_lastSync >= kSyncInterval)
         Sync();
@@ -275,13 +366,13 @@ void CGpxTrackFile::Sync()
 void CGpxTrackFile::Fail(int errorCode)
 {
     // Back to the last flush: its closing tags sit where a part of this flush may now be.
-    const char *tail = m_fileSegmentOpen ? kSegmentTail : kTrackTail;
+    const char *tail = TailOf(m_fileSegmentOpen);
     if (WriteAt(tail, m_dataEnd))
         (void)::ftruncate(m_fd, m_dataEnd + static_cast<long long>(std::strlen(tail)));
     ::close(m_fd);
     m_fd = -1;
     m_buffer.clear();
-    m_bufferPoints = m_bufferSegments = 0;
+    m_marks.clear();
     m_errorCode = errorCode;
     m_errorText = m_path + ": " + std::strerror(errorCode);
     if (m_onFailure)
@@ -294,6 +385,10 @@ void CGpxTrackFile::Close()
         return;
     EndSegment();
     Flush();
+    const long long end =
+        m_dataEnd + static_cast<long long>(std::strlen(TailOf(m_fileSegmentOpen)));
+    if (IsOpen() && m_fileEnd > end && ::ftruncate(m_fd, end) != 0)
+        Fail(errno);
     Sync();
     if (!IsOpen())
         return;

@@ -7,18 +7,23 @@
 #include <ctime>
 #include <functional>
 #include <string>
+#include <string_view>
 #include <utility>
+#include <vector>
 
 /// A GPX 1.1 track being written: one <trk>, a <trkseg> per stretch of fix, a <trkpt> per
 /// point with elevation, UTC time, fix type, satellites and HDOP in GPX's own elements, speed
 /// and course in the TrackPointExtension (v2) most GPX readers know.
 ///
 /// Points are collected and written out by Flush(): the bytes go where the closing tags were,
-/// followed by the closing tags again, in one write. The file therefore ends with </gpx> after
-/// every flush, and a writer killed at any moment leaves a valid file holding every point up to
-/// its last flush. When a write fails (disk full, size limit, I/O error) the closing tags of the
-/// last flush are put back and the file is cut after them: valid still, with the points of the
-/// failed flush lost. The file is then closed and the failure handler told once.
+/// followed by the closing tags again. Every write stays within one page of the file, as SIGKILL
+/// cuts a write only between pages, and leaves a valid file; a point that crosses into the next
+/// page is put there first, hidden in a processing instruction after </gpx>, and made live by
+/// the write of its first part. A writer killed at any moment thus leaves a valid file holding
+/// every point up to its last write. When a write fails (disk full, size limit, I/O error) the
+/// closing tags of the last good write are put back and the file is cut after them: valid
+/// still, the points of the failed write lost. The file is then closed and the failure handler
+/// told once.
 ///
 /// Data reach the disk (fdatasync) at most once a minute while points come, and on Close: a crash
 /// of the program loses nothing flushed, a power cut at most the last minute. Not thread-safe.
@@ -61,21 +66,32 @@ public:
     void SetFailureHandler(FailureHandler handler) { m_onFailure = std::move(handler); }
 
 private:
-    [[nodiscard]] const char *Tail() const;
+    struct CMark {
+        std::size_t end;  // in m_buffer, after a whole item
+        bool segmentOpen; // after it
+        bool point;
+        bool segment; // it opened one
+    };
+    static const char *TailOf(bool segmentOpen);
+    bool WriteBlanks(std::string_view head, long long from, long long to);
+    bool WriteAcross(const std::string &piece, long long pageEnd);
+    void Mark(bool point, bool segment);
     bool WriteAt(std::string_view bytes, long long offset);
     void Fail(int errorCode);
     void Sync();
 
     static constexpr std::size_t kFlushBytes = 1 << 16;
+    static constexpr long long kPageBytes = 4096;
+    static constexpr long long kOpenerBytes = 4; // "<?c "
 
     int m_fd = -1;
     std::string m_path;
     std::string m_buffer;
     long long m_dataEnd = 0;        // where the closing tags start in the file
+    long long m_fileEnd = 0;        // blanks may follow the closing tags up to here
     bool m_fileSegmentOpen = false; // the file's tail closes a segment
     bool m_segmentOpen = false;     // with the buffer
-    std::int64_t m_bufferPoints = 0;
-    std::int64_t m_bufferSegments = 0;
+    std::vector<CMark> m_marks;
     std::int64_t m_writtenPoints = 0;
     std::int64_t m_writtenSegments = 0;
     bool m_unsynced = false;
