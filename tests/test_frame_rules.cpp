@@ -87,6 +87,14 @@ TEST(CommandRules, EnableAndCheck)
         {"configure always", kCmdConfigure, {.sourceOpen = true, .replaying = true}, true, false},
         {"full screen: checked while it is", kCmdFullScreen, {.fullScreen = true}, true, true},
         {"full screen: off", kCmdFullScreen, {}, true, false},
+        {"track log: off by default", kCmdTrackLog, {}, true, false},
+        {"track log: on", kCmdTrackLog, {.trackLog = true}, true, true},
+        {"track replays: off by default", kCmdTrackReplays, {}, true, false},
+        {"track rate: 1 s by default", kCmdTrackEverySecond, {}, true, true},
+        {"track rate: 5 s not by default", kCmdTrackEvery5Seconds, {}, true, false},
+        {"track rate: every fix", kCmdTrackEveryFix, {.trackRate = 0}, true, true},
+        {"track rate: 10 m", kCmdTrackEvery10Metres, {.trackRate = -10}, true, true},
+        {"track rate: 1 s not with 10 m", kCmdTrackEverySecond, {.trackRate = -10}, true, false},
     };
     // clang-format on
     for (const Case &c : cases) {

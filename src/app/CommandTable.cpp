@@ -1,7 +1,7 @@
 #include "app/CommandTable.h"
 
 // clang-format off
-const std::array<CMenuEntry, 46> kMenuEntries = {{
+const std::array<CMenuEntry, 53> kMenuEntries = {{
     {kCmdConfigure, "GPS", "", "&Configure...", false},
     {kCmdProgramChipset, "GPS", "", "P&rogram CS", false},
     {kCmdAutoConnect, "GPS", "", "&Auto Connect", true, true},
@@ -16,6 +16,13 @@ const std::array<CMenuEntry, 46> kMenuEntries = {{
     {kCmdLogSettings, "Log", "", "Se&ttings...", false, true},
     {kCmdStopLogging, "Log", "", "Stop &Logging", false},
     {kCmdCreateLog, "Log", "", "&Create New...", false},
+    {kCmdTrackLog, "Log", "", "Trac&k Log", true, true},
+    {kCmdTrackReplays, "Log", "", "Include Repl&ays in Track", true},
+    {kCmdTrackEveryFix, "Log", "Track Rat&e", "&Every Fix", true},
+    {kCmdTrackEverySecond, "Log", "Track Rat&e", "&1 Second", true},
+    {kCmdTrackEvery5Seconds, "Log", "Track Rat&e", "&5 Seconds", true},
+    {kCmdTrackEvery10Metres, "Log", "Track Rat&e", "1&0 Metres", true},
+    {kCmdExportTrack, "Log", "", "E&xport Track as GPX...", false},
     {kCmdExportWaypoints, "Nav", "", "E&xport Waypoints...", false},
     {kCmdImportLoc, "Nav", "&Import Waypoints", "&LOC File (*.loc)...", false},
     {kCmdImportGpx, "Nav", "&Import Waypoints", "&GPX File (*.gpx)...", false},
@@ -115,6 +122,15 @@ CCommandState EvaluateCommand(int id, const CFrameState &s)
         return {s.nightColours == NightColours::Red, s.nightMap == NightMapOfCommand(id)};
     case kCmdFullScreen:
         return {true, s.fullScreen};
+    case kCmdTrackLog:
+        return {true, s.trackLog};
+    case kCmdTrackReplays:
+        return {true, s.trackReplays};
+    case kCmdTrackEveryFix:
+    case kCmdTrackEverySecond:
+    case kCmdTrackEvery5Seconds:
+    case kCmdTrackEvery10Metres:
+        return {true, s.trackRate == TrackRateOfCommand(id)};
     case kCmdStepOn:
     case kCmdStepOff: {
         if (s.visiblePage == kPageDashboard)
@@ -173,6 +189,22 @@ std::optional<unsigned> ReplayDelayOfCommand(int id)
         return kReplayDelay200Percent;
     case kCmdReplaySpeed100:
         return kReplayDelay100Percent;
+    default:
+        return std::nullopt;
+    }
+}
+
+std::optional<std::int32_t> TrackRateOfCommand(int id)
+{
+    switch (id) {
+    case kCmdTrackEveryFix:
+        return 0;
+    case kCmdTrackEverySecond:
+        return 1;
+    case kCmdTrackEvery5Seconds:
+        return 5;
+    case kCmdTrackEvery10Metres:
+        return -10;
     default:
         return std::nullopt;
     }

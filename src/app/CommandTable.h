@@ -8,6 +8,7 @@
 #include "settings/SettingsTable.h"
 
 #include <array>
+#include <cstdint>
 #include <optional>
 #include <string_view>
 
@@ -61,6 +62,13 @@ enum CommandId : int {
     kCmdNightMapRed = 33042,      ///< ours: Tools > Map at Night
     kCmdNightMapDimmed = 33043,   ///< ours: Tools > Map at Night
     kCmdNightFollowsSun = 33044,  ///< ours: Tools > Night at Sunset
+    kCmdTrackLog = 33010,         ///< ours: Log > Track Log, the GPX track log on or off
+    kCmdTrackReplays = 33011,     ///< ours: replays go into the track log too
+    kCmdTrackEveryFix = 33012,    ///< ours: Log > Track Rate
+    kCmdTrackEverySecond = 33013,
+    kCmdTrackEvery5Seconds = 33014,
+    kCmdTrackEvery10Metres = 33015,
+    kCmdExportTrack = 33016, ///< ours: an NMEA log as a GPX track
     kCmdAbout = 57664,
     kCmdHelp = 57670,
 };
@@ -101,6 +109,9 @@ struct CFrameState {
     NightColours nightColours = NightColours::Red;
     NightMap nightMap = NightMap::RedDimmed;
     bool nightFollowsSun = false;
+    bool trackLog = false;
+    bool trackReplays = false;
+    std::int32_t trackRate = 1; ///< as stored (SettingOfTrackRate)
 };
 
 struct CCommandState {
@@ -116,6 +127,9 @@ struct CCommandState {
 [[nodiscard]] std::optional<UnitSystem> UnitsOfCommand(int id);
 [[nodiscard]] std::optional<CoordinateFormat> FormatOfCommand(int id);
 [[nodiscard]] std::optional<unsigned> ReplayDelayOfCommand(int id);
+/// What a command of Log > Track Rate sets, as stored (SettingOfTrackRate); empty for every
+/// other command.
+[[nodiscard]] std::optional<std::int32_t> TrackRateOfCommand(int id);
 /// What a command of Tools > Satellite Systems chooses; empty for every other command.
 [[nodiscard]] std::optional<GnssMode> GnssModeOfCommand(int id);
 /// What a command of Tools > Night Colours or Tools > Map at Night chooses; empty for every
@@ -135,7 +149,7 @@ struct CMenuEntry {
 };
 
 /// The menu bar from left to right, top to bottom.
-extern const std::array<CMenuEntry, 46> kMenuEntries;
+extern const std::array<CMenuEntry, 53> kMenuEntries;
 inline constexpr std::array<std::string_view, 4> kMenuTitles = {"&GPS", "&Log", "&Nav", "&Tools"};
 /// Tool bar buttons in order.
 inline constexpr std::array<int, 4> kToolBarCommands = {kCmdDisplayMode, kCmdStepOn, kCmdStepOff,

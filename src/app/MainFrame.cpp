@@ -10,7 +10,9 @@
 #include "app/SpeedWarningBar.h"
 #include "app/StatusLine.h"
 #include "app/TripKeeper.h"
+#include "app/TrackLogSwitch.h"
 #include "base/Mnemonic.h"
+#include "dashboard/Altimeter.h"
 #include "dashboard/Dashboard.h"
 #include "dashboard/DataLogView.h"
 #include "dashboard/DigiDash.h"
@@ -142,6 +144,7 @@ CMainFrame::CMainFrame(QWidget *parent)
     m_source.SetBatchHandler([this] {
         if (const std::optional<std::string> error = m_session.EndOfBatch())
             RecordFailed(*error);
+        m_track->AfterBatch();
     });
     m_source.SetUnfinishedHandler([this](std::string_view bytes) {
         if (const std::optional<std::string> error = m_session.RecordUnfinished(bytes))
@@ -178,6 +181,10 @@ CMainFrame::CMainFrame(QWidget *parent)
     connect(m_databaseWatch, &CDatabaseWatch::Settled, this, [this] { CheckDatabases(); });
     CheckDatabases();
     FollowDisplaySettingsOnMap();
+    m_track = std::make_unique<CTrackLogSwitch>(
+        m_session, *this, [this] { return m_dashboard->GetAltimeter()->GetOffset(); });
+    m_track->Load(GetDataDirectory());
+    m_mapView->SetTrackExport([this] { RunCommand(kCmdExportTrack); });
 
     m_retry = new QTimer(this);
     m_retry->setSingleShot(true);
@@ -365,6 +372,8 @@ CFrameState CMainFrame::GetState() const
     s.nightColours = m_display.GetNightColours();
     s.nightMap = m_display.GetNightMap();
     s.nightFollowsSun = m_display.IsNightFollowingSun();
+    if (m_track)
+        m_track->Fill(s);
     return s;
 }
 
@@ -478,7 +487,7 @@ bool CMainFrame::RunLogCommand(int id)
         ChooseAndCreateLog();
         return true;
     default:
-        return false;
+        return m_track->Run(id, m_display.IsAdvancedFileSelector(), m_display.GetGnssMode());
     }
 }
 

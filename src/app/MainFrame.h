@@ -26,6 +26,7 @@ class CGPSData;
 class CSatellitesPage;
 class CGPSSheet;
 class CMapView;
+class CTrackLogSwitch;
 class CWaypointBook;
 class QAction;
 class CDatabaseWatch;
@@ -211,6 +212,7 @@ private:
     std::map<int, QAction *> m_actions;
     std::unique_ptr<CWaypointBook> m_waypoints;
     std::unique_ptr<CTripKeeper> m_trip; // reads the sound and the waypoints
+    std::unique_ptr<CTrackLogSwitch> m_track;
     CDatabaseWatch *m_databaseWatch = nullptr;
 
     // Settings of the frame.

@@ -23,6 +23,7 @@ int OutputError(int errorCode);
 int RunParse(const std::vector<std::string_view> &args);
 int RunPosition(const std::vector<std::string_view> &args);
 int RunDistance(const std::vector<std::string_view> &args);
+int RunTrack(const std::vector<std::string_view> &args);
 int RunReplay(const std::vector<std::string_view> &args);
 int RunListen(const std::vector<std::string_view> &args);
 int RunWaypoints(const std::vector<std::string_view> &args);

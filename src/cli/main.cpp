@@ -21,6 +21,8 @@ constexpr const char *kUsage =
     "  position LAT LON  a position in the four coordinate formats\n"
     "  distance LAT1 LON1 LAT2 LON2 [--units metric|imperial|nautic]\n"
     "                    the distance between two positions\n"
+    "  track FILE --gpx OUT [--gnss all|gps] [--every SECONDS]\n"
+    "                    convert an NMEA log into a GPX track\n"
 #ifdef VELORAN_HAVE_IO
     "  replay FILE [--delay MS] [--record OUT] [--profile P] [--summary]\n"
     "                    replay a log through the receiver engine, optionally recording\n"
@@ -91,6 +93,8 @@ int RunCommand(std::string_view command, const std::vector<std::string_view> &ar
         return RunPosition(args);
     if (command == "distance")
         return RunDistance(args);
+    if (command == "track")
+        return RunTrack(args);
 #ifdef VELORAN_HAVE_IO
     if (command == "replay")
         return RunReplay(args);

@@ -116,6 +116,8 @@ QMenu *CMapMenu::Create()
         if (!path.isEmpty())
             LoadTrackFile(path);
     });
+    if (m_options.exportTrack)
+        menu->addAction(tr("Export Track as GPX..."), &m_page, m_options.exportTrack);
     menu->addAction(tr("References..."), &m_page, [this] { EditReferences(); })
         ->setEnabled(m_model.GetCurrentMap() != nullptr);
     check(menu->addAction(

@@ -65,6 +65,10 @@ public:
     void SetNightRed(bool red);
     /// How Load Track reads a log: as the receiver connection does.
     void SetGnssMode(GnssMode mode) { m_options.gnssMode = mode; }
+    void SetTrackExport(std::function<void()> exportTrack)
+    {
+        m_options.exportTrack = std::move(exportTrack);
+    }
 
     [[nodiscard]] bool IsMapLoaded() const { return !m_loader.GetBitmap().IsNull(); }
     /// The view centre's position on a calibrated map.

@@ -17,6 +17,8 @@ CReceiverUpdate CReceiverSession::HandleLine(std::string_view raw)
     ++m_lines;
     ++m_counts[u.type >= 0 ? static_cast<std::size_t>(u.type) : kSentenceTypeCount];
     Route(u);
+    if (FeedsTrack())
+        m_track.OnSentence(u.type, m_parser);
     Record(raw, u.type);
     if (std::optional<std::string> error = TakeRecordError()) {
         u.events |= kEventRecordFailed;
@@ -129,8 +131,15 @@ std::optional<std::string> CReceiverSession::RecordUnfinished(std::string_view b
     return TakeRecordError();
 }
 
+bool CReceiverSession::FeedsTrack() const
+{
+    return m_track.IsOn()
+           && (m_trackReplays || m_watch.GetState() != CReceiverWatch::State::Replaying);
+}
+
 std::optional<std::string> CReceiverSession::EndOfBatch()
 {
+    m_track.Flush();
     m_log.Flush();
     return TakeRecordError();
 }
@@ -161,6 +170,7 @@ void CReceiverSession::SetGnssMode(GnssMode mode)
 {
     m_parser.SetMode(mode);
     m_rules.ResetCounters();
+    m_track.SourceEnded();
 }
 
 CReceiverUpdate CReceiverSession::ClearShownFix()
@@ -180,6 +190,7 @@ void CReceiverSession::SetFixOptions(bool playSound, bool syncClock)
 CReceiverSession::CSourceEnd CReceiverSession::SourceEnded(int errorCode)
 {
     CSourceEnd end;
+    m_track.SourceEnded();
     end.actions = m_watch.OnSourceEnded(errorCode);
     if (!end.actions.receiverLost)
         return end;
@@ -196,6 +207,7 @@ CReceiverUpdate CReceiverSession::ReceiverGone()
 {
     // The last values must not read as live: the fix is lost, as a receiver without one says.
     m_parser.ForgetFix();
+    m_track.SourceEnded();
     CReceiverUpdate u;
     TakeFixActions(u, m_fixEvents.OnReceiverLost(m_playSound));
     u.changes |= kChangeNavigation | kChangeSky | kChangeFixState;

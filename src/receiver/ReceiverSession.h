@@ -6,6 +6,7 @@
 #include "receiver/ReceiverWatch.h"
 #include "receiver/RecordingRules.h"
 #include "receiver/SourceStatus.h"
+#include "receiver/TrackLog.h"
 #include "waypoints/WaypointNavigator.h"
 
 #include <array>
@@ -120,8 +121,16 @@ public:
     void PortOpened(const std::string &device) { m_watch.OnPortOpened(device); }
     /// The user opened `source`: Plain Connect opens it again after a replay.
     void LiveSourceOpened(const CSourceAddress &source) { m_watch.RememberLiveSource(source); }
-    void ReplayStarted() { m_watch.OnReplayStarted(); }
-    void ClosedByUser() { m_watch.OnClosedByUser(); }
+    void ReplayStarted()
+    {
+        m_track.SourceEnded();
+        m_watch.OnReplayStarted();
+    }
+    void ClosedByUser()
+    {
+        m_track.SourceEnded();
+        m_watch.OnClosedByUser();
+    }
     /// The source ended by itself (`errorCode` 0: the end of a replay file). A live receiver
     /// gone is a fix lost: `update` shows it, with the parser's values no longer claiming one.
     struct CSourceEnd {
@@ -144,6 +153,14 @@ public:
     /// Closes the log; returns a write failure that shows only now.
     std::optional<std::string> CloseLog();
 
+    /// The GPX track log; it is fed from a replay only while SetTrackReplays(true).
+    [[nodiscard]] CTrackLog &GetTrackLog() { return m_track; }
+    [[nodiscard]] const CTrackLog &GetTrackLog() const { return m_track; }
+    void SetTrackReplays(bool track) { m_trackReplays = track; }
+    [[nodiscard]] bool TracksReplays() const { return m_trackReplays; }
+    /// A track log failure since the last call (the track log is off then).
+    std::optional<std::string> TakeTrackError() { return m_track.TakeError(); }
+
     /// Lines handled per sentence type, and in all.
     [[nodiscard]] std::uint64_t GetCount(int type) const;
     [[nodiscard]] std::uint64_t GetLines() const { return m_lines; }
@@ -154,6 +171,7 @@ private:
     CReceiverUpdate ReceiverGone();
     void TakeFixActions(CReceiverUpdate &u, const CFixActions &a);
     void Record(std::string_view raw, SentenceType type);
+    [[nodiscard]] bool FeedsTrack() const;
     std::optional<std::string> TakeRecordError();
 
     CNMEAParser m_parser;
@@ -161,6 +179,8 @@ private:
     CNMEALogFile m_log;
     CFixEvents m_fixEvents;
     CReceiverWatch m_watch;
+    CTrackLog m_track;
+    bool m_trackReplays = false;
     const CWaypointList *m_waypoints = nullptr;
     CWaypointNavigator *m_navigator = nullptr;
     bool m_playSound = true;

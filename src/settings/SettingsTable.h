@@ -63,6 +63,11 @@ inline constexpr CStoredNumber kAdvancedFileSelectorSetting{kAppKey, "AdvancedFi
 /// Touch-size controls: 0 off, any other number on; missing until the user chooses, and the
 /// screen decides meanwhile.
 inline constexpr CStoredNumber kLargeControlsSetting{kAppKey, "LargeControls", 0};
+// The GPX track log: on or off, replays too or not, and the rate (TrackRateOfSetting: 0 every
+// fix, N seconds, -N metres).
+inline constexpr CStoredNumber kTrackLogSetting{kAppKey, "TrackLog", 0};
+inline constexpr CStoredNumber kTrackReplaysSetting{kAppKey, "TrackLogReplays", 0};
+inline constexpr CStoredNumber kTrackRateSetting{kAppKey, "TrackLogRate", 1};
 /// GnssMode: AllSystemsValue.
 inline constexpr CStoredNumber kAllSystemsSetting{kAppKey, "AllSystems", 1};
 
