@@ -56,8 +56,7 @@ protected:
 
     // The page as it reads: a head-up display's reflection. The widget draws it into a picture of
     // this format before flipping it; straight on the screen, glyph edges blend by the screen's.
-    static QImage Face(CDigiDash &dd,
-                       QImage::Format format = QImage::Format_ARGB32_Premultiplied)
+    static QImage Face(CDigiDash &dd, QImage::Format format = QImage::Format_ARGB32_Premultiplied)
     {
         QImage image(dd.size(), format);
         image.fill(Qt::magenta);
