@@ -154,6 +154,29 @@ TEST_F(HeadUpTest, ScreenIsTheExactMirrorOfThePage)
     }
 }
 
+// On a screen of two device pixels to the point the flipped page has them all: no picture drawn
+// at half the resolution and blown up.
+TEST_F(HeadUpTest, DenseScreensMirrorEveryDevicePixel)
+{
+    const std::unique_ptr<CDigiDash> dd = Open({480, 640});
+    dd->SetHeadUp(true);
+    const auto draw = [&dd](bool mirrored) {
+        QImage image(dd->size() * 2, QImage::Format_ARGB32_Premultiplied);
+        image.setDevicePixelRatio(2);
+        image.fill(Qt::magenta);
+        QPainter painter(&image);
+        if (mirrored)
+            dd->Render(painter);
+        else
+            dd->RenderFace(painter);
+        painter.end();
+        return image;
+    };
+    const QImage screen = draw(true);
+    const QImage expected = draw(false).mirrored(true, false);
+    EXPECT_EQ(screen, expected) << "first difference at " << FirstDifference(screen, expected);
+}
+
 // By day the reflection is faint: captions and units as bright as the digits.
 TEST_F(HeadUpTest, DayReadOutsAreBright)
 {
