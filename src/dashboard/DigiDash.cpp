@@ -29,6 +29,7 @@
 #include <algorithm>
 #include <cmath>
 #include <string_view>
+#include <utility>
 
 namespace
 {
@@ -398,12 +399,13 @@ void CDigiDash::Render(QPainter &painter)
     // Drawn upright and flipped whole: under a mirroring transform glyphs and antialiased
     // edges would fall on other pixels, and the reflection would not be the page.
     const qreal ratio = painter.device() != nullptr ? painter.device()->devicePixelRatioF() : 1.0;
-    QImage face((QSizeF(size()) * ratio).toSize(), QImage::Format_ARGB32_Premultiplied);
+    // Opaque, as the page is: a plain copy to the screen.
+    QImage face((QSizeF(size()) * ratio).toSize(), QImage::Format_RGB32);
     face.setDevicePixelRatio(ratio);
     QPainter facePainter(&face);
     RenderFace(facePainter);
     facePainter.end();
-    QImage mirrored = face.mirrored(true, false);
+    QImage mirrored = std::move(face).mirrored(true, false);
     mirrored.setDevicePixelRatio(ratio);
     painter.drawImage(QPointF(0, 0), mirrored);
 }

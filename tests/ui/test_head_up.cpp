@@ -54,9 +54,9 @@ protected:
     // What the widget paints on the screen, through its paint event.
     static QImage Screen(CDigiDash &dd) { return dd.grab().toImage().convertToFormat(kFormat); }
 
-    // The page as it reads: a head-up display's reflection. The widget draws it into a picture of
-    // this format before flipping it; straight on the screen, glyph edges blend by the screen's.
-    static QImage Face(CDigiDash &dd, QImage::Format format = QImage::Format_ARGB32_Premultiplied)
+    // The page as it reads: a head-up display's reflection. The widget draws it into an opaque
+    // picture before flipping it; straight on the screen, glyph edges blend by the screen's.
+    static QImage Face(CDigiDash &dd, QImage::Format format = QImage::Format_RGB32)
     {
         QImage image(dd.size(), format);
         image.fill(Qt::magenta);
@@ -161,7 +161,7 @@ TEST_F(HeadUpTest, DenseScreensMirrorEveryDevicePixel)
     const std::unique_ptr<CDigiDash> dd = Open({480, 640});
     dd->SetHeadUp(true);
     const auto draw = [&dd](bool mirrored) {
-        QImage image(dd->size() * 2, QImage::Format_ARGB32_Premultiplied);
+        QImage image(dd->size() * 2, QImage::Format_RGB32);
         image.setDevicePixelRatio(2);
         image.fill(Qt::magenta);
         QPainter painter(&image);
