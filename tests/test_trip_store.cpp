@@ -27,17 +27,20 @@ TEST_F(SettingsFileTest, TripFiguresSurviveTheNextRun)
     Start("first", {});
     EXPECT_EQ(LoadTripFigures(), CTripFigures{}) << "a first start has an empty trip";
     EXPECT_EQ(LoadSpeedAlarm(), CSpeedAlarmSettings{}) << "off by default";
+    EXPECT_FALSE(LoadHeadUp()) << "upright by default";
     StoreTripFigures(SomeTrip());
     const CSpeedAlarmSettings alarm{
         .on = true, .limitKmh = 112.654, .toleranceKmh = 3.2, .delaySeconds = 5};
     StoreSpeedAlarm(alarm);
     StoreDigitalPage(1);
+    StoreHeadUp(true);
     const QString first = File();
     Start("next", {}); // a new path: read from the disk, not from this process's copy
     ASSERT_TRUE(QFile::copy(first, File()));
     EXPECT_EQ(LoadTripFigures(), SomeTrip());
     EXPECT_EQ(LoadSpeedAlarm(), alarm);
     EXPECT_EQ(LoadDigitalPage(), 1);
+    EXPECT_TRUE(LoadHeadUp());
 }
 
 TEST_F(SettingsFileTest, DamagedTripValuesReadAsNothing)
@@ -52,7 +55,8 @@ TEST_F(SettingsFileTest, DamagedTripValuesReadAsNothing)
                      "Veloran\\SpeedAlarm\\Limit=0\n"
                      "Veloran\\SpeedAlarm\\Tolerance=-1\n"
                      "Veloran\\SpeedAlarm\\Delay=3600\n"
-                     "Veloran\\DigitalDashboard\\Page=7\n");
+                     "Veloran\\DigitalDashboard\\Page=7\n"
+                     "Veloran\\DigitalDashboard\\HeadUp=on\n");
     CTripFigures expected;
     expected.gainMetres = 12.5;
     EXPECT_EQ(LoadTripFigures(), expected);
@@ -60,4 +64,5 @@ TEST_F(SettingsFileTest, DamagedTripValuesReadAsNothing)
     defaults.on = true;
     EXPECT_EQ(LoadSpeedAlarm(), defaults);
     EXPECT_EQ(LoadDigitalPage(), 0);
+    EXPECT_FALSE(LoadHeadUp()) << "no number";
 }

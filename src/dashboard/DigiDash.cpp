@@ -7,6 +7,7 @@
 #include "dashboard/Dashboard.h"
 #include "dashboard/DigiPalette.h"
 #include "dashboard/GaugePage.h"
+#include "dashboard/HeadUpPalette.h"
 #include "dashboard/MileageCounter.h"
 #include "dashboard/PageArtwork.h"
 #include "dashboard/Speedometer.h"
@@ -18,6 +19,7 @@
 #include <QCloseEvent>
 #include <QContextMenuEvent>
 #include <QFontMetricsF>
+#include <QImage>
 #include <QKeyEvent>
 #include <QMenu>
 #include <QMouseEvent>
@@ -27,6 +29,7 @@
 #include <algorithm>
 #include <cmath>
 #include <string_view>
+#include <utility>
 
 namespace
 {
@@ -161,6 +164,7 @@ CDigiDash::CDigiDash(const CDashboard &dashboard, const CDisplaySettings &displa
     // Night mode, and units the instruments have just taken.
     connect(&m_display, &CDisplaySettings::Changed, this, [this] { update(); });
     m_page = LoadDigitalPage() == kPageTrip ? kPageTrip : kPageReadOuts;
+    m_headUp = LoadHeadUp();
     m_longPress = new QTimer(this);
     m_longPress->setSingleShot(true);
     m_longPress->setInterval(kLongPressMs);
@@ -207,7 +211,8 @@ void CDigiDash::SetPage(Page page)
 
 QStringList CDigiDash::MenuTexts() const
 {
-    return {tr("Read-outs"), tr("Trip Computer"), tr("Reset Trip"), tr("Speed Alarm...")};
+    return {tr("Read-outs"), tr("Trip Computer"), tr("Reset Trip"), tr("Speed Alarm..."),
+            tr("Head-Up Display (Mirrored)")};
 }
 
 void CDigiDash::ApplyMenuChoice(int index)
@@ -225,6 +230,9 @@ void CDigiDash::ApplyMenuChoice(int index)
     case 3:
         emit SpeedAlarmChosen();
         break;
+    case 4:
+        SetHeadUp(!m_headUp);
+        break;
     default:
         break;
     }
@@ -235,12 +243,12 @@ void CDigiDash::ShowMenu(const QPoint &position)
     QMenu menu(this);
     const QStringList texts = MenuTexts();
     for (int i = 0; i < texts.size(); ++i) {
-        if (i == 2)
+        if (i == 2 || i == 4)
             menu.addSeparator();
         QAction *action = menu.addAction(texts[i]);
         action->setData(i);
-        action->setCheckable(i < 2);
-        action->setChecked(i == m_page);
+        action->setCheckable(i < 2 || i == 4);
+        action->setChecked(i == m_page || (i == 4 && m_headUp));
     }
     if (const QAction *chosen = menu.exec(mapToGlobal(position)))
         ApplyMenuChoice(chosen->data().toInt());
@@ -265,7 +273,7 @@ void CDigiDash::DrawWarning(QPainter &painter) const
     const QRectF band = WarningArea();
     if (band.isEmpty())
         return;
-    const CDigiPalette &palette = CDigiPalette::Of(m_display.IsNightMode());
+    const CDigiPalette &palette = Palette();
     painter.fillRect(band, palette.warningFill);
     QFont font = ReadOutFont(0.5 * band.height(), true);
     const double room = 0.94 * band.width();
@@ -358,14 +366,58 @@ CDigiDash::CLayout CDigiDash::Layout(const QSizeF &size) const
     return best;
 }
 
-void CDigiDash::Render(QPainter &painter)
+void CDigiDash::SetHeadUp(bool on)
+{
+    if (on == m_headUp)
+        return;
+    m_headUp = on;
+    StoreHeadUp(on);
+    update();
+}
+
+CDigiPalette CDigiDash::Palette() const
 {
     const bool night = m_display.IsNightMode();
-    const CDigiPalette &palette = CDigiPalette::Of(night);
+    return m_headUp ? HeadUpPalette(night) : CDigiPalette::Of(night);
+}
+
+QPoint CDigiDash::FacePixel(const QPointF &point) const
+{
+    // Column by column, as the page is flipped: mirroring the coordinate instead would move a
+    // mouse's whole-pixel position onto the next column.
+    const QPoint pixel(static_cast<int>(std::floor(point.x())),
+                       static_cast<int>(std::floor(point.y())));
+    return m_headUp ? QPoint(width() - 1 - pixel.x(), pixel.y()) : pixel;
+}
+
+void CDigiDash::Render(QPainter &painter)
+{
+    if (!m_headUp) {
+        RenderFace(painter);
+        return;
+    }
+    // Drawn upright and flipped whole: under a mirroring transform glyphs and antialiased
+    // edges would fall on other pixels, and the reflection would not be the page.
+    const qreal ratio = painter.device() != nullptr ? painter.device()->devicePixelRatioF() : 1.0;
+    // Opaque, as the page is: a plain copy to the screen.
+    QImage face((QSizeF(size()) * ratio).toSize(), QImage::Format_RGB32);
+    face.setDevicePixelRatio(ratio);
+    QPainter facePainter(&face);
+    RenderFace(facePainter);
+    facePainter.end();
+    QImage mirrored = std::move(face).mirrored(true, false);
+    mirrored.setDevicePixelRatio(ratio);
+    painter.drawImage(QPointF(0, 0), mirrored);
+}
+
+void CDigiDash::RenderFace(QPainter &painter)
+{
+    const bool night = m_display.IsNightMode();
+    const CDigiPalette &palette = Palette();
     painter.save();
     painter.setRenderHint(QPainter::Antialiasing);
     painter.setRenderHint(QPainter::TextAntialiasing);
-    if (night) {
+    if (night || m_headUp) {
         painter.fillRect(rect(), palette.background);
     } else {
         painter.save();
@@ -399,7 +451,7 @@ void CDigiDash::Render(QPainter &painter)
 void CDigiDash::DrawReadOut(QPainter &painter, const CCell &cell, const CReadOut &readOut,
                             Field field, double valuePixels) const
 {
-    const CDigiPalette &palette = CDigiPalette::Of(m_display.IsNightMode());
+    const CDigiPalette &palette = Palette();
     const bool live = readOut.freshness == GaugeFreshness::Live;
     const CCellParts parts = Split(cell.box);
 
@@ -459,6 +511,10 @@ void CDigiDash::keyPressEvent(QKeyEvent *event)
         SetPage(m_page == kPageTrip ? kPageReadOuts : kPageTrip);
         return;
     }
+    if (event->key() == Qt::Key_H && event->modifiers() == Qt::NoModifier) {
+        SetHeadUp(!m_headUp);
+        return;
+    }
     if (event->key() == Qt::Key_Menu) {
         ShowMenu(rect().center());
         return;
@@ -480,7 +536,7 @@ void CDigiDash::mouseReleaseEvent(QMouseEvent *event)
 {
     // A tap anywhere returns; a press that began elsewhere does not.
     const bool tap = m_pressed && event->button() == Qt::LeftButton
-                     && rect().contains(event->position().toPoint());
+                     && rect().contains(FacePixel(event->position()));
     m_pressed = false;
     m_longPress->stop();
     if (tap)

@@ -14,6 +14,7 @@
 class CDashboard;
 class CDisplaySettings;
 class CTripComputer;
+struct CDigiPalette;
 class QTimer;
 
 /// The digital dashboard: big read-outs of speed, heading, altitude, time and trip, from the
@@ -21,7 +22,8 @@ class QTimer;
 /// from the display settings. A second page shows the trip computer; Tab turns the page, and
 /// the menu (right button, a long press or the Menu key) turns it too, resets the trip and
 /// sets the speed alarm. The speed alarm's warning runs across the top of either page. Esc or
-/// a tap returns.
+/// a tap returns. As a head-up display (H, or the menu) both pages are mirrored left to right
+/// on black, for a phone or tablet whose reflection in the windscreen is read.
 class CDigiDash : public QWidget
 {
     Q_OBJECT
@@ -54,8 +56,16 @@ public:
     /// The grid that gives the digits the most room in `size`: two columns with the speed
     /// across the top, one column of rows, or three columns with the speed down the left.
     [[nodiscard]] CLayout Layout(const QSizeF &size) const;
-    /// Draws the page over the whole widget.
+    /// Draws the page over the whole widget, mirrored as a head-up display.
     void Render(QPainter &painter);
+    /// Draws the page as it reads: as a head-up display, as its reflection shows it.
+    void RenderFace(QPainter &painter);
+
+    /// Mirrored left to right on black, or upright on the panel; stored for the next time.
+    void SetHeadUp(bool on);
+    [[nodiscard]] bool IsHeadUp() const { return m_headUp; }
+    /// The pixel of the page as it reads that shows under a point of the widget.
+    [[nodiscard]] QPoint FacePixel(const QPointF &point) const;
 
     /// Where the trip page reads its figures and the goto waypoint; both outlive the widget.
     void SetTrip(const CTripComputer *trip, std::function<std::optional<CTripTarget>()> target);
@@ -67,7 +77,8 @@ public:
     /// The page shown; stored for the next time.
     void SetPage(Page page);
     [[nodiscard]] Page GetPage() const { return m_page; }
-    /// The menu's entries, in order: "Read-outs", "Trip Computer", "Reset Trip", "Speed Alarm...".
+    /// The menu's entries, in order: "Read-outs", "Trip Computer", "Reset Trip", "Speed Alarm...",
+    /// "Head-Up Display (Mirrored)".
     [[nodiscard]] QStringList MenuTexts() const;
     /// Carries out the menu entry at `index` of MenuTexts.
     void ApplyMenuChoice(int index);
@@ -99,6 +110,7 @@ private:
     /// The part of the widget below the warning.
     [[nodiscard]] QRectF PageArea() const;
     [[nodiscard]] QRectF WarningArea() const;
+    [[nodiscard]] CDigiPalette Palette() const;
 
     const CDashboard &m_dashboard;
     const CDisplaySettings &m_display;
@@ -106,6 +118,7 @@ private:
     std::function<std::optional<CTripTarget>()> m_target;
     QString m_warning;
     Page m_page = kPageReadOuts;
+    bool m_headUp = false;
     bool m_pressed = false;
     QPoint m_pressAt;
     QTimer *m_longPress = nullptr;

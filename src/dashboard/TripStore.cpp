@@ -99,3 +99,19 @@ void StoreDigitalPage(int page)
     if (key.Open(kDigitalDashboardKey, true))
         key.WriteNumber("Page", page);
 }
+
+bool LoadHeadUp()
+{
+    CSettingsKey key;
+    std::int32_t on = kHeadUpSetting.fallback;
+    if (key.Open(kHeadUpSetting.key, false))
+        key.ReadNumber(kHeadUpSetting.name, on);
+    return on != 0;
+}
+
+void StoreHeadUp(bool on)
+{
+    CSettingsKey key;
+    if (key.Open(kHeadUpSetting.key, true))
+        key.WriteNumber(kHeadUpSetting.name, on ? 1 : 0);
+}

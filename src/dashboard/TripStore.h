@@ -15,3 +15,6 @@ void StoreSpeedAlarm(const CSpeedAlarmSettings &settings);
 /// The digital dashboard's page as it was last shown.
 [[nodiscard]] int LoadDigitalPage();
 void StoreDigitalPage(int page);
+/// The digital dashboard shown as a head-up display; any stored number but 0 is on.
+[[nodiscard]] bool LoadHeadUp();
+void StoreHeadUp(bool on);

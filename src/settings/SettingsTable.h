@@ -34,6 +34,9 @@ struct CStoredText {
 /// serial port of the "SerialPort" key.
 inline constexpr CStoredText kSourceSetting{kAppKey, "Source"};
 
+/// The digital dashboard as a head-up display, mirrored left to right on black; 0 off.
+inline constexpr CStoredNumber kHeadUpSetting{kDigitalDashboardKey, "HeadUp", 0};
+
 // The window's switches; any number but 0 is on.
 inline constexpr CStoredNumber kAutoConnectSetting{kAppKey, "AutoConnect", 0};
 inline constexpr CStoredNumber kAutoSyncSetting{kAppKey, "AutoSync", 0};

@@ -153,8 +153,8 @@ TEST_F(TripViewTest, ResetTripClearsEveryFigure)
 {
     ASSERT_TRUE(ReplayDemo());
     CDigiDash &digital = OpenDigital();
-    EXPECT_EQ(digital.MenuTexts(),
-              QStringList({"Read-outs", "Trip Computer", "Reset Trip", "Speed Alarm..."}));
+    EXPECT_EQ(digital.MenuTexts(), QStringList({"Read-outs", "Trip Computer", "Reset Trip",
+                                                "Speed Alarm...", "Head-Up Display (Mirrored)"}));
     const double mileage =
         m_frame->GetDashboard()->GetMileageCounter()->GetMileage().GetTripMetres();
     ASSERT_GT(mileage, 1000.0);
