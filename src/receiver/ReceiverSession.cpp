@@ -17,6 +17,12 @@ CReceiverUpdate CReceiverSession::HandleLine(std::string_view raw)
     ++m_lines;
     ++m_counts[u.type >= 0 ? static_cast<std::size_t>(u.type) : kSentenceTypeCount];
     Route(u);
+    if (m_catchingUp) {
+        u.sound = FixSound::None;
+        u.events &= ~(kEventWaypointReached | kEventSetClock);
+        u.waypointAlert.clear();
+        return u;
+    }
     Record(raw, u.type);
     if (std::optional<std::string> error = TakeRecordError()) {
         u.events |= kEventRecordFailed;
@@ -161,6 +167,13 @@ void CReceiverSession::SetGnssMode(GnssMode mode)
 {
     m_parser.SetMode(mode);
     m_rules.ResetCounters();
+}
+
+void CReceiverSession::RestartReplay()
+{
+    m_parser.SetMode(m_parser.GetMode());
+    m_fixEvents = CFixEvents();
+    m_lines = 0;
 }
 
 CReceiverUpdate CReceiverSession::ClearShownFix()
