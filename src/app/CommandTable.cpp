@@ -1,7 +1,7 @@
 #include "app/CommandTable.h"
 
 // clang-format off
-const std::array<CMenuEntry, 51> kMenuEntries = {{
+const std::array<CMenuEntry, 53> kMenuEntries = {{
     {kCmdConfigure, "GPS", "", "&Configure...", false},
     {kCmdProgramChipset, "GPS", "", "P&rogram CS", false},
     {kCmdAutoConnect, "GPS", "", "&Auto Connect", true, true},
@@ -16,6 +16,8 @@ const std::array<CMenuEntry, 51> kMenuEntries = {{
     {kCmdReplaySpeed100, "Log", "Replay S&peed", "&100 %", true},
     {kCmdReplaySpeed50, "Log", "Replay S&peed", "5&0 %", true},
     {kCmdReplaySpeed25, "Log", "Replay S&peed", "2&5 %", true},
+    {kCmdReplayFaster, "Log", "Replay S&peed", "F&aster", false},
+    {kCmdReplaySlower, "Log", "Replay S&peed", "Slo&wer", false},
     {kCmdStopReplay, "Log", "", "&Stop Replay", false},
     {kCmdReplay, "Log", "", "&Replay...", false},
     {kCmdPauseReplay, "Log", "", "P&ause Replay", true, true},
@@ -91,6 +93,12 @@ CCommandState EvaluateCommand(int id, const CFrameState &s)
         return {s.replaying && s.sourceOpen && s.replayCanSeek, false};
     case kCmdLoopReplay:
         return {true, s.replayLoop};
+    case kCmdReplayFaster:
+        return {s.replaying && s.sourceOpen
+                    && ReplaySpeedRung(s.replayDelay) + 1 < kReplaySpeeds.size(),
+                false};
+    case kCmdReplaySlower:
+        return {s.replaying && s.sourceOpen && ReplaySpeedRung(s.replayDelay) > 0, false};
     case kCmdStopReplay:
         return {s.replaying && s.sourceOpen, false};
     case kCmdStopLogging:

@@ -65,6 +65,8 @@ enum CommandId : int {
     kCmdSeekBack = 33108,           ///< ours: Page Up, a minute back
     kCmdSeekForward = 33109,        ///< ours: Page Down, a minute on
     kCmdLoopReplay = 33110,         ///< ours: the replay starts again at its end
+    kCmdReplayFaster = 33111,       ///< ours: ], the next speed up the ladder
+    kCmdReplaySlower = 33112,       ///< ours: [, the next speed down
     kCmdAbout = 57664,
     kCmdHelp = 57670,
 };
@@ -129,7 +131,7 @@ struct CMenuEntry {
 };
 
 /// The menu bar from left to right, top to bottom.
-extern const std::array<CMenuEntry, 51> kMenuEntries;
+extern const std::array<CMenuEntry, 53> kMenuEntries;
 inline constexpr std::array<std::string_view, 4> kMenuTitles = {"&GPS", "&Log", "&Nav", "&Tools"};
 /// Tool bar buttons in order.
 inline constexpr std::array<int, 4> kToolBarCommands = {kCmdDisplayMode, kCmdStepOn, kCmdStepOff,

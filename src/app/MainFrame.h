@@ -27,6 +27,7 @@ class CWaypointBook;
 class QAction;
 class CDatabaseWatch;
 class CNoticeBar;
+class CReplayBar;
 class CSpeedWarningBar;
 class CStatusLine;
 class CTripKeeper;
@@ -114,6 +115,8 @@ public:
     void RefreshStatusLine();
     /// The trip computer and the speed alarm.
     [[nodiscard]] CTripKeeper &GetTrip() const { return *m_trip; }
+    /// The replay bar below the pages, shown while a file replays.
+    [[nodiscard]] CReplayBar *GetReplayBar() const { return m_replayBar; }
     /// The speed alarm's warning above the pages.
     [[nodiscard]] CSpeedWarningBar *GetSpeedWarningBar() const { return m_speedWarning; }
     /// The Speed Alarm dialog, over the digital dashboard while it shows.
@@ -150,6 +153,9 @@ private:
     void ResetIdleTimer();
     void OnWake();
     void OnSourceClosed(int errorCode);
+    // Where the replay's lines stand: started again from the file's start, catching up to a seek.
+    void ReplayMarked(ReplayMark mark);
+    void ReplayStopped();
     void ReceiverLost(int errorCode, const CReceiverUpdate &update);
     void RetryPort();
     bool OpenNetworkSource(const CSourceAddress &source);
@@ -189,6 +195,7 @@ private:
     CNoticeBar *m_notice = nullptr;
     CSpeedWarningBar *m_speedWarning = nullptr;
     CStatusLine *m_statusLine = nullptr;
+    CReplayBar *m_replayBar = nullptr;
     CGPSSheet *m_sheet = nullptr;
     CDashboard *m_dashboard = nullptr;
     CMapView *m_mapView = nullptr;
