@@ -142,6 +142,8 @@ TEST(ReplayIndex, EpochByTime)
         SCOPED_TRACE(c.legend);
         EXPECT_EQ(index.FirstEpochFrom(c.secondsOfDay), c.first);
     }
+    EXPECT_EQ(CReplayIndex::Build(Gga("093000.00")).FirstEpochFrom(3600.0), 0u)
+        << "before the start of a log that never reaches midnight: its first epoch";
     EXPECT_EQ(index.EpochAt(0.0), 0u) << "before the first";
     EXPECT_EQ(index.EpochAt(86400.5), 1u) << "in the gap: the last before";
     EXPECT_EQ(index.EpochAt(1e9), 3u) << "after the last";

@@ -130,8 +130,8 @@ std::optional<std::size_t> CReplayIndex::FirstEpochFrom(double secondsOfDay) con
         static_cast<double>(static_cast<long>(m_epochs.front().seconds / kSecondsPerDay))
         * kSecondsPerDay;
     double target = firstDay + secondsOfDay;
-    // A time of day before the log's start is taken on its next day, if it has one.
-    if (target < m_epochs.front().seconds)
+    // A time of day before the log's start is taken on its next day, if the log reaches it.
+    if (target < m_epochs.front().seconds && m_epochs.back().seconds >= firstDay + kSecondsPerDay)
         target += kSecondsPerDay;
     const auto at = std::lower_bound(m_epochs.begin(), m_epochs.end(), target,
                                      [](const CEpoch &e, double s) { return e.seconds < s; });

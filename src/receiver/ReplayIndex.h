@@ -45,8 +45,9 @@ public:
     [[nodiscard]] std::uint64_t EndOf(std::size_t i) const;
     /// The last epoch at or before `seconds`; the first when `seconds` lies before it.
     [[nodiscard]] std::size_t EpochAt(double seconds) const;
-    /// The first epoch whose time of day is `secondsOfDay` or later, counting days from the
-    /// first epoch's; none past the end.
+    /// The first epoch whose time of day is `secondsOfDay` or later, on the first epoch's day, or
+    /// on the next when the time lies before the log's start and the log runs past midnight;
+    /// none past the end.
     [[nodiscard]] std::optional<std::size_t> FirstEpochFrom(double secondsOfDay) const;
 
 private:
