@@ -208,6 +208,8 @@ void CReplayBar::Restyle()
     QFont bold = f;
     bold.setBold(true);
     m_time->setFont(bold);
+    // A finger's worth of height to grab, whatever the style draws.
+    m_slider->setMinimumHeight(2 * m_pixels);
     const int pad = std::max(2, m_pixels / 4);
     layout()->setContentsMargins(pad, pad, pad, pad);
     layout()->setSpacing(pad);

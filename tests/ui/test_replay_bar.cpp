@@ -9,6 +9,7 @@
 #include <QAction>
 #include <QApplication>
 #include <QComboBox>
+#include <QLabel>
 #include <QSlider>
 #include <QTest>
 
@@ -200,6 +201,60 @@ TEST_F(ReplayTest, LoopStartsAgainUntilTurnedOff)
         << "without the loop the replay ends at the file's end";
     EXPECT_FALSE(m_frame->GetSource().IsOpen());
     EXPECT_EQ(Epoch(), -1);
+}
+
+} // namespace
+
+namespace
+{
+
+// Every control of the bar inside it and its text whole, on the small screens as on a large one,
+// with large controls and without, day and night. VELORAN_REPLAY_SHOTS names a folder to write
+// the window's pictures to, for a look.
+TEST_F(ReplayTest, BarFitsTheWindowAtEverySize)
+{
+    m_frame->SetReplayDelay(62);
+    ASSERT_TRUE(m_frame->ReplayFile(QStringLiteral(VELORAN_DEMO_LOG)));
+    ASSERT_TRUE(ProcessUntil([&] { return Epoch() >= 20; }));
+    Key(Qt::Key_Space);
+    const QString shots = qEnvironmentVariable("VELORAN_REPLAY_SHOTS");
+    for (const QSize size : {QSize(480, 640), QSize(800, 480), QSize(1920, 1080)}) {
+        for (const bool large : {false, true}) {
+            for (const bool night : {false, true}) {
+                const std::string legend = std::to_string(size.width()) + "x"
+                                           + std::to_string(size.height()) + (large ? " large" : "")
+                                           + (night ? " night" : "");
+                SCOPED_TRACE(legend);
+                if (m_frame->GetState().largeControls != large)
+                    m_frame->RunCommand(kCmdLargeControls);
+                if (m_frame->GetDisplaySettings().IsNightMode() != night)
+                    m_frame->RunCommand(kCmdDisplayMode);
+                m_frame->resize(size);
+                QCoreApplication::processEvents();
+                Bar().Refresh();
+                QCoreApplication::processEvents();
+                ASSERT_TRUE(Bar().isVisible());
+                EXPECT_LE(Bar().height(), size.height() / 4) << "leaves the pages room";
+                for (QWidget *child : Bar().findChildren<QWidget *>(Qt::FindDirectChildrenOnly)) {
+                    if (!child->isVisible())
+                        continue;
+                    SCOPED_TRACE(child->objectName().toStdString());
+                    EXPECT_TRUE(Bar().rect().contains(child->geometry())) << "inside the bar";
+                    EXPECT_GE(child->width(), child->minimumSizeHint().width()) << "not squeezed";
+                    if (auto *label = qobject_cast<QLabel *>(child)) {
+                        EXPECT_GE(label->width(),
+                                  label->fontMetrics().horizontalAdvance(label->text()))
+                            << "its text whole";
+                    }
+                }
+                if (!shots.isEmpty())
+                    m_frame->grab().save(
+                        shots + QStringLiteral("/replay-")
+                        + QString::fromStdString(legend).replace(QLatin1Char(' '), QLatin1Char('-'))
+                        + QStringLiteral(".png"));
+            }
+        }
+    }
 }
 
 } // namespace
