@@ -8,6 +8,8 @@
 #include <gtest/gtest.h>
 #include <iterator>
 #include <string>
+#include <sys/stat.h>
+#include <unistd.h>
 #include <vector>
 
 using namespace std::chrono_literals;
@@ -146,6 +148,16 @@ TEST(ReplaySeek, LoopReadsTheFileAgain)
     EXPECT_EQ(all.size() % log.size(), 0u);
     for (std::size_t at = 0; at < all.size(); at += log.size())
         EXPECT_EQ(all.compare(at, log.size(), log), 0) << "round at " << at;
+}
+
+// A FIFO cannot be read twice: no index, so no seeking in it.
+TEST(ReplaySeek, FifoHasNoIndex)
+{
+    const std::string fifo = ::testing::TempDir() + "replay-index.fifo";
+    ::unlink(fifo.c_str());
+    ASSERT_EQ(::mkfifo(fifo.c_str(), 0600), 0);
+    EXPECT_TRUE(CReplayIndex::BuildFromFile(fifo).IsEmpty());
+    ::unlink(fifo.c_str());
 }
 
 namespace

@@ -89,6 +89,12 @@ CReplayIndex CReplayIndex::Build(std::string_view bytes)
 
 CReplayIndex CReplayIndex::BuildFromFile(const std::string &path)
 {
+    // Opening a FIFO or a device has effects of its own (a writer let go, a port's lines
+    // raised): only a regular file is opened.
+    struct stat before {
+    };
+    if (::stat(path.c_str(), &before) != 0 || !S_ISREG(before.st_mode))
+        return {};
     int fd;
     do
         fd = ::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
