@@ -28,6 +28,20 @@ TEST(CommandRules, EnableAndCheck)
         {"disconnect: closed", kCmdDisconnect, {}, false, false},
         {"stop replay: replaying", kCmdStopReplay, {.sourceOpen = true, .replaying = true}, true, false},
         {"stop replay: live port", kCmdStopReplay, {.sourceOpen = true}, false, false},
+        {"pause: replaying, playing", kCmdPauseReplay, {.sourceOpen = true, .replaying = true}, true, false},
+        {"pause: replaying, paused", kCmdPauseReplay, {.sourceOpen = true, .replaying = true, .replayPaused = true}, true, true},
+        {"pause: live port", kCmdPauseReplay, {.sourceOpen = true}, false, false},
+        {"step: only while paused", kCmdStepReplay, {.sourceOpen = true, .replaying = true}, false, false},
+        {"step: paused", kCmdStepReplay, {.sourceOpen = true, .replaying = true, .replayPaused = true}, true, false},
+        {"seek: a file", kCmdSeekForward, {.sourceOpen = true, .replaying = true, .replayCanSeek = true}, true, false},
+        {"seek: a FIFO", kCmdSeekBack, {.sourceOpen = true, .replaying = true}, false, false},
+        {"seek: live port", kCmdSeekBack, {.sourceOpen = true, .replayCanSeek = true}, false, false},
+        {"loop: set for the next replay too", kCmdLoopReplay, {.replayLoop = true}, true, true},
+        {"faster: up the ladder", kCmdReplayFaster, {.sourceOpen = true, .replaying = true, .replayDelay = 62}, true, false},
+        {"faster: at the top", kCmdReplayFaster, {.sourceOpen = true, .replaying = true, .replayDelay = 0}, false, false},
+        {"slower: at the bottom", kCmdReplaySlower, {.sourceOpen = true, .replaying = true, .replayDelay = 4000}, false, false},
+        {"slower: not replaying", kCmdReplaySlower, {.replayDelay = 1000}, false, false},
+        {"fastest: checked by its delay", kCmdReplaySpeedFastest, {.replayDelay = 0}, true, true},
         {"plain connect: closed", kCmdPlainConnect, {}, true, false},
         {"plain connect: replaying", kCmdPlainConnect, {.sourceOpen = true, .replaying = true}, false, false},
         {"direct connect: replaying", kCmdDirectConnect, {.sourceOpen = true, .replaying = true}, true, false},
@@ -120,7 +134,7 @@ TEST(CommandRules, CommandValues)
     }
     EXPECT_EQ(units, 3);
     EXPECT_EQ(formats, 4);
-    EXPECT_EQ(delays, 3);
+    EXPECT_EQ(delays, 8);
     EXPECT_EQ(modes, 2);
 }
 

@@ -1,23 +1,35 @@
 #include "app/CommandTable.h"
 
 // clang-format off
-const std::array<CMenuEntry, 53> kMenuEntries = {{
+const std::array<CMenuEntry, 65> kMenuEntries = {{
     {kCmdConfigure, "GPS", "", "&Configure...", false},
     {kCmdProgramChipset, "GPS", "", "P&rogram CS", false},
     {kCmdAutoConnect, "GPS", "", "&Auto Connect", true, true},
     {kCmdDisconnect, "GPS", "", "&Disconnect", false},
     {kCmdHotConnect, "GPS", "", "&Hot Connect", false},
     {kCmdPlainConnect, "GPS", "", "&Plain Connect", false},
+    {kCmdReplaySpeedFastest, "Log", "Replay S&peed", "&Fastest", true},
+    {kCmdReplaySpeed1600, "Log", "Replay S&peed", "1&600 %", true},
+    {kCmdReplaySpeed800, "Log", "Replay S&peed", "&800 %", true},
     {kCmdReplaySpeed400, "Log", "Replay S&peed", "&400 %", true},
     {kCmdReplaySpeed200, "Log", "Replay S&peed", "&200 %", true},
     {kCmdReplaySpeed100, "Log", "Replay S&peed", "&100 %", true},
+    {kCmdReplaySpeed50, "Log", "Replay S&peed", "5&0 %", true},
+    {kCmdReplaySpeed25, "Log", "Replay S&peed", "2&5 %", true},
+    {kCmdReplayFaster, "Log", "Replay S&peed", "F&aster", false},
+    {kCmdReplaySlower, "Log", "Replay S&peed", "Slo&wer", false},
     {kCmdStopReplay, "Log", "", "&Stop Replay", false},
     {kCmdReplay, "Log", "", "&Replay...", false},
+    {kCmdPauseReplay, "Log", "", "P&ause Replay", true, true},
+    {kCmdStepReplay, "Log", "", "Step O&ne Epoch", false},
+    {kCmdSeekBack, "Log", "", "Seek &Back 1 Minute", false},
+    {kCmdSeekForward, "Log", "", "Seek For&ward 1 Minute", false},
+    {kCmdLoopReplay, "Log", "", "L&oop Replay", true},
     {kCmdLogSettings, "Log", "", "Se&ttings...", false, true},
     {kCmdStopLogging, "Log", "", "Stop &Logging", false},
     {kCmdCreateLog, "Log", "", "&Create New...", false},
     {kCmdTrackLog, "Log", "", "Trac&k Log", true, true},
-    {kCmdTrackReplays, "Log", "", "Include Repl&ays in Track", true},
+    {kCmdTrackReplays, "Log", "", "&Include Replays in Track", true},
     {kCmdTrackEveryFix, "Log", "Track Rat&e", "&Every Fix", true},
     {kCmdTrackEverySecond, "Log", "Track Rat&e", "&1 Second", true},
     {kCmdTrackEvery5Seconds, "Log", "Track Rat&e", "&5 Seconds", true},
@@ -75,10 +87,30 @@ CCommandState EvaluateCommand(int id, const CFrameState &s)
         return {!s.sourceOpen, false};
     case kCmdDirectConnect:
         return {!s.sourceOpen || s.replaying, false};
-    case kCmdReplaySpeed400:
-    case kCmdReplaySpeed200:
+    case kCmdReplaySpeed25:
+    case kCmdReplaySpeed50:
     case kCmdReplaySpeed100:
+    case kCmdReplaySpeed200:
+    case kCmdReplaySpeed400:
+    case kCmdReplaySpeed800:
+    case kCmdReplaySpeed1600:
+    case kCmdReplaySpeedFastest:
         return {true, s.replayDelay == ReplayDelayOfCommand(id)};
+    case kCmdPauseReplay:
+        return {s.replaying && s.sourceOpen, s.replaying && s.replayPaused};
+    case kCmdStepReplay:
+        return {s.replaying && s.sourceOpen && s.replayPaused, false};
+    case kCmdSeekBack:
+    case kCmdSeekForward:
+        return {s.replaying && s.sourceOpen && s.replayCanSeek, false};
+    case kCmdLoopReplay:
+        return {true, s.replayLoop};
+    case kCmdReplayFaster:
+        return {s.replaying && s.sourceOpen
+                    && ReplaySpeedRung(s.replayDelay) + 1 < kReplaySpeeds.size(),
+                false};
+    case kCmdReplaySlower:
+        return {s.replaying && s.sourceOpen && ReplaySpeedRung(s.replayDelay) > 0, false};
     case kCmdStopReplay:
         return {s.replaying && s.sourceOpen, false};
     case kCmdStopLogging:
@@ -182,16 +214,14 @@ std::optional<CoordinateFormat> FormatOfCommand(int id)
 
 std::optional<unsigned> ReplayDelayOfCommand(int id)
 {
-    switch (id) {
-    case kCmdReplaySpeed400:
-        return kReplayDelay400Percent;
-    case kCmdReplaySpeed200:
-        return kReplayDelay200Percent;
-    case kCmdReplaySpeed100:
-        return kReplayDelay100Percent;
-    default:
-        return std::nullopt;
-    }
+    // In the ladder's order, slowest first.
+    constexpr std::array<int, kReplaySpeeds.size()> ids = {
+        kCmdReplaySpeed25,  kCmdReplaySpeed50,  kCmdReplaySpeed100,  kCmdReplaySpeed200,
+        kCmdReplaySpeed400, kCmdReplaySpeed800, kCmdReplaySpeed1600, kCmdReplaySpeedFastest};
+    for (std::size_t i = 0; i < ids.size(); ++i)
+        if (ids[i] == id)
+            return kReplaySpeeds[i].delayMs;
+    return std::nullopt;
 }
 
 std::optional<std::int32_t> TrackRateOfCommand(int id)

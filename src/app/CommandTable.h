@@ -68,7 +68,19 @@ enum CommandId : int {
     kCmdTrackEverySecond = 33013,
     kCmdTrackEvery5Seconds = 33014,
     kCmdTrackEvery10Metres = 33015,
-    kCmdExportTrack = 33016, ///< ours: an NMEA log as a GPX track
+    kCmdExportTrack = 33016,        ///< ours: an NMEA log as a GPX track
+    kCmdReplaySpeed25 = 33101,      ///< ours: Log > Replay Speed
+    kCmdReplaySpeed50 = 33102,      ///< ours: Log > Replay Speed
+    kCmdReplaySpeed800 = 33103,     ///< ours: Log > Replay Speed
+    kCmdReplaySpeed1600 = 33104,    ///< ours: Log > Replay Speed
+    kCmdReplaySpeedFastest = 33105, ///< ours: Log > Replay Speed, as fast as the window reads
+    kCmdPauseReplay = 33106,        ///< ours: Space
+    kCmdStepReplay = 33107,         ///< ours: Right, one epoch while paused
+    kCmdSeekBack = 33108,           ///< ours: Page Up, a minute back
+    kCmdSeekForward = 33109,        ///< ours: Page Down, a minute on
+    kCmdLoopReplay = 33110,         ///< ours: the replay starts again at its end
+    kCmdReplayFaster = 33111,       ///< ours: ], the next speed up the ladder
+    kCmdReplaySlower = 33112,       ///< ours: [, the next speed down
     kCmdAbout = 57664,
     kCmdHelp = 57670,
 };
@@ -100,6 +112,9 @@ struct CFrameState {
     /// The unit system the dashboard's instruments agree on; empty when they do not.
     std::optional<UnitSystem> units = UnitSystem::Metric;
     unsigned replayDelay = kInitialReplayDelay;
+    bool replayPaused = false;
+    bool replayLoop = false;
+    bool replayCanSeek = false; ///< a replayed file (not a FIFO) with epochs to seek among
     GnssMode gnssMode = GnssMode::AllSystems; ///< the mode in effect, the command line's included
     int visiblePage = kPageDashboard;
     bool dashboardModeOn = false;
@@ -149,7 +164,7 @@ struct CMenuEntry {
 };
 
 /// The menu bar from left to right, top to bottom.
-extern const std::array<CMenuEntry, 53> kMenuEntries;
+extern const std::array<CMenuEntry, 65> kMenuEntries;
 inline constexpr std::array<std::string_view, 4> kMenuTitles = {"&GPS", "&Log", "&Nav", "&Tools"};
 /// Tool bar buttons in order.
 inline constexpr std::array<int, 4> kToolBarCommands = {kCmdDisplayMode, kCmdStepOn, kCmdStepOff,

@@ -7,10 +7,11 @@
 #include "app/HelpViewer.h"
 #include "app/MenuKeys.h"
 #include "app/NoticeBar.h"
+#include "app/ReplayBar.h"
 #include "app/SpeedWarningBar.h"
 #include "app/StatusLine.h"
-#include "app/TripKeeper.h"
 #include "app/TrackLogSwitch.h"
+#include "app/TripKeeper.h"
 #include "base/Mnemonic.h"
 #include "dashboard/Altimeter.h"
 #include "dashboard/Dashboard.h"
@@ -122,6 +123,13 @@ CMainFrame::CMainFrame(QWidget *parent)
     paneLayout->addWidget(m_speedWarning);
     m_sheet = new CGPSSheet(pane);
     paneLayout->addWidget(m_sheet, 1);
+    m_replayBar = new CReplayBar(m_display, m_source, pane);
+    paneLayout->addWidget(m_replayBar);
+    connect(m_replayBar, &CReplayBar::SpeedChosen, this, [this](unsigned delay) {
+        SetReplayDelay(delay);
+        UpdateCommands();
+    });
+    connect(m_replayBar, &CReplayBar::ControlsChanged, this, [this] { UpdateCommands(); });
     m_statusLine = new CStatusLine(m_display, pane);
     paneLayout->addWidget(m_statusLine);
     setCentralWidget(pane);
@@ -151,6 +159,7 @@ CMainFrame::CMainFrame(QWidget *parent)
             RecordFailed(*error);
     });
     m_source.SetStatusHandler([this](const CSourceStatus &status) { OnSourceStatus(status); });
+    m_source.SetMarkHandler([this](ReplayMark mark) { ReplayMarked(mark); });
     m_wake = new QSocketNotifier(m_source.GetWakeHandle(), QSocketNotifier::Read, this);
     connect(m_wake, &QSocketNotifier::activated, this, [this] { OnWake(); });
     m_sound = std::make_unique<CFixSound>();
@@ -316,6 +325,14 @@ void CMainFrame::BuildCommands()
     m_actions[kCmdDigitalDashboard]->setShortcut(Qt::CTRL | Qt::Key_D);
     m_actions[kCmdDigitalDashboard]->setShortcutContext(Qt::ApplicationShortcut);
     m_actions[kCmdFullScreen]->setShortcut(QKeySequence::FullScreen);
+    // Enabled only while replaying (Right: while paused), so the keys are the pages' otherwise.
+    m_actions[kCmdPauseReplay]->setShortcut(Qt::Key_Space);
+    m_actions[kCmdStepReplay]->setShortcut(Qt::Key_Right);
+    m_actions[kCmdSeekBack]->setShortcut(Qt::Key_PageUp);
+    m_actions[kCmdSeekForward]->setShortcut(Qt::Key_PageDown);
+    m_actions[kCmdReplayFaster]->setShortcut(Qt::Key_BracketRight);
+    m_actions[kCmdReplaySlower]->setShortcut(Qt::Key_BracketLeft);
+    m_actions[kCmdLoopReplay]->setShortcut(Qt::CTRL | Qt::Key_L);
 
     for (int id : {kCmdDisplayMode, kCmdStepOn, kCmdStepOff}) {
         auto *action = new QAction(this);
@@ -362,6 +379,9 @@ CFrameState CMainFrame::GetState() const
     s.gnssMode = m_display.GetGnssMode();
     s.units = m_dashboard->GetUnits();
     s.replayDelay = m_source.GetReplayDelay();
+    s.replayPaused = m_replayBar->GetControl().IsPaused();
+    s.replayLoop = m_replayBar->GetControl().IsLooping();
+    s.replayCanSeek = m_replayBar->GetControl().CanSeek();
     s.visiblePage = m_sheet->currentIndex();
     s.dashboardModeOn = m_dashboard->IsExclusive();
     CGeoPosition cursor;
@@ -463,11 +483,28 @@ bool CMainFrame::RunReceiverCommand(int id)
 
 bool CMainFrame::RunLogCommand(int id)
 {
+    if (const std::optional<unsigned> delay = ReplayDelayOfCommand(id)) {
+        SetReplayDelay(*delay);
+        return true;
+    }
     switch (id) {
-    case kCmdReplaySpeed400:
-    case kCmdReplaySpeed200:
-    case kCmdReplaySpeed100:
-        SetReplayDelay(*ReplayDelayOfCommand(id));
+    case kCmdPauseReplay:
+        m_replayBar->TogglePause();
+        return true;
+    case kCmdStepReplay:
+        m_replayBar->Step();
+        return true;
+    case kCmdSeekBack:
+    case kCmdSeekForward:
+        m_replayBar->SeekBy(id == kCmdSeekBack ? -CReplayControl::kSeekStepSeconds
+                                               : CReplayControl::kSeekStepSeconds);
+        return true;
+    case kCmdLoopReplay:
+        m_replayBar->ToggleLoop();
+        return true;
+    case kCmdReplayFaster:
+    case kCmdReplaySlower:
+        SetReplayDelay(StepReplaySpeed(m_source.GetReplayDelay(), id == kCmdReplayFaster ? 1 : -1));
         return true;
     case kCmdReplay:
         ChooseAndReplay();
@@ -877,6 +914,7 @@ void CMainFrame::resizeEvent(QResizeEvent *event)
     m_notice->FitTo(width());
     m_speedWarning->FitTo(width());
     m_statusLine->FitTo(size());
+    m_replayBar->FitTo(size());
 }
 
 QString CMainFrame::GetNotice() const
@@ -916,6 +954,8 @@ bool CMainFrame::ReplayFile(const QString &path)
         return false;
     }
     m_session.ReplayStarted();
+    m_trip->BeginReplay();
+    m_replayBar->Started(path.toStdString());
     m_dashboard->SetReplaying(true);
     m_replayPath = path;
     m_status.replayName = QFileInfo(path).fileName().toStdString();
@@ -931,6 +971,7 @@ void CMainFrame::CloseSource()
     StopRetrying();
     m_session.ClosedByUser();
     m_source.Close();
+    ReplayStopped();
     m_status.source = CStatusState::Source::None;
     m_status.receiverLost = false;
     if (m_trip)
@@ -983,6 +1024,7 @@ void CMainFrame::StopLogging()
 void CMainFrame::SetReplayDelay(unsigned milliseconds)
 {
     m_source.SetReplayDelay(milliseconds);
+    m_replayBar->Refresh();
 }
 
 void CMainFrame::OnWake()
@@ -1008,6 +1050,7 @@ void CMainFrame::OnSourceClosed(int errorCode)
         m_retryWait.Reset();
         m_retry->start(m_retryWait.NextMs());
     }
+    ReplayStopped();
     if (a.replayEnded) {
         // The last values stay, but go stale as a silent receiver's would.
         m_dashboard->ReplayEnded();
@@ -1017,6 +1060,29 @@ void CMainFrame::OnSourceClosed(int errorCode)
     UpdateCommands();
     if (a.replayEnded || a.receiverLost)
         emit SourceEnded(a.replayEnded);
+}
+
+void CMainFrame::ReplayMarked(ReplayMark mark)
+{
+    if (mark == ReplayMark::Rewound) {
+        m_session.RestartReplay();
+        m_replayBar->Rewound();
+        m_trip->RewindReplay();
+        m_mapView->ClearPointList();
+    }
+    m_session.SetCatchingUp(m_source.IsCatchingUp());
+    m_trip->SetQuiet(m_source.IsCatchingUp());
+    if (mark == ReplayMark::CatchUpEnd)
+        m_replayBar->Refresh();
+}
+
+void CMainFrame::ReplayStopped()
+{
+    m_session.SetCatchingUp(false);
+    if (m_trip)
+        m_trip->SetQuiet(false);
+    if (m_replayBar->GetControl().IsActive())
+        m_replayBar->Stopped();
 }
 
 void CMainFrame::ReceiverLost(int errorCode, const CReceiverUpdate &update)
@@ -1031,6 +1097,7 @@ void CMainFrame::ReceiverLost(int errorCode, const CReceiverUpdate &update)
 
 void CMainFrame::HandleLine(std::string_view line)
 {
+    m_replayBar->TakeLine(line);
     const CReceiverUpdate u = m_session.HandleLine(line);
     Show(u);
     // The reader's own line for a silent port is no sign of the receiver.

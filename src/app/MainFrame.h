@@ -31,6 +31,7 @@ class CWaypointBook;
 class QAction;
 class CDatabaseWatch;
 class CNoticeBar;
+class CReplayBar;
 class CSpeedWarningBar;
 class CStatusLine;
 class CTripKeeper;
@@ -119,6 +120,8 @@ public:
     void RefreshStatusLine();
     /// The trip computer and the speed alarm.
     [[nodiscard]] CTripKeeper &GetTrip() const { return *m_trip; }
+    /// The replay bar below the pages, shown while a file replays.
+    [[nodiscard]] CReplayBar *GetReplayBar() const { return m_replayBar; }
     /// The speed alarm's warning above the pages.
     [[nodiscard]] CSpeedWarningBar *GetSpeedWarningBar() const { return m_speedWarning; }
     /// The Speed Alarm dialog, over the digital dashboard while it shows.
@@ -155,6 +158,9 @@ private:
     void ResetIdleTimer();
     void OnWake();
     void OnSourceClosed(int errorCode);
+    // Where the replay's lines stand: started again from the file's start, catching up to a seek.
+    void ReplayMarked(ReplayMark mark);
+    void ReplayStopped();
     void ReceiverLost(int errorCode, const CReceiverUpdate &update);
     void RetryPort();
     bool OpenNetworkSource(const CSourceAddress &source);
@@ -198,6 +204,7 @@ private:
     CNoticeBar *m_notice = nullptr;
     CSpeedWarningBar *m_speedWarning = nullptr;
     CStatusLine *m_statusLine = nullptr;
+    CReplayBar *m_replayBar = nullptr;
     CGPSSheet *m_sheet = nullptr;
     CDashboard *m_dashboard = nullptr;
     CMapView *m_mapView = nullptr;
@@ -234,7 +241,7 @@ private:
     int m_alarmCount = 0;
     CWindowKeeper m_placement{*this};
     CStatusState m_status;
-    std::optional<double> m_timeOfDay; // the receiver's last UTC time, for the signal history
+    std::optional<double> m_timeOfDay;      // the receiver's last UTC time, for the signal history
     std::optional<CGeoPosition> m_sunPlace; ///< the last fix, for the sun
     CSunWatch m_sunWatch;
     QElapsedTimer m_statusClock;

@@ -54,7 +54,7 @@ void CTripKeeper::Take(const CReceiverUpdate &update)
 
 void CTripKeeper::Carry(const CSpeedAlarmStep &step)
 {
-    if (step.sound)
+    if (step.sound && !m_quiet)
         m_sound.Play(CFixSound::Kind::SpeedAlarm);
     if (step.changed)
         emit WarningChanged();
@@ -64,6 +64,17 @@ void CTripKeeper::SourceClosed()
 {
     Carry(m_alarm.Clear());
     Store();
+}
+
+void CTripKeeper::RewindReplay()
+{
+    if (m_replayStart)
+        m_trip = *m_replayStart;
+    const bool quiet = m_quiet;
+    m_quiet = true;
+    Carry(m_alarm.Clear());
+    m_quiet = quiet;
+    emit TripChanged();
 }
 
 void CTripKeeper::ResetTrip()

@@ -49,6 +49,13 @@ public:
     /// Writes the figures now.
     void Store();
 
+    /// A replay starts: the figures as they are now are where a seek back starts over.
+    void BeginReplay() { m_replayStart = m_trip; }
+    /// The replay starts again from its first line: the figures go back to the replay's start.
+    void RewindReplay();
+    /// While a replay catches up to a seek, the alarm follows the speeds but makes no sound.
+    void SetQuiet(bool quiet) { m_quiet = quiet; }
+
 signals:
     /// A figure changed.
     void TripChanged();
@@ -62,6 +69,8 @@ private:
     const CWaypointBook &m_waypoints;
     CTripComputer m_trip;
     CSpeedAlarm m_alarm;
+    std::optional<CTripComputer> m_replayStart;
+    bool m_quiet = false;
     QTimer *m_storeTimer = nullptr;
     unsigned long m_storedChanges = 0;
     QElapsedTimer m_sinceStore;

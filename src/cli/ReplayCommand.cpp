@@ -5,6 +5,7 @@
 #include "SignalPipe.h"
 #include "receiver/DataSource.h"
 #include "receiver/ReceiverSession.h"
+#include "receiver/ReplayIndex.h"
 #include "waypoints/WaypointDatabase.h"
 #include "waypoints/WaypointNavigator.h"
 
@@ -27,7 +28,7 @@ namespace
 constexpr const char *kReplayHelp =
     "usage: veloran-cli replay FILE [--delay MS] [--record OUT] [--profile full|moderate|low]\n"
     "                          [--summary] [--waypoints DB --goto NAME [--json]]\n"
-    "                          [--gnss all|gps]\n"
+    "                          [--gnss all|gps] [--from HH:MM:SS] [--to HH:MM:SS]\n"
     "\n"
     "Replays an NMEA log through the receiver engine: the reader thread cuts it into lines and\n"
     "hands them over to the parser and the recorder, as the window does with a receiver.\n"
@@ -42,6 +43,10 @@ constexpr const char *kReplayHelp =
     "               recording or FILE itself is refused; the rules are every sentence and\n"
     "               every other line unless --profile\n"
     "  --profile P  recording rates of the profile: full, moderate or low\n"
+    "  --from T     replay from the first epoch (GGA or RMC time) at or after the log's UTC\n"
+    "               time T (HH:MM:SS); the lines before it are read unrecorded and unheard,\n"
+    "               so positions, fixes and the proximity alarm stand as they would\n"
+    "  --to T       end after the last epoch of the second T (HH:MM:SS, UTC of the log)\n"
     "  --summary    print the count per sentence type, lines and lines per second\n"
     "  --waypoints DB --goto NAME\n"
     "               run the proximity alarm for the waypoint NAME of the database DB as\n"
@@ -61,7 +66,20 @@ struct CReplayOptions {
     bool haveGoto = false;
     bool json = false;
     GnssMode mode = GnssMode::AllSystems;
+    std::optional<double> from; // seconds of the day
+    std::optional<double> to;
 };
+
+CCliOption TimeOption(std::string_view name, std::optional<double> &target)
+{
+    return {name, "a time HH:MM:SS", [&target, name](std::string_view value, std::string &error) {
+                target = ParseLogTime(value);
+                if (!target)
+                    error = "bad " + std::string(name.substr(2)) + " time '" + std::string(value)
+                            + "' (HH:MM:SS)";
+                return target.has_value();
+            }};
+}
 
 // The exit status when the command ends here (help, a bad command line), else nothing.
 std::optional<int> ParseReplayOptions(const std::vector<std::string_view> &args,
@@ -87,7 +105,9 @@ std::optional<int> ParseReplayOptions(const std::vector<std::string_view> &args,
                          return true;
                      },
                      true},
-                    FlagOption("--json", options.json)},
+                    FlagOption("--json", options.json),
+                    TimeOption("--from", options.from),
+                    TimeOption("--to", options.to)},
         .operand = OneFile("replay", file)};
     if (const std::optional<int> status = ReadArguments(args, 0, syntax))
         return status;
@@ -152,6 +172,9 @@ public:
             [this](std::string_view bytes) { Recorded(m_session.RecordUnfinished(bytes)); });
         m_source.SetReplayDelay(m_options.delay);
         m_source.SetGnssMode(m_options.mode);
+        m_source.SetMarkHandler(
+            [this](ReplayMark) { m_session.SetCatchingUp(m_source.IsCatchingUp()); });
+        SetWindow();
         m_started = std::chrono::steady_clock::now();
         std::string error;
         const std::string &file = m_options.file;
@@ -212,6 +235,27 @@ public:
     }
 
 private:
+    // --from and --to: the bytes of the log between them, by its epochs' times.
+    void SetWindow()
+    {
+        if (!m_options.from && !m_options.to)
+            return;
+        const CReplayIndex index = CReplayIndex::BuildFromFile(m_options.file);
+        std::uint64_t from = 0;
+        std::optional<std::uint64_t> to;
+        if (m_options.from) {
+            const std::optional<std::size_t> first = index.FirstEpochFrom(*m_options.from);
+            from = first ? index.GetEpoch(*first).offset : index.GetFileSize();
+        }
+        if (m_options.to) {
+            // The whole second: a receiver reporting 5 times a second has 5 epochs in it.
+            const std::optional<std::size_t> after = index.FirstEpochFrom(*m_options.to + 1.0);
+            if (after)
+                to = std::max(index.GetEpoch(*after).offset, from);
+        }
+        m_source.SetReplayWindow(from, to);
+    }
+
     void HandleLine(std::string_view line)
     {
         const CReceiverUpdate update = m_session.HandleLine(line);

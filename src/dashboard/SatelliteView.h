@@ -1,8 +1,8 @@
 #pragma once
 
 #include "dashboard/Gauge.h"
-#include "dashboard/SkyLayout.h"
 #include "dashboard/SkyColours.h"
+#include "dashboard/SkyLayout.h"
 #include "dashboard/SkyView.h"
 
 #include <array>

@@ -12,6 +12,22 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+namespace
+{
+
+// Sets a control of the reader's and wakes it wherever it waits.
+template <class Change> void SetControl(CReaderSession &s, Change change)
+{
+    {
+        std::lock_guard lock(s.m_mutex);
+        change();
+        s.m_controlSet = true;
+    }
+    s.m_changed.notify_all();
+}
+
+} // namespace
+
 CDataSource::CDataSource(LineHandler onLine, ClosedHandler onClosed)
     : m_onLine(std::move(onLine))
     , m_onClosed(std::move(onClosed))
@@ -95,6 +111,11 @@ bool CDataSource::OpenReplay(const std::string &path, std::string &error,
     } else {
         session->m_waitForData = true; // FIFO, device, socket: poll together with the stop event
     }
+    session->m_catchUpFirst = m_windowFrom;
+    session->m_endAt = m_windowTo.value_or(kNoReplayEnd);
+    m_windowFrom = 0;
+    m_windowTo.reset();
+    session->m_loop = m_loop;
     m_lastFailure = Failure::Thread;
     if (!Start(std::move(session))) {
         error = std::string("cannot start the reader: ") + std::strerror(errno);
@@ -146,6 +167,7 @@ bool CDataSource::Start(std::shared_ptr<CReaderSession> session)
 
 void CDataSource::Close()
 {
+    m_catchingUp = false;
     const std::shared_ptr<CReaderSession> s = m_session;
     if (!s)
         return;
@@ -220,11 +242,47 @@ std::optional<CFileIdentity> CDataSource::GetReplayIdentity() const
 void CDataSource::SetReplayDelay(unsigned milliseconds)
 {
     m_replayDelay->store(milliseconds);
+    // A long wait at the old speed ends now.
+    if (const std::shared_ptr<CReaderSession> s = m_session; s && s->m_replay)
+        SetControl(*s, [] {});
 }
 
 unsigned CDataSource::GetReplayDelay() const
 {
     return m_replayDelay->load();
+}
+
+void CDataSource::PauseReplay(bool paused)
+{
+    if (const std::shared_ptr<CReaderSession> s = m_session; s && s->m_replay)
+        SetControl(*s, [&] {
+            s->m_paused = paused;
+            s->m_steps = 0;
+        });
+}
+
+bool CDataSource::IsReplayPaused() const
+{
+    return IsReplaying() && m_session->m_paused;
+}
+
+void CDataSource::StepReplay()
+{
+    if (const std::shared_ptr<CReaderSession> s = m_session; s && s->m_replay)
+        SetControl(*s, [&] { ++s->m_steps; });
+}
+
+void CDataSource::SeekReplay(std::uint64_t until, bool rewind)
+{
+    if (const std::shared_ptr<CReaderSession> s = m_session; s && s->m_replay)
+        SetControl(*s, [&] { s->m_seek = std::pair(until, rewind); });
+}
+
+void CDataSource::SetReplayLoop(bool loop)
+{
+    m_loop = loop;
+    if (m_session)
+        m_session->m_loop = loop;
 }
 
 void CDataSource::ProcessPending()
@@ -246,10 +304,18 @@ void CDataSource::ProcessPending()
     }
     const auto &statuses = batch.GetStatuses();
     auto status = statuses.begin();
+    const auto &marks = batch.GetMarks();
+    auto mark = marks.begin();
     const auto sayUpTo = [&](std::size_t line) {
         for (; status != statuses.end() && status->first <= line && m_session == s; ++status)
             if (m_onStatus)
                 m_onStatus(status->second);
+        for (; mark != marks.end() && mark->first <= line && m_session == s; ++mark) {
+            if (mark->second != ReplayMark::Rewound)
+                m_catchingUp = mark->second == ReplayMark::CatchUpBegin;
+            if (m_onMark)
+                m_onMark(mark->second);
+        }
     };
     for (std::size_t i = 0; i < batch.GetSize(); ++i) {
         sayUpTo(i);
@@ -273,6 +339,7 @@ void CDataSource::ProcessPending()
         // The reader is past its last hand-over and about to return.
         Join(s);
         m_session.reset();
+        m_catchingUp = false;
         if (m_onClosed)
             m_onClosed(endError);
     }

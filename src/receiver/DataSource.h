@@ -2,6 +2,7 @@
 
 #include "nmea/GnssSystem.h"
 #include "receiver/FileIdentity.h"
+#include "receiver/ReplayControl.h"
 #include "receiver/ReplaySpeed.h"
 #include "receiver/SourceAddress.h"
 #include "receiver/SourceStatus.h"
@@ -111,6 +112,32 @@ public:
     void SetReplayDelay(unsigned milliseconds);
     [[nodiscard]] unsigned GetReplayDelay() const;
 
+    /// A replay's controls, each taking effect before the next epoch (the next paced line):
+    /// paused, the reader hands on all lines before the epoch and waits.
+    void PauseReplay(bool paused);
+    [[nodiscard]] bool IsReplayPaused() const;
+    /// While paused, lets one more epoch through.
+    void StepReplay();
+    /// Reads on unpaced to byte `until`, the lines marked as catching up (IsCatchingUp); with
+    /// `rewind`, or when the reader is already past `until`, from the file's start, the
+    /// restart said to the mark handler first.
+    void SeekReplay(std::uint64_t until, bool rewind);
+    /// At the end of the file the replay starts again from the first line (said to the mark
+    /// handler) instead of ending. For the replays opened after as well.
+    void SetReplayLoop(bool loop);
+    [[nodiscard]] bool IsReplayLooping() const { return m_loop; }
+    /// For the next OpenReplay only: catch up to byte `from` first, and end at byte `to` (none:
+    /// the file's end) as at the end of the file.
+    void SetReplayWindow(std::uint64_t from, std::optional<std::uint64_t> to)
+    {
+        m_windowFrom = from;
+        m_windowTo = to;
+    }
+    /// Gets where a replay's lines stand, in order with them (see ReplayMark).
+    void SetMarkHandler(std::function<void(ReplayMark)> onMark) { m_onMark = std::move(onMark); }
+    /// The lines being handed on catch up to a seek's target.
+    [[nodiscard]] bool IsCatchingUp() const { return m_catchingUp; }
+
     /// How the reader cuts lines (see CLineAssembler); a change applies from the next block
     /// read, also to the open source.
     void SetGnssMode(GnssMode mode) { m_gnssMode->store(mode); }
@@ -147,6 +174,11 @@ private:
     std::function<void()> m_onBatch;
     LineHandler m_onUnfinished;
     std::function<void(const CSourceStatus &)> m_onStatus;
+    std::function<void(ReplayMark)> m_onMark;
+    bool m_catchingUp = false;
+    bool m_loop = false;
+    std::uint64_t m_windowFrom = 0;
+    std::optional<std::uint64_t> m_windowTo;
     int m_wakeFd = -1;
     std::shared_ptr<std::atomic<unsigned>> m_replayDelay;
     std::shared_ptr<std::atomic<GnssMode>> m_gnssMode =

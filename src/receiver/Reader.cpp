@@ -64,8 +64,9 @@ bool HandOver(CReaderSession &s, CLineBatch &batch)
 bool PauseReader(CReaderSession &s, unsigned milliseconds)
 {
     std::unique_lock lock(s.m_mutex);
-    return !s.m_changed.wait_for(lock, std::chrono::milliseconds(milliseconds),
-                                 [&] { return s.m_stop.load(); });
+    s.m_changed.wait_for(lock, std::chrono::milliseconds(milliseconds),
+                         [&] { return s.m_stop.load() || s.m_controlSet.load(); });
+    return !s.m_stop;
 }
 
 void FinishReader(CReaderSession &s, bool endedBySource, int endError)
@@ -158,6 +159,43 @@ bool FindSpeed(CReaderSession &s, CLineBatch &batch, int &failure)
     return HandOver(s, batch);
 }
 
+enum class PaceResult { Go, Stop, Seek };
+
+// Before each epoch of a replay: waits out the speed's delay, stays while paused (an epoch at a
+// time when stepped), or takes a seek. The consumer has all lines before the epoch when it waits.
+PaceResult Pace(CReaderSession &s, CLineBatch &batch, std::pair<std::uint64_t, bool> &seek)
+{
+    const auto start = std::chrono::steady_clock::now();
+    if (s.m_replayDelay->load() == 0 && !s.m_paused && !s.m_controlSet)
+        return PaceResult::Go;
+    if (!HandOver(s, batch))
+        return PaceResult::Stop;
+    std::unique_lock lock(s.m_mutex);
+    const auto changed = [&] { return s.m_stop.load() || s.m_controlSet.load(); };
+    for (;;) {
+        s.m_controlSet = false;
+        if (s.m_stop)
+            return PaceResult::Stop;
+        if (s.m_seek) {
+            seek = *s.m_seek;
+            s.m_seek.reset();
+            return PaceResult::Seek;
+        }
+        if (s.m_paused) {
+            if (s.m_steps > 0) {
+                --s.m_steps;
+                return PaceResult::Go;
+            }
+            s.m_changed.wait(lock, changed);
+            continue;
+        }
+        // A new speed counts from the epoch's start, so a slower one is not waited out twice.
+        const auto until = start + std::chrono::milliseconds(s.m_replayDelay->load());
+        if (!s.m_changed.wait_until(lock, until, changed))
+            return PaceResult::Go;
+    }
+}
+
 } // namespace
 
 void RunReader(std::shared_ptr<CReaderSession> session)
@@ -170,6 +208,34 @@ void RunReader(std::shared_ptr<CReaderSession> session)
     bool endedBySource = false;
     int endError = 0;
     std::uint64_t handed = 0; // replay bytes, for the progress shown
+    // A seek: lines go on unpaced until this byte; after a seek back, the file starts again.
+    bool catchingUp = false;
+    std::uint64_t catchUntil = 0;
+    std::optional<std::uint64_t> rewindUntil;
+    bool windowEnded = false;
+    const auto catchUp = [&](std::uint64_t until) {
+        catchingUp = true;
+        catchUntil = until;
+        batch.AddMark(ReplayMark::CatchUpBegin);
+    };
+    if (s.m_replay && s.m_catchUpFirst > 0)
+        catchUp(s.m_catchUpFirst);
+    // Loop and seek back: only a file can be read again.
+    const bool rereadable = s.m_replay && !s.m_waitForData;
+    const auto rewind = [&] {
+        if (::lseek(s.m_fd, 0, SEEK_SET) != 0)
+            return false;
+        assembler.DropPending();
+        epochTime.clear();
+        handed = 0;
+        if (catchingUp) {
+            catchingUp = false;
+            batch.AddMark(ReplayMark::CatchUpEnd);
+        }
+        s.m_replayHanded.store(0, std::memory_order_relaxed);
+        batch.AddMark(ReplayMark::Rewound);
+        return true;
+    };
     const auto end = [&](int errorCode) {
         endedBySource = true;
         endError = errorCode;
@@ -185,6 +251,14 @@ void RunReader(std::shared_ptr<CReaderSession> session)
     }
 
     while (!s.m_stop) {
+        if (rewindUntil) {
+            if (!rewind()) {
+                end(errno);
+                break;
+            }
+            catchUp(*rewindUntil);
+            rewindUntil.reset();
+        }
         bool hungUp = false;
         if (!s.m_replay || s.m_waitForData) {
             // A replayed FIFO or device has no time-out: it ends when its writer goes.
@@ -226,6 +300,13 @@ void RunReader(std::shared_ptr<CReaderSession> session)
                 if (!HandOver(s, batch))
                     break;
             }
+            if (s.m_loop && rereadable && handed > 0) {
+                if (!rewind()) {
+                    end(errno);
+                    break;
+                }
+                continue;
+            }
             end(0); // end of the replay file
             break;
         }
@@ -240,16 +321,40 @@ void RunReader(std::shared_ptr<CReaderSession> session)
                 go = false;
                 return;
             }
+            if (s.m_replay) {
+                if (handed >= s.m_endAt.load()) {
+                    go = false;
+                    windowEnded = true;
+                    return;
+                }
+                if (catchingUp && handed >= catchUntil) {
+                    catchingUp = false;
+                    batch.AddMark(ReplayMark::CatchUpEnd);
+                }
+            }
             // Replay pacing: one pause before each line with 'G' at index 4, as the line buffer
             // holds it (a short line leaves the previous line's byte there); with all systems
             // before each epoch's first GGA.
             const bool paced =
                 allSystems ? StartsEpoch(line, epochTime) : assembler.GetBuffer()[4] == 'G';
-            if (s.m_replay && paced) {
-                const unsigned delay = s.m_replayDelay->load();
-                if (delay > 0 && (!HandOver(s, batch) || !PauseReader(s, delay))) {
+            if (s.m_replay && paced && !catchingUp) {
+                std::pair<std::uint64_t, bool> seek;
+                const PaceResult r = Pace(s, batch, seek);
+                if (r == PaceResult::Stop) {
                     go = false;
                     return;
+                }
+                if (r == PaceResult::Seek) {
+                    if (seek.second || seek.first < handed) {
+                        // Back: the lines before this one are read again from the start.
+                        if (rereadable) {
+                            rewindUntil = seek.first;
+                            go = false;
+                            return;
+                        }
+                    } else if (seek.first > handed) {
+                        catchUp(seek.first);
+                    }
                 }
             }
             // Every byte goes on, for the recording; the parser reads the line as cut.
@@ -259,6 +364,13 @@ void RunReader(std::shared_ptr<CReaderSession> session)
                 s.m_replayHanded.store(handed, std::memory_order_relaxed);
             }
         });
+        if (windowEnded) {
+            HandOver(s, batch);
+            end(0);
+            break;
+        }
+        if (rewindUntil && !s.m_stop)
+            continue;
         if (!go || !HandOver(s, batch))
             break;
     }

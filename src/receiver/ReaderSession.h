@@ -2,6 +2,7 @@
 
 #include "nmea/GnssSystem.h"
 #include "receiver/FileIdentity.h"
+#include "receiver/ReplayControl.h"
 #include "receiver/SerialPort.h"
 #include "receiver/SourceAddress.h"
 #include "receiver/SourceStatus.h"
@@ -15,6 +16,8 @@
 #include <string>
 #include <string_view>
 #include <vector>
+
+inline constexpr std::uint64_t kNoReplayEnd = ~std::uint64_t{0};
 
 /// Lines on their way from the reader to the consumer, in one buffer so that a long replay
 /// does not allocate per line.
@@ -38,6 +41,12 @@ public:
     {
         return m_statuses;
     }
+    void AddMark(ReplayMark mark) { m_marks.emplace_back(m_ends.size(), mark); }
+    /// Each mark with the number of lines that come before it.
+    [[nodiscard]] const std::vector<std::pair<std::size_t, ReplayMark>> &GetMarks() const
+    {
+        return m_marks;
+    }
     [[nodiscard]] std::string_view GetUnfinished() const { return m_unfinished; }
     void Clear()
     {
@@ -45,10 +54,11 @@ public:
         m_ends.clear();
         m_unfinished.clear();
         m_statuses.clear();
+        m_marks.clear();
     }
     [[nodiscard]] bool IsEmpty() const
     {
-        return m_ends.empty() && m_unfinished.empty() && m_statuses.empty();
+        return m_ends.empty() && m_unfinished.empty() && m_statuses.empty() && m_marks.empty();
     }
     [[nodiscard]] std::size_t GetSize() const { return m_ends.size(); }
     [[nodiscard]] std::string_view GetAt(std::size_t i) const
@@ -62,6 +72,7 @@ public:
         m_ends.swap(other.m_ends);
         m_unfinished.swap(other.m_unfinished);
         m_statuses.swap(other.m_statuses);
+        m_marks.swap(other.m_marks);
     }
 
 private:
@@ -69,6 +80,7 @@ private:
     std::vector<std::uint32_t> m_ends;
     std::string m_unfinished;
     std::vector<std::pair<std::size_t, CSourceStatus>> m_statuses;
+    std::vector<std::pair<std::size_t, ReplayMark>> m_marks;
 };
 
 /// Everything one open source shares between the consumer and its reader thread. Both hold a
@@ -102,6 +114,15 @@ struct CReaderSession {
     // Bytes of the replay cut into lines so far: the status line reads it while the reader runs.
     std::atomic<std::uint64_t> m_replayHanded{0};
 
+    // The replay's controls, set by the consumer: the reader looks at them before each epoch.
+    std::atomic<bool> m_controlSet{false}; // one of the guarded controls below changed
+    std::atomic<bool> m_paused{false};     // set under m_mutex
+    unsigned m_steps = 0;                  // guarded: epochs to let through while paused
+    std::optional<std::pair<std::uint64_t, bool>> m_seek; // guarded: until, rewind
+    std::atomic<bool> m_loop{false};
+    std::atomic<std::uint64_t> m_endAt{kNoReplayEnd}; // the replay ends at this byte
+    std::uint64_t m_catchUpFirst = 0; // set before the reader starts: catch up to this byte
+
     std::atomic<bool> m_stop{false};
     std::atomic<bool> m_open{true};
 
@@ -124,7 +145,8 @@ void RunNetworkReader(std::shared_ptr<CReaderSession> session);
 /// Hands the batch to the consumer and waits until it has been handled. False once the source
 /// is being closed.
 bool HandOver(CReaderSession &s, CLineBatch &batch);
-/// Waits `milliseconds` unless the source is closed first; false when it was.
+/// Waits `milliseconds` unless the source is closed first; false when it was. A replay's
+/// control set meanwhile ends the wait early.
 bool PauseReader(CReaderSession &s, unsigned milliseconds);
 /// The reader's last words: the source ended by itself (with `endError`) or was closed.
 

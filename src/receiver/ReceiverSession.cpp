@@ -17,6 +17,12 @@ CReceiverUpdate CReceiverSession::HandleLine(std::string_view raw)
     ++m_lines;
     ++m_counts[u.type >= 0 ? static_cast<std::size_t>(u.type) : kSentenceTypeCount];
     Route(u);
+    if (m_catchingUp) {
+        u.sound = FixSound::None;
+        u.events &= ~(kEventWaypointReached | kEventSetClock);
+        u.waypointAlert.clear();
+        return u;
+    }
     if (FeedsTrack())
         m_track.OnSentence(u.type, m_parser);
     Record(raw, u.type);
@@ -170,6 +176,15 @@ void CReceiverSession::SetGnssMode(GnssMode mode)
 {
     m_parser.SetMode(mode);
     m_rules.ResetCounters();
+    m_track.SourceEnded();
+}
+
+void CReceiverSession::RestartReplay()
+{
+    m_parser.SetMode(m_parser.GetMode());
+    m_fixEvents = CFixEvents();
+    m_lines = 0;
+    // The file's first epoch is no continuation of its last.
     m_track.SourceEnded();
 }
 

@@ -161,6 +161,14 @@ public:
     /// A track log failure since the last call (the track log is off then).
     std::optional<std::string> TakeTrackError() { return m_track.TakeError(); }
 
+    /// While a replay catches up to a point it seeks, its lines rebuild what is shown but are
+    /// neither recorded nor heard: no sound, no waypoint box, no clock set.
+    void SetCatchingUp(bool catchingUp) { m_catchingUp = catchingUp; }
+    [[nodiscard]] bool IsCatchingUp() const { return m_catchingUp; }
+    /// The replay starts again from the file's first line: the parser and the fix events forget
+    /// what its lines said.
+    void RestartReplay();
+
     /// Lines handled per sentence type, and in all.
     [[nodiscard]] std::uint64_t GetCount(int type) const;
     [[nodiscard]] std::uint64_t GetLines() const { return m_lines; }
@@ -185,6 +193,7 @@ private:
     CWaypointNavigator *m_navigator = nullptr;
     bool m_playSound = true;
     bool m_syncClock = false;
+    bool m_catchingUp = false;
     std::optional<std::string> m_recordError;
     std::array<std::uint64_t, kSentenceTypeCount + 1> m_counts{}; // last: refused lines
     std::uint64_t m_lines = 0;

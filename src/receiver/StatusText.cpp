@@ -51,6 +51,10 @@ std::string ReplayText(const CStatusState &s)
     }
     if (s.replayDelayMs == 0)
         return text + " max";
+    // The ladder's 1600 % waits a rounded 62 ms: its own name, not 1612 %.
+    for (const CReplaySpeed &speed : kReplaySpeeds)
+        if (speed.delayMs == s.replayDelayMs)
+            return text + " " + std::to_string(speed.percent) + " %";
     return text + " " + std::to_string(kReplayDelay100Percent * 100 / s.replayDelayMs) + " %";
 }
 
