@@ -123,6 +123,43 @@ TEST(CardTurn, TurnsTheShortWayWithinItsTime)
     }
 }
 
+TEST(CardTurn, SmallChangesJump)
+{
+    // A 10 Hz receiver's course wanders by fractions of a degree: easing each would keep the
+    // compass repainting at the frame rate.
+    struct Case {
+        double from, to;
+        bool turns;
+        const char *legend;
+    };
+    const Case cases[] = {
+        {100, 100.4, false, "under half a degree"},
+        {100, 100.99, false, "just under a degree"},
+        {359.7, 0.3, false, "0.6 degrees over north"},
+        {0.3, 359.7, false, "and back"},
+        {100, 101, true, "a degree eases"},
+        {359.5, 0.5, true, "a degree over north"},
+    };
+    for (const Case &c : cases) {
+        SCOPED_TRACE(c.legend);
+        CCardTurn card;
+        card.Jump(c.from);
+        card.TurnTo(c.to);
+        EXPECT_EQ(card.IsTurning(), c.turns);
+        if (!c.turns) {
+            EXPECT_EQ(card.GetShown(), NormaliseDegrees(c.to)) << "shown at once";
+        }
+    }
+    // Mid-turn, a small step from the angle shown jumps to the new course and ends the turn.
+    CCardTurn card;
+    card.Jump(0);
+    card.TurnTo(90);
+    card.Advance(CCardTurn::kDurationMs);
+    card.TurnTo(90.5);
+    EXPECT_FALSE(card.IsTurning());
+    EXPECT_EQ(card.GetShown(), 90.5);
+}
+
 TEST(CardTurn, NewCoursesMidTurn)
 {
     CCardTurn card;

@@ -119,6 +119,31 @@ TEST(GaugeMath, NeedleTurnsClockwiseFromTheBottom)
                       r + RoundHalfUp(at * std::cos(-M_PI / 5))}));
 }
 
+TEST(GaugeMath, OnlyAMovedNeedleRedraws)
+{
+    const CScaleRange scale = CScaleRange::Make(10, 10, 10); // 100 units a turn, 3.6 deg a unit
+    const struct {
+        double from, to;
+        int radius;
+        bool moves;
+        const char *legend;
+    } cases[] = {
+        {42.0, 42.01, 79, false, "a hundredth of a unit: far under a pixel"},
+        {42.0, 42.1, 79, false, "a tenth on a small dial: 0.4 px at the tip"},
+        {42.0, 42.1, 400, true, "the same tenth on a large dial: 2 px"},
+        {42.0, 43.0, 79, true, "a whole unit: 4 px"},
+        {99.999, 100.001, 79, true, "a completed turn: same angle, the count of turns changes"},
+        {100.001, 99.999, 79, true, "and back"},
+        {0.0, 0.0, 79, false, "no change"},
+    };
+    for (const auto &c : cases) {
+        SCOPED_TRACE(c.legend);
+        EXPECT_EQ(NeedleMoves(c.from, c.to, scale, 10, c.radius), c.moves);
+        EXPECT_EQ(NeedleMoves(c.from, c.to, scale, 10, c.radius),
+                  !(NeedleAt(c.from, scale, 10, c.radius) == NeedleAt(c.to, scale, 10, c.radius)));
+    }
+}
+
 TEST(GaugeMath, SkyOffsetsNorthUpEastRight)
 {
     const struct {

@@ -76,7 +76,7 @@ void CCardTurn::TurnTo(double degrees)
     m_from = GetShown();
     m_target = target;
     m_turn = ShortestTurn(m_from, target);
-    m_elapsed = m_turn == 0.0 ? kDurationMs : 0.0;
+    m_elapsed = std::abs(m_turn) < kSmallestTurn ? kDurationMs : 0.0;
 }
 
 bool CCardTurn::Advance(double ms)

@@ -33,10 +33,15 @@ class CCardTurn
 {
 public:
     static constexpr double kDurationMs = 300.0;
+    /// Degrees: a smaller change is shown at once. A 10 Hz receiver's course wanders by
+    /// fractions of a degree every epoch; easing each would repaint the compass at the frame
+    /// rate for ever.
+    static constexpr double kSmallestTurn = 1.0;
 
     /// Shows `degrees` at once.
     void Jump(double degrees);
-    /// Turns from the angle shown now towards `degrees`; the same target again changes nothing.
+    /// Turns from the angle shown now towards `degrees`; the same target again changes nothing,
+    /// a turn under kSmallestTurn jumps.
     void TurnTo(double degrees);
     /// Moves on by `ms`; true while the card is still turning.
     bool Advance(double ms);

@@ -147,8 +147,10 @@ void CGauge::SetValue(double value)
 {
     if (value == m_value)
         return;
+    const double shown = m_value;
     m_value = value;
-    update();
+    if (Redraws(shown, value))
+        update();
 }
 
 void CGauge::SetMode(int mode)

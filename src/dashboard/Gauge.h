@@ -76,7 +76,7 @@ public:
     /// The Reset Gauges command.
     virtual void Reset();
     [[nodiscard]] virtual QString GetValueText() const;
-    /// Stores the value and redraws when it changed.
+    /// Stores the value and redraws when the face it shows changed.
     virtual void SetValue(double value);
     /// 0 is ignored.
     virtual void SetMode(int mode);
@@ -122,6 +122,8 @@ protected:
     /// The moving parts of the analog face.
     virtual void DrawAnalog(QPainter &painter);
 
+    /// Whether the face drawn for value `to` differs from the one for `from`; by default always.
+    [[nodiscard]] virtual bool Redraws(double, double) const { return true; }
     /// The mode the menu shows checked; by default the stored one.
     [[nodiscard]] virtual int CheckedMode() const { return m_mode; }
     /// A tap at `position` that the gauge takes itself, instead of the page's swap; none by

@@ -119,6 +119,11 @@ CNeedle NeedleAt(double value, const CScaleRange &scale, int group, int radius)
     return n;
 }
 
+bool NeedleMoves(double from, double to, const CScaleRange &scale, int group, int radius)
+{
+    return NeedleAt(from, scale, group, radius) != NeedleAt(to, scale, group, radius);
+}
+
 CPoint SkyOffset(int elevation, int azimuth, int radius)
 {
     const double d = std::floor((90 - elevation) * static_cast<double>(radius) / 90 + 0.5);

@@ -52,6 +52,7 @@ struct CScaleRange {
     int range = 10;
     int second = 10;
     double anglePerUnit = 0.0; ///< radians; negative turns clockwise on screen
+    friend bool operator==(const CScaleRange &, const CScaleRange &) = default;
 
     [[nodiscard]] static CScaleRange Make(int range, int second, int group);
     /// Ranges the scale for `value` in base `group`; true when the dial must be drawn anew.
@@ -66,8 +67,13 @@ struct CNeedle {
     CPoint tip, tail;
     int turns = 0;
     CPoint turnLabel;
+    friend bool operator==(const CNeedle &, const CNeedle &) = default;
 };
 [[nodiscard]] CNeedle NeedleAt(double value, const CScaleRange &scale, int group, int radius);
+/// Whether the needle drawn for `to` differs from the one drawn for `from`: a 10 Hz feed moves
+/// it by less than a pixel most of the time, and only a moved needle is worth a repaint.
+[[nodiscard]] bool NeedleMoves(double from, double to, const CScaleRange &scale, int group,
+                               int radius);
 
 /// Where a satellite sits on the sky plot, from the centre: zenith at (0, 0), the horizon on
 /// the rim, north up and east to the right.

@@ -41,19 +41,33 @@ CSatelliteView::CSatelliteView(QWidget *parent)
 {
     StoreMode(kModeAutomatic);
     SetModeNames({tr("Signal To Noise Ratio"), tr("Pseudo Random Noise ID")});
+    m_paceClock.start();
+    m_paceTimer.setSingleShot(true);
+    connect(&m_paceTimer, &QTimer::timeout, this, [this] {
+        m_pace.Shown(m_paceClock.elapsed());
+        update();
+    });
 }
 
 void CSatelliteView::SetSatellites(const CSkyView &view)
 {
     m_view = view;
     m_layoutDirty = true;
-    update();
+    if (m_paceTimer.isActive())
+        return;
+    const qint64 wait = m_pace.Offer(m_paceClock.elapsed());
+    if (wait == 0)
+        update();
+    else
+        m_paceTimer.start(static_cast<int>(wait));
 }
 
 void CSatelliteView::Reset()
 {
     m_view.reset();
     m_layoutDirty = true;
+    m_pace.Forget();
+    m_paceTimer.stop();
     update();
 }
 

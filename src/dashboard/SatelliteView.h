@@ -1,9 +1,13 @@
 #pragma once
 
 #include "dashboard/Gauge.h"
+#include "dashboard/RepaintPace.h"
 #include "dashboard/SkyColours.h"
 #include "dashboard/SkyLayout.h"
 #include "dashboard/SkyView.h"
+
+#include <QElapsedTimer>
+#include <QTimer>
 
 #include <array>
 #include <optional>
@@ -26,9 +30,13 @@ public:
     static constexpr int kSmallestLabel = 9;
     /// Satellite labels and the legend shrink down to this many pixels, no further.
     static constexpr int kSmallestLabelPixels = 10;
+    /// A fed sky is drawn at most this often: satellites move a pixel in minutes, and a 10 Hz
+    /// receiver's signals would otherwise lay the plot out and paint it ten times a second.
+    static constexpr int kSkyRepaintMs = 1000;
 
     explicit CSatelliteView(QWidget *parent = nullptr);
 
+    /// Stored at once; drawn at once or, fed faster than kSkyRepaintMs, at the end of it.
     void SetSatellites(const CSkyView &view);
     /// Empties the plot.
     void Reset() override;
@@ -90,4 +98,7 @@ private:
     int m_layoutRadius = -1;
     int m_layoutMinimum = -1;
     int m_layoutGridPixels = -1;
+    CRepaintPace m_pace{kSkyRepaintMs};
+    QElapsedTimer m_paceClock;
+    QTimer m_paceTimer;
 };

@@ -35,9 +35,17 @@ void CScaleGauge::SetScale(int range, int second, int group)
 
 void CScaleGauge::SetValue(double value)
 {
-    if (m_scale.Adapt(value, GetTickGroup()))
+    // Below the group's first power the range is set anew for every value, to the same one:
+    // the face stays as it is unless the range really changed.
+    const CScaleRange before = m_scale;
+    if (m_scale.Adapt(value, GetTickGroup()) && m_scale != before)
         InvalidateBackground();
     CGauge::SetValue(value);
+}
+
+bool CScaleGauge::Redraws(double from, double to) const
+{
+    return IsDigital() || NeedleMoves(from, to, m_scale, GetTickGroup(), GetRadius());
 }
 
 void CScaleGauge::DrawBackground(QPainter &painter)

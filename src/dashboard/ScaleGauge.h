@@ -26,6 +26,7 @@ public:
     void SetValue(double value) override;
 
 protected:
+    [[nodiscard]] bool Redraws(double from, double to) const override;
     void DrawBackground(QPainter &painter) override;
     void DrawAnalog(QPainter &painter) override;
     /// The numbers of the ring for the current range.

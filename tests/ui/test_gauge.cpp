@@ -189,8 +189,9 @@ TEST_F(GaugeTest, RadiusFromWidthAndFaceAtThePixelRatio)
     EXPECT_LT(grey, 400) << "few half-grey pixels: edges are antialiased, not smeared";
 }
 
-// An equal value repaints nothing; a value that fits no range rebuilds the face on every call,
-// as it always has.
+// An equal value repaints nothing, nor does one whose needle stays on the same pixels; the face
+// is rebuilt only when the range changes: a value that fits no range sets the same range 10 on
+// every call, and the same face.
 TEST_F(GaugeTest, RepaintsAndFaceRebuilds)
 {
     CProbeGauge gauge(false);
@@ -211,11 +212,21 @@ TEST_F(GaugeTest, RepaintsAndFaceRebuilds)
     settle();
     EXPECT_EQ(paints.Count(), painted + 1);
     EXPECT_EQ(gauge.faces, faces) << "a value in range keeps the face";
+    gauge.SetValue(160.001);
+    settle();
+    EXPECT_EQ(paints.Count(), painted + 1) << "a needle that did not move: no paint";
+    gauge.SetValue(5000);
+    settle();
+    EXPECT_EQ(gauge.faces, faces + 1) << "a new range: a new face";
     gauge.SetValue(0);
     settle();
-    gauge.SetValue(0);
+    EXPECT_EQ(gauge.faces, faces + 2) << "back to range 10: a new face";
+    gauge.SetValue(0.5);
     settle();
-    EXPECT_EQ(gauge.faces, faces + 2) << "zero fits no range: a new face each time";
+    gauge.SetValue(50);
+    settle();
+    EXPECT_EQ(gauge.faces, faces + 2) << "fitting no range sets range 10 again: the same face";
+    EXPECT_EQ(paints.Count(), painted + 5) << "but the needle moved each time";
 }
 
 TEST_F(GaugeTest, MenuEntriesAndOutcomes)
