@@ -87,7 +87,7 @@ void CTrackRules::OnSentence(int type, const CNMEAParser &parser, CTrackSink &si
     if (m_epoch && m_epoch->time != time)
         Judge(sink);
     if (!m_epoch) {
-        m_epoch.emplace();
+        m_epoch = Epoch{};
         m_epoch->time = time;
         m_epoch->secondsOfDay = SecondsOfDay(time).value_or(-1.0);
     }
