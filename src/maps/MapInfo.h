@@ -4,11 +4,29 @@
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 #include <vector>
 
+/// How a map's pixels relate to positions.
+enum class MapProjection {
+    PlateCarree, ///< a sheet: longitude linear in x, latitude linear in y
+    WebMercator, ///< a tile source: the pixels of its most detailed zoom level, shifted
+};
+
+/// Where a tile source's tiles are: an MBTiles file, or a folder of z/x/y tiles written as a
+/// template with "{z}", "{x}" and "{y}" (rows from the north) or "{-y}" (TMS rows, from the
+/// south), e.g. "/maps/alps/{z}/{x}/{y}.png".
+enum class TileSourceKind { None, MBTiles, Folder };
+TileSourceKind TileSourceKindOfPath(std::string_view file);
+
 /// A raster map: its bitmap file and size, a display name and the reference pairs that calibrate
-/// it. The map is a plate carrée of the area it covers: longitude maps to x and latitude to y,
+/// it. A sheet is a plate carrée of the area it covers: longitude maps to x and latitude to y,
 /// each axis on its own, from the first and the last pair of the list.
+///
+/// A tile source (its file an MBTiles file or a tile folder template) is Web Mercator instead:
+/// its pixels are the global pixels of its most detailed zoom level less an offset, its size the
+/// extent of its bounds there, its two pairs the corners (0, 0) and (width, height). The zoom and
+/// the offset follow from the pairs, so the database record needs nothing more.
 class CMapInfo
 {
 public:
@@ -21,6 +39,12 @@ public:
     double m_yScale = 0.0;          ///< pixels per degree of latitude (negative when north is up)
     std::vector<CPositionPair> m_pairs;
     std::string m_file;
+    /// Set by Calibrate from the file.
+    MapProjection m_projection = MapProjection::PlateCarree;
+    /// Web Mercator only: the tile zoom whose pixels these are, and the global pixel of (0, 0).
+    int m_tileZoom = 0;
+    std::int32_t m_offsetX = 0;
+    std::int32_t m_offsetY = 0;
 
     /// More than one pair, and a transform from them: pairs that cannot define a scale leave
     /// the map uncalibrated.
@@ -34,6 +58,9 @@ public:
     ///
     /// When the longitudes run the other way round from x and lie more than 180° apart, the map
     /// crosses the antimeridian: the eastern point's longitude is taken 360° further east.
+    ///
+    /// A tile source takes its zoom and offset from the pairs (the nearest whole values); pairs
+    /// that give no zoom in 0..kMaxTileZoom leave it uncalibrated.
     bool Calibrate();
     /// Truncates toward zero; false with `pixel` untouched when uncalibrated. On a map whose
     /// longitudes run past 180, a longitude is taken 360° further east when that lies nearer
@@ -47,6 +74,12 @@ public:
 
     bool operator==(const CMapInfo &) const = default;
 };
+
+/// A tile source's record: name, file, and the pixels of `maxZoom` covering the bounds (whole
+/// pixels outward, clamped to the Mercator world), calibrated. Bounds beyond the world's
+/// latitudes are clamped; `maxZoom` must be in 0..kMaxTileZoom.
+CMapInfo MakeTileSourceMap(std::string name, std::string file, double west, double south,
+                           double east, double north, int maxZoom);
 
 /// The map database in memory, in file order.
 using CMapList = std::vector<CMapInfo>;
