@@ -123,17 +123,8 @@ if "$cli" track "$demo" --gpx "$work/no/such/dir.gpx" >/dev/null 2>"$work/err"; 
 fi
 grep -q 'No such file or directory' "$work/err" || fail "no reason given: $(cat "$work/err")"
 
-# Segments and points (position, time) as an XML reader sees them.
-shape() {
-    python3 -c '
-import sys, xml.etree.ElementTree as ET
-ns = {"g": "http://www.topografix.com/GPX/1/1"}
-for seg in ET.parse(sys.argv[1]).getroot().iterfind("g:trk/g:trkseg", ns):
-    print("trkseg")
-    for p in seg.iterfind("g:trkpt", ns):
-        print(p.get("lat"), p.get("lon"), p.findtext("g:time", "", ns))
-' "$1"
-}
+gpx_shape="$(cd "$(dirname "$0")" && pwd)/gpx_shape.py"
+shape() { python3 "$gpx_shape" "$1"; }
 
 # Killed at every write of the file in turn (strace injects SIGKILL as the Nth pwrite starts):
 # each time the file left is valid GPX 1.1, with the conversion's first points.

@@ -19,18 +19,8 @@ fail() {
 # The demo drive 200 times over: about 400,000 lines, seconds of work at full speed.
 for _ in $(seq 200); do grep '^\$' "$demo"; done >"$work/long.nmea"
 "$cli" track "$work/long.nmea" --gpx "$work/full.gpx" --every 0 >/dev/null
-# Segments and points (position, time) as an XML reader sees them: what a file cut off early
-# must begin with.
-shape() {
-    python3 -c '
-import sys, xml.etree.ElementTree as ET
-ns = {"g": "http://www.topografix.com/GPX/1/1"}
-for seg in ET.parse(sys.argv[1]).getroot().iterfind("g:trk/g:trkseg", ns):
-    print("trkseg")
-    for p in seg.iterfind("g:trkpt", ns):
-        print(p.get("lat"), p.get("lon"), p.findtext("g:time", "", ns))
-' "$1"
-}
+gpx_shape="$(cd "$(dirname "$0")" && pwd)/gpx_shape.py"
+shape() { python3 "$gpx_shape" "$1"; }
 shape "$work/full.gpx" >"$work/full.shape"
 
 settings() { # DIR: track log on, replays too, every fix

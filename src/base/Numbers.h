@@ -26,6 +26,17 @@ int ScanUnsigned(std::string_view text, std::uint32_t &value, std::size_t *end =
 
 /// "%X": hexadecimal with optional sign and "0x"; wraps like scanf's (an unsigned long, cut to 32).
 int ScanHex(std::string_view text, std::uint32_t &value);
+/// The value of one hex digit (either case), or -1.
+inline int HexDigit(unsigned char c)
+{
+    if (c >= '0' && c <= '9')
+        return c - '0';
+    if (c >= 'A' && c <= 'F')
+        return c - 'A' + 10;
+    if (c >= 'a' && c <= 'f')
+        return c - 'a' + 10;
+    return -1;
+}
 
 /// atoi/atof: like the scans, but 0 when nothing converts.
 std::int32_t ToInt(std::string_view text);

@@ -15,6 +15,7 @@
 #include "dashboard/TripPage.h"
 #include "dashboard/TripStore.h"
 #include "settings/DisplaySettings.h"
+#include "widgets/DialFont.h"
 
 #include <QCloseEvent>
 #include <QContextMenuEvent>
@@ -70,17 +71,6 @@ constexpr double kWarningLeast = 30.0;
 // A finger held this long opens the menu instead of closing the page.
 constexpr int kLongPressMs = 600;
 
-QFont ReadOutFont(double pixels, bool bold)
-{
-    QFont font;
-    font.setFamilies({QStringLiteral("Liberation Sans"), QStringLiteral("Arial"),
-                      QStringLiteral("DejaVu Sans")});
-    font.setStyleHint(QFont::SansSerif);
-    font.setWeight(bold ? QFont::DemiBold : QFont::Normal);
-    font.setPixelSize(std::max(1, static_cast<int>(pixels)));
-    return font;
-}
-
 // The time's zone is no unit: it goes beside the caption, and the digits get the width.
 bool UnitInCaption(CDigiDash::Field field)
 {
@@ -103,7 +93,7 @@ CCellParts Split(const QRectF &box)
 
 double Advance(double pixels, bool bold, const QString &text)
 {
-    return QFontMetricsF(ReadOutFont(pixels, bold)).horizontalAdvance(text);
+    return QFontMetricsF(DialFont(pixels, bold)).horizontalAdvance(text);
 }
 
 // The largest digits whose template and unit fit the cell's value area.
@@ -111,7 +101,7 @@ double FitPixels(const QRectF &box, CDigiDash::Field field)
 {
     constexpr double probe = 100.0;
     const QRectF area = Split(box).value;
-    const QFontMetricsF metrics(ReadOutFont(probe, true));
+    const QFontMetricsF metrics(DialFont(probe, true));
     const double byHeight = 0.85 * area.height() / (metrics.capHeight() / probe);
     double across = Advance(probe, true, QString::fromUtf8(kValueTemplates[field])) / probe;
     if (!UnitInCaption(field))
@@ -275,7 +265,7 @@ void CDigiDash::DrawWarning(QPainter &painter) const
         return;
     const CDigiPalette &palette = Palette();
     painter.fillRect(band, palette.warningFill);
-    QFont font = ReadOutFont(0.5 * band.height(), true);
+    QFont font = DialFont(0.5 * band.height(), true);
     const double room = 0.94 * band.width();
     const double wide = QFontMetricsF(font).horizontalAdvance(m_warning);
     if (wide > room)
@@ -455,7 +445,7 @@ void CDigiDash::DrawReadOut(QPainter &painter, const CCell &cell, const CReadOut
     const bool live = readOut.freshness == GaugeFreshness::Live;
     const CCellParts parts = Split(cell.box);
 
-    painter.setFont(ReadOutFont(0.8 * parts.caption.height(), false));
+    painter.setFont(DialFont(0.8 * parts.caption.height(), false));
     painter.setPen(palette.caption);
     painter.drawText(parts.caption, Qt::AlignLeft | Qt::AlignVCenter | Qt::TextSingleLine,
                      readOut.caption);
@@ -471,15 +461,15 @@ void CDigiDash::DrawReadOut(QPainter &painter, const CCell &cell, const CReadOut
         pixels *= slot / valueWidth;
         valueWidth = Advance(pixels, true, readOut.value);
     }
-    const QFont unitFont = ReadOutFont(kUnitScale * valuePixels, false);
+    const QFont unitFont = DialFont(kUnitScale * valuePixels, false);
     const bool unitAfter = !UnitInCaption(field) && !readOut.unit.isEmpty();
     const double unitWidth =
         unitAfter ? QFontMetricsF(unitFont).horizontalAdvance(readOut.unit) : 0;
     const double gap = unitAfter ? kUnitGap * valuePixels : 0.0;
     const double left = parts.value.center().x() - (slot + gap + unitWidth) / 2;
-    const QFont valueFont = ReadOutFont(pixels, true);
+    const QFont valueFont = DialFont(pixels, true);
     const double baseline =
-        parts.value.center().y() + QFontMetricsF(ReadOutFont(valuePixels, true)).capHeight() / 2;
+        parts.value.center().y() + QFontMetricsF(DialFont(valuePixels, true)).capHeight() / 2;
 
     // Digits right-aligned in their slot, so they stay put as the value changes; "---" centred.
     const bool gone = readOut.freshness == GaugeFreshness::Gone;

@@ -1,6 +1,7 @@
 #include "dashboard/Gauge.h"
 
 #include "base/Mnemonic.h"
+#include "widgets/DialFont.h"
 #include "widgets/NightPalette.h"
 
 #include <QApplication>
@@ -499,15 +500,9 @@ void CGauge::CopyPageBackground(QPainter &painter)
 
 QFont CGauge::GaugeFont(int points, int weight) const
 {
-    QFont font;
-    // The dials were drawn in Arial; Liberation Sans has its metrics.
-    font.setFamilies({QStringLiteral("Liberation Sans"), QStringLiteral("Arial"),
-                      QStringLiteral("DejaVu Sans")});
-    font.setStyleHint(QFont::SansSerif);
-    font.setWeight(weight >= 600 ? QFont::DemiBold : QFont::Normal);
     const double scale = static_cast<double>(m_radius) / std::max(1, DesignRadius());
-    font.setPixelSize(std::max(1, static_cast<int>(std::lround(PointsToPixels(points) * scale))));
-    return font;
+    return DialFont(static_cast<double>(std::lround(PointsToPixels(points) * scale)),
+                    weight >= 600);
 }
 
 int CGauge::DesignRadius() const

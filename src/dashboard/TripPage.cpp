@@ -1,6 +1,7 @@
 #include "dashboard/TripPage.h"
 
 #include "dashboard/DigiPalette.h"
+#include "widgets/DialFont.h"
 
 #include <QFontMetricsF>
 #include <QPainter>
@@ -19,20 +20,9 @@ constexpr double kUnitGap = 0.15;
 constexpr double kCaptionShare = 0.27;
 constexpr int kMostColumns = 5;
 
-QFont FigureFont(double pixels, bool bold)
-{
-    QFont font;
-    font.setFamilies({QStringLiteral("Liberation Sans"), QStringLiteral("Arial"),
-                      QStringLiteral("DejaVu Sans")});
-    font.setStyleHint(QFont::SansSerif);
-    font.setWeight(bold ? QFont::DemiBold : QFont::Normal);
-    font.setPixelSize(std::max(1, static_cast<int>(pixels)));
-    return font;
-}
-
 double Advance(double pixels, bool bold, const QString &text)
 {
-    return QFontMetricsF(FigureFont(pixels, bold)).horizontalAdvance(text);
+    return QFontMetricsF(DialFont(pixels, bold)).horizontalAdvance(text);
 }
 
 struct CParts {
@@ -53,7 +43,7 @@ double FitPixels(const QRectF &box)
 {
     constexpr double probe = 100.0;
     const QRectF area = Split(box).value;
-    const QFontMetricsF metrics(FigureFont(probe, true));
+    const QFontMetricsF metrics(DialFont(probe, true));
     const double byHeight = 0.8 * area.height() / (metrics.capHeight() / probe);
     const double across = (Advance(probe, true, QLatin1String(kValueTemplate)) + kUnitGap * probe
                            + Advance(probe * kUnitScale, false, QLatin1String(kUnitTemplate)))
@@ -96,11 +86,10 @@ void DrawTripPage(QPainter &painter, const QRectF &area, const std::vector<CTrip
     const double pixels = layout.valuePixels;
     // The caption's band is a share of the cell: its letters, descenders included, fit it.
     const double band = layout.cells.empty() ? 0.0 : Split(layout.cells.front()).caption.height();
-    const QFont captionFont =
-        FigureFont(std::max(9.0, std::min(0.42 * pixels, 0.78 * band)), false);
-    const QFont unitFont = FigureFont(kUnitScale * pixels, false);
+    const QFont captionFont = DialFont(std::max(9.0, std::min(0.42 * pixels, 0.78 * band)), false);
+    const QFont unitFont = DialFont(kUnitScale * pixels, false);
     const double slot = Advance(pixels, true, QLatin1String(kValueTemplate));
-    const double capHeight = QFontMetricsF(FigureFont(pixels, true)).capHeight();
+    const double capHeight = QFontMetricsF(DialFont(pixels, true)).capHeight();
     for (std::size_t i = 0; i < texts.size(); ++i) {
         const CTripText &t = texts[i];
         const QRectF &box = layout.cells[i];
@@ -136,7 +125,7 @@ void DrawTripPage(QPainter &painter, const QRectF &area, const std::vector<CTrip
         const double baseline = parts.value.center().y() + capHeight / 2;
         const double x =
             t.empty ? parts.value.center().x() - valueWidth / 2 : left + slot - valueWidth;
-        painter.setFont(FigureFont(valuePixels, true));
+        painter.setFont(DialFont(valuePixels, true));
         painter.setPen(t.empty ? palette.dim : palette.value);
         painter.drawText(QPointF(x, baseline), value);
         if (!t.empty && unitWidth > 0.0) {

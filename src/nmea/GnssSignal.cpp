@@ -1,5 +1,7 @@
 #include "GnssSignal.h"
 
+#include "base/Numbers.h"
+
 #include <array>
 
 namespace
@@ -45,16 +47,7 @@ const Names *NamesOf(GnssSystem system)
 
 std::int32_t ReadSignalId(std::string_view field)
 {
-    if (field.size() != 1)
-        return -1;
-    const char c = field[0];
-    if (c >= '0' && c <= '9')
-        return c - '0';
-    if (c >= 'A' && c <= 'F')
-        return c - 'A' + 10;
-    if (c >= 'a' && c <= 'f')
-        return c - 'a' + 10;
-    return -1;
+    return field.size() == 1 ? HexDigit(static_cast<unsigned char>(field[0])) : -1;
 }
 
 std::string_view GnssSignalName(GnssSystem system, std::int32_t signalId)

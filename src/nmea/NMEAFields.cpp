@@ -13,17 +13,6 @@ constexpr std::array<bool, 256> kDelimiters = [] {
     return t;
 }();
 
-int HexDigit(unsigned char c)
-{
-    if (c >= '0' && c <= '9')
-        return c - '0';
-    if (c >= 'A' && c <= 'F')
-        return c - 'A' + 10;
-    if (c >= 'a' && c <= 'f')
-        return c - 'a' + 10;
-    return -1;
-}
-
 } // namespace
 
 int CNMEAFields::Split(std::string_view line)
