@@ -1,5 +1,7 @@
 #include "widgets/DialFont.h"
 
+#include <QStringList>
+
 #include <algorithm>
 
 QFont DialFont(double pixels, bool bold)
