@@ -1,3 +1,4 @@
+#include "base/Numbers.h"
 #include "geo/WebMercator.h"
 #include "maps/MapDatabase.h"
 #include "maps/TileFallback.h"
@@ -5,19 +6,24 @@
 
 #include <QByteArray>
 #include <QFile>
+#include <QImage>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
 
+#include <algorithm>
 #include <atomic>
 #include <cmath>
+#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <gtest/gtest.h>
 #include <iterator>
+#include <sstream>
 #include <string>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <thread>
 #include <vector>
 
@@ -35,6 +41,40 @@ std::string ReadBytes(const std::string &path)
 {
     std::ifstream in(path, std::ios::binary);
     return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+}
+
+// A command's standard output; its exit status in `status`.
+std::string Shell(const std::string &command, int *status = nullptr)
+{
+    std::string out;
+    FILE *pipe = ::popen(command.c_str(), "r");
+    EXPECT_NE(pipe, nullptr) << command;
+    if (pipe == nullptr)
+        return out;
+    char buffer[4096];
+    std::size_t got = 0;
+    while ((got = std::fread(buffer, 1, sizeof buffer, pipe)) > 0)
+        out.append(buffer, got);
+    const int result = ::pclose(pipe);
+    if (status != nullptr)
+        *status = WIFEXITED(result) ? WEXITSTATUS(result) : -1;
+    return out;
+}
+
+std::string Quote(const std::string &text)
+{
+    std::string quoted = "'";
+    for (const char c : text)
+        quoted += c == '\'' ? std::string("'\\''") : std::string(1, c);
+    return quoted + "'";
+}
+
+// A number after `key` in a JSON line.
+double JsonNumber(const std::string &line, const std::string &key)
+{
+    const std::size_t at = line.find("\"" + key + "\":");
+    EXPECT_NE(at, std::string::npos) << key << " in " << line;
+    return at == std::string::npos ? -1.0 : std::stod(line.substr(at + key.size() + 3));
 }
 
 QJsonObject GdalInfo()
@@ -287,6 +327,221 @@ TEST(TileSources, RecordSurvivesTheMapDatabase)
         EXPECT_EQ(read[0].m_tileZoom, info.maxZoom);
         EXPECT_EQ(read[0].m_projection, MapProjection::WebMercator);
     }
+}
+
+// PROJ's EPSG:4326 to EPSG:3857 through gdaltransform, which reads longitude first (GIS
+// order, whatever the CRS's axis order), against our formulas at the most detailed zoom.
+TEST(TileSources, WebMercatorAgreesWithProj)
+{
+    struct Case {
+        const char *legend;
+        double latitude, longitude;
+    };
+    const Case cases[] = {
+        {"origin", 0.0, 0.0},
+        {"Bern", 46.95, 7.44},
+        {"Sydney", -33.8688, 151.2093},
+        {"near the northern edge", 85.05, -179.99},
+        {"near the southern edge", -85.05, 179.99},
+        {"Helsinki", 60.1699, 24.9384},
+        {"Ushuaia", -54.8019, -68.303},
+        {"just off the origin", 1e-7, -1e-7},
+        {"Quito", -0.1807, -78.4678},
+    };
+    std::string input;
+    for (const Case &c : cases)
+        input += FormatC("%.10f %.10f\n", c.longitude, c.latitude);
+    const std::string inputFile = Data("proj-input.txt");
+    std::ofstream(inputFile) << input;
+    const std::string out =
+        Shell("gdaltransform -s_srs EPSG:4326 -t_srs EPSG:3857 < " + Quote(inputFile));
+    std::istringstream lines(out);
+    constexpr double kHalfWorldMetres = 20037508.342789244;
+    for (const Case &c : cases) {
+        SCOPED_TRACE(c.legend);
+        double x = 0.0, y = 0.0, z = 0.0;
+        ASSERT_TRUE(lines >> x >> y >> z) << out;
+        const double world = MercatorWorldPixels(kMaxTileZoom);
+        const double projX = (x + kHalfWorldMetres) / (2.0 * kHalfWorldMetres) * world;
+        const double projY = (kHalfWorldMetres - y) / (2.0 * kHalfWorldMetres) * world;
+        // A thousandth of a pixel of zoom 22: 0.04 mm at the equator.
+        EXPECT_NEAR(MercatorX(c.longitude, kMaxTileZoom), projX, 1e-3);
+        EXPECT_NEAR(MercatorY(c.latitude, kMaxTileZoom), projY, 1e-3);
+        EXPECT_NEAR(MercatorLongitude(projX, kMaxTileZoom), c.longitude, 1e-9);
+        EXPECT_NEAR(MercatorLatitude(projY, kMaxTileZoom), c.latitude, 1e-9);
+    }
+}
+
+class TileCommands : public ::testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        m_db = Data("cli-"
+                    + std::string(::testing::UnitTest::GetInstance()->current_test_info()->name())
+                    + ".gdb");
+        std::filesystem::remove(m_db);
+        int status = -1;
+        Shell(Cli() + " maps add " + Quote(Data("world.mbtiles")) + " --db " + Quote(m_db),
+              &status);
+        ASSERT_EQ(status, 0);
+    }
+    static std::string Cli() { return VELORAN_CLI; }
+    std::string m_db;
+};
+
+// Tile and pixel of the MBTiles' most detailed zoom for a table of positions, against GDAL's
+// pixel and line of the same file read at its full resolution, its origin on a tile corner.
+TEST_F(TileCommands, LocateAgreesWithGdallocationinfo)
+{
+    const std::string mbtiles = Quote(Data("world.mbtiles"));
+    const QJsonObject info =
+        QJsonDocument::fromJson(
+            QByteArray::fromStdString(Shell("gdalinfo -json -oo USE_BOUNDS=NO " + mbtiles)))
+            .object();
+    const QJsonArray transform = info["geoTransform"].toArray();
+    ASSERT_EQ(transform.size(), 6);
+    constexpr double kHalfWorldMetres = 20037508.342789244;
+    const double originX =
+        std::round((transform[0].toDouble() + kHalfWorldMetres) / transform[1].toDouble());
+    const double originY =
+        std::round((kHalfWorldMetres - transform[3].toDouble()) / -transform[5].toDouble());
+    struct Case {
+        const char *legend;
+        double latitude, longitude;
+    };
+    const Case cases[] = {
+        {"Bern", 46.95, 7.44},       {"Lisbon", 38.7223, -9.1393}, {"Oslo", 59.9139, 10.7522},
+        {"Tunis", 36.8065, 10.1815}, {"Athens", 37.9838, 23.7275}, {"Dublin", 53.3498, -6.2603},
+        {"Riga", 56.9496, 24.1052},  {"Malta", 35.8989, 14.5146},
+    };
+    for (const Case &c : cases) {
+        SCOPED_TRACE(c.legend);
+        const std::string gdal =
+            Shell(FormatC("gdallocationinfo -wgs84 -oo USE_BOUNDS=NO %s %.6f %.6f", mbtiles.c_str(),
+                          c.longitude, c.latitude));
+        const std::size_t at = gdal.find("Location: (");
+        ASSERT_NE(at, std::string::npos) << gdal;
+        int pixel = 0, line = 0;
+        ASSERT_EQ(std::sscanf(gdal.c_str() + at, "Location: (%dP,%dL)", &pixel, &line), 2);
+        const long globalX = static_cast<long>(originX) + pixel;
+        const long globalY = static_cast<long>(originY) + line;
+        const std::string ours =
+            Shell(Cli() + FormatC(" maps locate %.6f %.6f --json --db ", c.latitude, c.longitude)
+                  + Quote(m_db));
+        const std::string first = ours.substr(0, ours.find('\n'));
+        EXPECT_EQ(JsonNumber(first, "zoom"), 5);
+        EXPECT_EQ(JsonNumber(first, "x"), globalX / 256);
+        EXPECT_EQ(JsonNumber(first, "y"), globalY / 256);
+        EXPECT_EQ(JsonNumber(first, "pixelX"), globalX % 256);
+        EXPECT_EQ(JsonNumber(first, "pixelY"), globalY % 256);
+        EXPECT_NE(first.find("\"contains\":true"), std::string::npos) << first;
+    }
+}
+
+// `maps tile` against the same part of the MBTiles as GDAL reads it: the stored tile itself at a
+// stored zoom, and the parent's part scaled up by the nearest pixel beyond the last zoom.
+TEST_F(TileCommands, TileEqualsWhatGdalReads)
+{
+    const std::string mbtiles = Quote(Data("world.mbtiles"));
+    struct Case {
+        const char *legend;
+        double latitude, longitude;
+        int zoom;
+        int gdalZoom; // the stored zoom GDAL reads
+    };
+    const Case cases[] = {
+        {"Bern, zoom 5", 46.95, 7.44, 5, 5},      {"Lisbon, zoom 5", 38.7223, -9.1393, 5, 5},
+        {"Oslo, zoom 4", 59.9139, 10.7522, 4, 4}, {"Tunis, zoom 3", 36.8065, 10.1815, 3, 3},
+        {"Bern, zoom 6", 46.95, 7.44, 6, 5},      {"Athens, zoom 8", 37.9838, 23.7275, 8, 5},
+    };
+    for (const Case &c : cases) {
+        SCOPED_TRACE(c.legend);
+        CTileAddress tile;
+        ASSERT_TRUE(TileOfPosition(c.latitude, c.longitude, c.zoom, tile));
+        const std::string ours = Data(FormatC("tile-%s.png", c.legend));
+        int status = -1;
+        const std::string report = Shell(
+            Cli()
+                + FormatC(" maps tile Europe %.6f %.6f %d --png ", c.latitude, c.longitude, c.zoom)
+                + Quote(ours) + " --db " + Quote(m_db),
+            &status);
+        ASSERT_EQ(status, 0) << report;
+        // GDAL's window: the tile's square at the stored zoom, in its full-resolution pixels.
+        const QJsonObject info =
+            QJsonDocument::fromJson(
+                QByteArray::fromStdString(
+                    Shell(FormatC("gdalinfo -json -oo USE_BOUNDS=NO -oo ZOOM_LEVEL=%d ", c.gdalZoom)
+                          + mbtiles)))
+                .object();
+        const QJsonArray transform = info["geoTransform"].toArray();
+        ASSERT_EQ(transform.size(), 6);
+        constexpr double kHalfWorldMetres = 20037508.342789244;
+        const double originX =
+            std::round((transform[0].toDouble() + kHalfWorldMetres) / transform[1].toDouble());
+        const double originY =
+            std::round((kHalfWorldMetres - transform[3].toDouble()) / -transform[5].toDouble());
+        const int shift = c.zoom - c.gdalZoom;
+        const double size = 256.0 / (1 << shift);
+        const double left = tile.column * size - originX, top = tile.row * size - originY;
+        const std::string theirs = Data(FormatC("gdal-%s.png", c.legend));
+        Shell(
+            FormatC("gdal_translate -q -oo USE_BOUNDS=NO -oo ZOOM_LEVEL=%d -of PNG -r near -srcwin "
+                    "%g %g %g %g -outsize 256 256 ",
+                    c.gdalZoom, left, top, size, size)
+                + mbtiles + " " + Quote(theirs),
+            &status);
+        ASSERT_EQ(status, 0);
+        const QImage a =
+            QImage(QString::fromStdString(ours)).convertToFormat(QImage::Format_ARGB32);
+        const QImage b =
+            QImage(QString::fromStdString(theirs)).convertToFormat(QImage::Format_ARGB32);
+        ASSERT_EQ(a.size(), QSize(256, 256));
+        ASSERT_EQ(b.size(), QSize(256, 256));
+        int differing = 0;
+        for (int y = 0; y < 256; ++y)
+            for (int x = 0; x < 256; ++x)
+                differing += a.pixel(x, y) != b.pixel(x, y);
+        EXPECT_EQ(differing, 0);
+    }
+}
+
+TEST_F(TileCommands, RefusedSourcesAndPositionsSayWhy)
+{
+    struct Case {
+        const char *legend;
+        std::string arguments;
+        int status;
+        std::string message;
+    };
+    const std::string db = " --db " + Quote(m_db);
+    const Case cases[] = {
+        {"vector", "maps add " + Quote(Data("vector.mbtiles")) + db, 1,
+         "the file holds vector tiles (pbf), which Veloran cannot draw"},
+        {"truncated", "maps add " + Quote(Data("truncated.mbtiles")) + db, 1,
+         "the file is truncated"},
+        {"no tiles table", "maps add " + Quote(Data("notiles.mbtiles")) + db, 1,
+         "not an MBTiles file (no tiles table)"},
+        {"order of an mbtiles", "maps add " + Quote(Data("world.mbtiles")) + " --xyz" + db, 2,
+         "MBTiles rows are always TMS"},
+        {"no tile so far out",
+         "maps tile Europe 46.95 7.44 1 --png " + Quote(Data("none.png")) + db, 1,
+         "no tile at zoom 1 or below holds that position"},
+        {"outside the world", "maps tile 0 -86 7.44 3 --png " + Quote(Data("none.png")) + db, 2,
+         "no tile holds a latitude beyond 85.0511"},
+        {"no such map", "maps tile Alps 46.95 7.44 3 --png " + Quote(Data("none.png")) + db, 2,
+         "no map named 'Alps'"},
+        {"no png", "maps tile Europe 46.95 7.44 3" + db, 2, "expected --png OUT"},
+    };
+    for (const Case &c : cases) {
+        SCOPED_TRACE(c.legend);
+        int status = -1;
+        const std::string err = Shell(Cli() + " " + c.arguments + " 2>&1 >/dev/null", &status);
+        EXPECT_EQ(status, c.status);
+        EXPECT_NE(err.find(c.message), std::string::npos) << err;
+        EXPECT_EQ(std::count(err.begin(), err.end(), '\n'), 1) << err;
+    }
+    EXPECT_FALSE(std::filesystem::exists(Data("none.png")));
 }
 
 } // namespace
