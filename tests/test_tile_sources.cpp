@@ -239,6 +239,70 @@ TEST(TileSources, ReadOnlyLeavesNothingBesideTheFile)
     EXPECT_EQ(std::filesystem::last_write_time(dir + "/world.mbtiles"), before);
 }
 
+// Reads every tile a pyramid says may exist; what matters is that nothing crashes or hangs.
+int ReadEveryTile(CTilePyramid &pyramid, std::string &error)
+{
+    int failures = 0;
+    const std::vector<CTileLevel> &levels = pyramid.GetLevels();
+    for (std::size_t i = 0; i < levels.size(); ++i)
+        for (int column = levels[i].firstColumn; column <= levels[i].lastColumn; ++column)
+            for (int row = levels[i].firstRow; row <= levels[i].lastRow; ++row) {
+                CTileData tile;
+                failures += pyramid.ReadTile(i, column, row, tile, error) == TileRead::Failed;
+            }
+    return failures;
+}
+
+// An MBTiles cut anywhere is refused; one with garbage over any part of it is refused or read
+// with failed tiles, each failure a line.
+TEST(TileSources, HostileMBTilesNeverCrash)
+{
+    const std::string whole = ReadBytes(Data("world.mbtiles"));
+    ASSERT_GT(whole.size(), 8192u);
+    const std::string dir = Data("hostile");
+    std::filesystem::remove_all(dir);
+    std::filesystem::create_directories(dir);
+    const CMapInfo map = TileSourceMap(DescribeTileSource(Data("world.mbtiles")));
+    for (std::size_t cut = 0; cut < whole.size(); cut += whole.size() / 37 + 1) {
+        SCOPED_TRACE("cut at " + std::to_string(cut));
+        const std::string path = dir + "/cut.mbtiles";
+        std::ofstream(path, std::ios::binary | std::ios::trunc) << whole.substr(0, cut);
+        const CTileSourceInfo info = DescribeTileSource(path);
+        EXPECT_FALSE(info.ok);
+        EXPECT_FALSE(info.error.empty());
+        CMapInfo moved = map;
+        moved.m_file = path;
+        std::string error;
+        EXPECT_EQ(OpenTilePyramid(moved, error), nullptr);
+        EXPECT_FALSE(error.empty());
+    }
+    int refused = 0, failedReads = 0;
+    for (std::size_t at = 16; at < whole.size(); at += whole.size() / 53 + 1) {
+        SCOPED_TRACE("garbage at " + std::to_string(at));
+        std::string bytes = whole;
+        for (std::size_t i = at; i < std::min(bytes.size(), at + 300); ++i)
+            bytes[i] = static_cast<char>(0xA5 ^ (i * 7));
+        const std::string path = dir + "/garbage.mbtiles";
+        std::ofstream(path, std::ios::binary | std::ios::trunc) << bytes;
+        const CTileSourceInfo info = DescribeTileSource(path);
+        EXPECT_EQ(info.ok, info.error.empty());
+        EXPECT_EQ(info.error.find('\n'), std::string::npos);
+        refused += !info.ok;
+        CMapInfo moved = map;
+        moved.m_file = path;
+        std::string error;
+        if (std::unique_ptr<CTilePyramid> pyramid = OpenTilePyramid(moved, error)) {
+            failedReads += ReadEveryTile(*pyramid, error);
+            EXPECT_EQ(error.find('\n'), std::string::npos);
+        } else {
+            EXPECT_FALSE(error.empty());
+        }
+    }
+    // The table is not all harmless: damage was found both ways.
+    EXPECT_GT(refused, 0);
+    EXPECT_GT(failedReads, 0);
+}
+
 // The same tile through the MBTiles file and both folders: GDAL drew all three from one image,
 // so their levels agree and every stored tile is a PNG.
 TEST(TileSources, PyramidsOfTheThreeSourcesAgree)
