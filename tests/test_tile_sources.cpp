@@ -119,6 +119,58 @@ TEST(TileSources, MBTilesReadsWhatGdalWrote)
     EXPECT_NEAR(info.south, ring[2].toArray()[1].toDouble(), 1e-6);
 }
 
+// Zooms and bounds missing from the metadata come from the tiles table: the zooms stored and
+// the edges of the tiles of the most detailed one.
+TEST(TileSources, MBTilesWithoutZoomsAndBoundsReadsTheTiles)
+{
+    const CTileSourceInfo info = DescribeTileSource(Data("nometa.mbtiles"));
+    ASSERT_TRUE(info.ok) << info.error;
+    const CTileSourceInfo full = DescribeTileSource(Data("world.mbtiles"));
+    EXPECT_EQ(info.minZoom, full.minZoom);
+    EXPECT_EQ(info.maxZoom, full.maxZoom);
+    const auto edge = [](double pixel) { return std::floor(pixel / kTilePixels) * kTilePixels; };
+    const int z = full.maxZoom;
+    EXPECT_NEAR(info.west, MercatorLongitude(edge(MercatorX(full.west, z)), z), 1e-9);
+    EXPECT_NEAR(info.east, MercatorLongitude(edge(MercatorX(full.east, z)) + kTilePixels, z), 1e-9);
+    EXPECT_NEAR(info.north, MercatorLatitude(edge(MercatorY(full.north, z)), z), 1e-9);
+    EXPECT_NEAR(info.south, MercatorLatitude(edge(MercatorY(full.south, z)) + kTilePixels, z),
+                1e-9);
+}
+
+TEST(TileSources, TileFormats)
+{
+    struct Case {
+        const char *legend;
+        std::string path;
+        std::string format;
+        int minZoom, maxZoom;
+        std::string start; // of a stored tile
+    };
+    const Case cases[] = {
+        {"png mbtiles", Data("world.mbtiles"), "png", 2, 5, "\x89PNG"},
+        {"jpeg mbtiles", Data("jpeg.mbtiles"), "jpg", 5, 5, "\xff\xd8\xff"},
+        {"webp folder", Data("webp"), "webp", 3, 4, "RIFF"},
+        {"png folder", Data("xyz"), "png", 1, 5, "\x89PNG"},
+    };
+    for (const Case &c : cases) {
+        SCOPED_TRACE(c.legend);
+        const CTileSourceInfo info = DescribeTileSource(c.path);
+        ASSERT_TRUE(info.ok) << info.error;
+        EXPECT_EQ(info.format, c.format);
+        EXPECT_EQ(info.minZoom, c.minZoom);
+        EXPECT_EQ(info.maxZoom, c.maxZoom);
+        std::string error;
+        std::unique_ptr<CTilePyramid> pyramid = OpenTilePyramid(TileSourceMap(info), error);
+        ASSERT_NE(pyramid, nullptr) << error;
+        // Bern's tile at the most detailed zoom.
+        CTileAddress bern;
+        ASSERT_TRUE(TileOfPosition(46.95, 7.44, c.maxZoom, bern));
+        CTileData tile;
+        ASSERT_EQ(pyramid->ReadTile(0, bern.column, bern.row, tile, error), TileRead::Ok) << error;
+        EXPECT_TRUE(tile.encoded.starts_with(c.start));
+    }
+}
+
 TEST(TileSources, FoldersReadWhatGdal2tilesWrote)
 {
     const std::vector<double> box = TmsBoundingBox();
