@@ -397,6 +397,14 @@ TEST(TileSources, PyramidsOfTheThreeSourcesAgree)
     }
 }
 
+TEST(TileSources, SheetsHaveNoPyramid)
+{
+    CMapInfo sheet = MakeWorldMap(Data("world.jpg"), 2048, 1024);
+    std::string error = "left over";
+    EXPECT_EQ(OpenTilePyramid(sheet, error), nullptr);
+    EXPECT_EQ(error, "");
+}
+
 TEST(TileSources, ReadTileFromSeveralThreadsAtOnce)
 {
     const CTileSourceInfo info = DescribeTileSource(Data("world.mbtiles"));

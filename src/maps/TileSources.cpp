@@ -65,14 +65,15 @@ std::string RasterFormat(std::string format)
 
 std::optional<int> ParseWhole(std::string_view text)
 {
-    std::int32_t value = 0;
-    std::size_t start = text.find_first_not_of(" \t");
-    if (start == std::string_view::npos)
+    while (!text.empty() && std::isspace(static_cast<unsigned char>(text.front())))
+        text.remove_prefix(1);
+    while (!text.empty() && std::isspace(static_cast<unsigned char>(text.back())))
+        text.remove_suffix(1);
+    if (text.empty() || text.size() > 9 || !std::all_of(text.begin(), text.end(), [](char c) {
+            return std::isdigit(static_cast<unsigned char>(c));
+        }))
         return std::nullopt;
-    text = text.substr(start);
-    for (std::size_t i = text.front() == '-' ? 1 : 0; i < text.size(); ++i)
-        if (!std::isdigit(static_cast<unsigned char>(text[i])) && text[i] != ' ')
-            return std::nullopt;
+    std::int32_t value = 0;
     if (ScanInt(text, value) != 1)
         return std::nullopt;
     return value;
@@ -204,7 +205,6 @@ CDatabasePtr OpenDatabase(const std::string &path, std::string &error)
         error = raw != nullptr ? DatabaseError(raw) : sqlite3_errstr(result);
         return nullptr;
     }
-    sqlite3_extended_result_codes(db.get(), 0);
     return db;
 }
 
