@@ -188,12 +188,21 @@ TEST(TileSources, FoldersReadWhatGdal2tilesWrote)
         std::string file;
         double west, south, east, north;
     };
+    // An XYZ folder with a Tile Map Service document (as other tilers write): its box lies in
+    // the rows read from the north only.
+    std::filesystem::remove_all(Data("xyz-tms-document"));
+    std::filesystem::copy(Data("xyz"), Data("xyz-tms-document"),
+                          std::filesystem::copy_options::recursive);
+    std::filesystem::copy_file(Data("tms/tilemapresource.xml"),
+                               Data("xyz-tms-document/tilemapresource.xml"));
     const std::string root = std::filesystem::absolute(Data("")).lexically_normal();
     const Case cases[] = {
         {"xyz detected", Data("xyz"), TileRowOrder::Detect, root + "xyz/{z}/{x}/{y}.png", xyzWest,
          xyzSouth, xyzEast, xyzNorth},
         {"tms detected", Data("tms"), TileRowOrder::Detect, root + "tms/{z}/{x}/{-y}.png", box[0],
          box[1], box[2], box[3]},
+        {"xyz with a TMS document", Data("xyz-tms-document"), TileRowOrder::Detect,
+         root + "xyz-tms-document/{z}/{x}/{y}.png", box[0], box[1], box[2], box[3]},
         {"tms named", Data("tms/"), TileRowOrder::TMS, root + "tms/{z}/{x}/{-y}.png", box[0],
          box[1], box[2], box[3]},
         {"tms template", Data("tms/{z}/{x}/{-y}.png"), TileRowOrder::XYZ,
@@ -264,31 +273,40 @@ TEST(TileSources, DamagedAndForeignSourcesAreRefusedWithALine)
     }
 }
 
+// Opening, describing and reading leave the directory as it was, for a database in rollback
+// mode and one in write-ahead-log mode (header bytes 18 and 19 set to 2, as SQLite's
+// journal_mode=wal writes them).
 TEST(TileSources, ReadOnlyLeavesNothingBesideTheFile)
 {
-    const std::string dir = Data("readonly");
-    std::filesystem::remove_all(dir);
-    std::filesystem::create_directories(dir);
-    std::filesystem::copy_file(Data("world.mbtiles"), dir + "/world.mbtiles",
-                               std::filesystem::copy_options::overwrite_existing);
-    const auto before = std::filesystem::last_write_time(dir + "/world.mbtiles");
-    ::chmod((dir + "/world.mbtiles").c_str(), 0444);
-    {
-        const CTileSourceInfo info = DescribeTileSource(dir + "/world.mbtiles");
-        ASSERT_TRUE(info.ok) << info.error;
-        std::string error;
-        std::unique_ptr<CTilePyramid> pyramid = OpenTilePyramid(TileSourceMap(info), error);
-        ASSERT_NE(pyramid, nullptr) << error;
-        CTileData tile;
-        const CTileLevel &top = pyramid->GetLevels().front();
-        EXPECT_EQ(pyramid->ReadTile(0, top.firstColumn + 1, top.firstRow + 1, tile, error),
-                  TileRead::Ok);
+    for (const bool wal : {false, true}) {
+        SCOPED_TRACE(wal ? "wal" : "rollback");
+        const std::string dir = Data(wal ? "readonly-wal" : "readonly");
+        std::filesystem::remove_all(dir);
+        std::filesystem::create_directories(dir);
+        const std::string file = dir + "/world.mbtiles";
+        std::string bytes = ReadBytes(Data("world.mbtiles"));
+        if (wal)
+            bytes[18] = bytes[19] = 2;
+        std::ofstream(file, std::ios::binary) << bytes;
+        const auto before = std::filesystem::last_write_time(file);
+        {
+            const CTileSourceInfo info = DescribeTileSource(file);
+            ASSERT_TRUE(info.ok) << info.error;
+            std::string error;
+            std::unique_ptr<CTilePyramid> pyramid = OpenTilePyramid(TileSourceMap(info), error);
+            ASSERT_NE(pyramid, nullptr) << error;
+            CTileData tile;
+            const CTileLevel &top = pyramid->GetLevels().front();
+            EXPECT_EQ(pyramid->ReadTile(0, top.firstColumn + 1, top.firstRow + 1, tile, error),
+                      TileRead::Ok);
+        }
+        std::vector<std::string> names;
+        for (const auto &entry : std::filesystem::directory_iterator(dir))
+            names.push_back(entry.path().filename());
+        EXPECT_EQ(names, std::vector<std::string>{"world.mbtiles"});
+        EXPECT_EQ(std::filesystem::last_write_time(file), before);
+        EXPECT_EQ(ReadBytes(file), bytes);
     }
-    std::vector<std::string> names;
-    for (const auto &entry : std::filesystem::directory_iterator(dir))
-        names.push_back(entry.path().filename());
-    EXPECT_EQ(names, std::vector<std::string>{"world.mbtiles"});
-    EXPECT_EQ(std::filesystem::last_write_time(dir + "/world.mbtiles"), before);
 }
 
 // Reads every tile a pyramid says may exist; what matters is that nothing crashes or hangs.
