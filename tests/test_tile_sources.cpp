@@ -234,6 +234,15 @@ TEST(TileSources, DamagedAndForeignSourcesAreRefusedWithALine)
     std::ofstream(dir + "foreign/empty.mbtiles");
     std::filesystem::create_directories(dir + "foreign/no-tiles/3/4");
     std::ofstream(dir + "foreign/no-tiles/3/4/notes.txt") << "none";
+    // Zoom 30 is past any zoom drawn; "x" and "12345678901" are no numbers we take.
+    std::filesystem::create_directories(dir + "foreign/deep/30/1");
+    std::ofstream(dir + "foreign/deep/30/1/1.png") << "\x89PNG";
+    std::filesystem::create_directories(dir + "foreign/deep/4/x");
+    std::ofstream(dir + "foreign/deep/4/x/1.png") << "\x89PNG";
+    std::filesystem::create_directories(dir + "foreign/deep/4/12345678901");
+    std::ofstream(dir + "foreign/deep/4/12345678901/1.png") << "\x89PNG";
+    std::filesystem::create_directories(dir + "foreign/outside/1/5");
+    std::ofstream(dir + "foreign/outside/1/5/0.png") << "\x89PNG";
     struct Case {
         const char *legend;
         std::string path;
@@ -250,6 +259,10 @@ TEST(TileSources, DamagedAndForeignSourcesAreRefusedWithALine)
         {"missing", dir + "foreign/missing.mbtiles", "No such file or directory"},
         {"folder without tiles", dir + "foreign/no-tiles",
          "the folder holds no tiles (DIR/ZOOM/X/Y.png, .jpg, .jpeg or .webp)"},
+        {"only zooms and columns we cannot take", dir + "foreign/deep",
+         "the folder holds no tiles (DIR/ZOOM/X/Y.png, .jpg, .jpeg or .webp)"},
+        {"a tile outside the world", dir + "foreign/outside",
+         "a tile of zoom 1 lies outside the world"},
         {"a sheet", Data("world.jpg"), "neither an MBTiles file (.mbtiles) nor a tile folder"},
         {"bad template", dir + "xyz/{z}-{x}-{y}.png",
          "a tile folder template must end in /{z}/{x}/{y}.EXT or /{z}/{x}/{-y}.EXT with EXT png, "
