@@ -5,6 +5,7 @@
 #include "base/Numbers.h"
 #include "geo/CoordinateRange.h"
 #include "maps/CalibrationImport.h"
+#include "maps/GeoTiff.h"
 #include "maps/MapDatabase.h"
 #include "maps/MapPageModel.h"
 #include "maps/TrackLoader.h"
@@ -41,7 +42,8 @@ constexpr const char *kMapsHelp =
     "          after the file unless --name) and saves the database; each --ref adds a\n"
     "          reference pair in the order given, the first and the last calibrate the map;\n"
     "          --calibration takes the pairs from an Ozi .map file, a world file or a KML\n"
-    "          file fitted to the image instead\n"
+    "          file fitted to the image instead; a GeoTIFF without either is calibrated from\n"
+    "          the georeferencing inside it (WGS 84 latitude/longitude or UTM)\n"
     "  locate  per map the pixel of the position and whether the map contains it, then the\n"
     "          map the window would choose by itself\n"
     "  track   the track points (pixel and colour) of an NMEA log on map INDEX (default 0),\n"
@@ -230,15 +232,43 @@ int List(const COptions &options)
     return database.IsDamaged() ? kExitFile : kExitOk;
 }
 
+// The pairs of a GeoTIFF's own georeferencing; none for a TIFF without any. A misfit asks as an
+// imported calibration file's does.
+int CalibrateFromGeoTiff(const std::string &image, std::vector<CPositionPair> &pairs,
+                         std::string &fit)
+{
+    bool georeferenced = false;
+    CCalibrationImport import = ImportGeoTiffFile(image, georeferenced);
+    if (!georeferenced)
+        return kExitOk;
+    if (!import.ok)
+        return FileError("cannot calibrate from the georeferencing of", image, import.error);
+    if (const std::string problem = CalibrationProblem(import.pairs); !problem.empty())
+        return FileError("cannot calibrate from the georeferencing of", image, problem);
+    pairs = std::move(import.pairs);
+    fit = FormatC("calibration from the GeoTIFF: worst misfit %.2f pixels, %.1f m\n",
+                  import.maxErrorPixels, import.maxErrorMetres);
+    if (NeedsConfirmation(import))
+        std::fprintf(stderr,
+                     "veloran-cli: warning: the georeferencing of '%s' is not a plain "
+                     "latitude/longitude grid: positions may be off by more than 2 pixels\n",
+                     image.c_str());
+    return kExitOk;
+}
+
 int Add(const COptions &options)
 {
     const std::string &image = options.arguments.front();
+    std::vector<CPositionPair> pairs = options.refs;
+    std::string fit;
+    // Before Qt's reader, which would warn of the GeoTIFF tags as unknown to libtiff.
+    if (!options.calibration && options.refs.empty() && IsTiffPath(image))
+        if (const int status = CalibrateFromGeoTiff(image, pairs, fit); status != kExitOk)
+            return status;
     QImageReader reader(QFile::decodeName(image.c_str()));
     const QSize size = reader.size();
     if (!size.isValid())
         return FileError("cannot read the image", image, reader.errorString().toStdString());
-    std::vector<CPositionPair> pairs = options.refs;
-    std::string fit;
     if (options.calibration) {
         CCalibrationImport import =
             ImportCalibrationFile(*options.calibration, size.width(), size.height());
