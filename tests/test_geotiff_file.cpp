@@ -398,3 +398,42 @@ TEST_F(GeoTiffFile, TilesUnderSeveralThreads)
         EXPECT_EQ(mismatches.load(), 0);
     }
 }
+
+// veloran-cli maps add on the same files: the keys calibrate unless --ref is given.
+TEST_F(GeoTiffFile, CommandLineAdd)
+{
+    const std::string cli = Quote(VELORAN_CLI);
+    const std::string db = " --db " + Quote(File("maps.gdb"));
+    struct Case {
+        std::string arguments;
+        bool ok;
+        const char *output; // a line the output holds
+        const char *error;  // a line standard error holds, or ""
+    };
+    const Case cases[] = {
+        {"utm.tif", true, "map 0 added: utm.tif, 456x667, calibrated\n",
+         "veloran-cli: warning: the georeferencing of '"},
+        {"region.tif", true, "calibration from the GeoTIFF: worst misfit 0.00 pixels, 0.0 m\n", ""},
+        {"plain.tif", true, "map 2 added: plain.tif, 2048x1024, uncalibrated\n", ""},
+        {"laea.tif", false, "", "laea.tif': projection EPSG:3035 is not UTM on WGS 84\n"},
+        {"laea.tif --ref A:0,0:50,6 --ref B:100,100:49,7", true,
+         "map 3 added: laea.tif, 232x330, calibrated\n", ""},
+    };
+    for (const Case &c : cases) {
+        SCOPED_TRACE(c.arguments);
+        std::string out;
+        const bool ok = Shell("cd " + Quote(*s_dir) + " && " + cli + " maps add " + c.arguments + db
+                                  + " 2>stderr.txt",
+                              &out);
+        EXPECT_EQ(ok, c.ok);
+        EXPECT_NE(out.find(c.output), std::string::npos) << out;
+        std::ifstream in(File("stderr.txt"));
+        const std::string error((std::istreambuf_iterator<char>(in)),
+                                std::istreambuf_iterator<char>());
+        EXPECT_EQ(error.empty(), *c.error == '\0') << error;
+        EXPECT_NE(error.find(c.error), std::string::npos) << error;
+    }
+    std::string list;
+    ASSERT_TRUE(Shell(cli + " maps list --json" + db, &list));
+    EXPECT_NE(list.find("\"name\":\"A\",\"x\":0,\"y\":0,\"lat\":50"), std::string::npos) << list;
+}

@@ -261,10 +261,11 @@ int Add(const COptions &options)
     const std::string &image = options.arguments.front();
     std::vector<CPositionPair> pairs = options.refs;
     std::string fit;
-    // Before Qt's reader, which would warn of the GeoTIFF tags as unknown to libtiff.
     if (!options.calibration && options.refs.empty() && IsTiffPath(image))
         if (const int status = CalibrateFromGeoTiff(image, pairs, fit); status != kExitOk)
             return status;
+    // Qt's reader would warn of them as unknown.
+    RegisterGeoTiffTags();
     QImageReader reader(QFile::decodeName(image.c_str()));
     const QSize size = reader.size();
     if (!size.isValid())

@@ -58,8 +58,7 @@ void IgnoreGeoTiffError(GTIF *, int, const char *, ...) {}
 TIFF *OpenTiff(const std::string &path, CTiffMessages &messages)
 {
     // The GeoTIFF tags must be known before the first directory is read.
-    static std::once_flag tags;
-    std::call_once(tags, [] { XTIFFInitialize(); });
+    RegisterGeoTiffTags();
     TIFFOpenOptions *options = TIFFOpenOptionsAlloc();
     TIFFOpenOptionsSetErrorHandlerExtR(options, KeepError, &messages);
     TIFFOpenOptionsSetWarningHandlerExtR(options, IgnoreWarning, nullptr);
@@ -522,6 +521,12 @@ std::string Lower(std::string text)
 }
 
 } // namespace
+
+void RegisterGeoTiffTags()
+{
+    static std::once_flag tags;
+    std::call_once(tags, [] { XTIFFInitialize(); });
+}
 
 bool IsTiffPath(const std::string &path)
 {

@@ -9,6 +9,10 @@
 /// .tif or .tiff, the case ignored.
 bool IsTiffPath(const std::string &path);
 
+/// Makes the GeoTIFF tags known to libtiff for the whole process, so that other readers of TIFFs
+/// through the same library (Qt's) do not warn of them as unknown. Safe to call again.
+void RegisterGeoTiffTags();
+
 /// Reads a TIFF's size and georeferencing. false with a line for the user when the file is no
 /// TIFF or is damaged; a TIFF without georeferencing reads with no tags and every key 0.
 bool ReadGeoTiffKeys(const std::string &path, CGeoTiffKeys &keys, std::string &error);

@@ -44,6 +44,8 @@ CMapMenu::CMapMenu(QWidget &page, CMapPageModel &model, const CMapBitmapLoader &
     , m_options(options)
     , m_hooks(std::move(hooks))
 {
+    // Before the first GeoTIFF is drawn, or Qt's reader warns of its tags on every load.
+    RegisterGeoTiffTags();
 }
 
 void CMapMenu::Open(const QString &directory, bool quiet)
