@@ -77,7 +77,8 @@ CGeoTiffKeys KeysOf(std::string_view bytes, int width, int height)
     keys.linearUnits = pick(6, {9001, 0, 9002});
     const auto split = static_cast<unsigned char>(bytes[0]);
     std::vector<double> numbers((bytes.size() - 7) / sizeof(double));
-    std::memcpy(numbers.data(), bytes.data() + 7, numbers.size() * sizeof(double));
+    if (!numbers.empty())
+        std::memcpy(numbers.data(), bytes.data() + 7, numbers.size() * sizeof(double));
     const std::size_t a = std::min<std::size_t>(numbers.size(), split & 0x3Fu);
     const std::size_t b = std::min<std::size_t>(numbers.size() - a, (split >> 6) * 2u + 1u);
     keys.tiepoints.assign(numbers.begin(), numbers.begin() + static_cast<std::ptrdiff_t>(a));
