@@ -437,3 +437,45 @@ TEST_F(GeoTiffFile, CommandLineAdd)
     ASSERT_TRUE(Shell(cli + " maps list --json" + db, &list));
     EXPECT_NE(list.find("\"name\":\"A\",\"x\":0,\"y\":0,\"lat\":50"), std::string::npos) << list;
 }
+
+// Damaged copies of a GeoTIFF with overviews: bytes changed in the header, the directories and
+// the tiles. Each is read whole (keys, every tile of every level) without a crash, and a tile
+// that cannot be read says why.
+TEST_F(GeoTiffFile, DamagedCopiesNeverCrash)
+{
+    std::ifstream in(File("overviews.tif"), std::ios::binary);
+    const std::string original((std::istreambuf_iterator<char>(in)),
+                               std::istreambuf_iterator<char>());
+    ASSERT_GT(original.size(), 1000u);
+    std::uint32_t seed = 12345;
+    const auto next = [&seed] { return seed = seed * 1664525u + 1013904223u; };
+    for (int copy = 0; copy < 60; ++copy) {
+        std::string bytes = original;
+        // The first copies hit the first 600 bytes (header and first directory) only.
+        const std::size_t span = copy < 30 ? 600 : bytes.size();
+        for (int change = 0; change < 1 + copy % 8; ++change)
+            bytes[next() % span] = static_cast<char>(next() >> 24);
+        if (copy % 5 == 4)
+            bytes.resize(next() % bytes.size());
+        const std::string path = File("damaged.tif");
+        std::ofstream(path, std::ios::binary | std::ios::trunc) << bytes;
+        SCOPED_TRACE(copy);
+        bool georeferenced = false;
+        const CCalibrationImport import = ImportGeoTiffFile(path, georeferenced);
+        EXPECT_TRUE(import.ok || !import.error.empty());
+        std::string error;
+        const std::unique_ptr<CTilePyramid> pyramid = OpenTiffPyramid(path, error);
+        if (!pyramid)
+            continue;
+        const std::vector<CTileLevel> &levels = pyramid->GetLevels();
+        for (std::size_t level = 0; level < levels.size(); ++level)
+            for (int row = 0; row <= std::min(levels[level].lastRow, 20); ++row)
+                for (int column = 0; column <= std::min(levels[level].lastColumn, 20); ++column) {
+                    CTileData tile;
+                    error.clear();
+                    if (pyramid->ReadTile(level, column, row, tile, error) == TileRead::Failed) {
+                        EXPECT_FALSE(error.empty());
+                    }
+                }
+    }
+}

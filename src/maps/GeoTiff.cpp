@@ -191,9 +191,10 @@ public:
 private:
     std::unique_ptr<CPooledHandle> Take(std::string &error);
     void Give(std::unique_ptr<CPooledHandle> handle);
-    // The tile of directory `directory` at pixel (x, y), rows top down.
+    // The `width` × `height` tile of directory `directory` at pixel (x, y), rows top down.
     bool ReadDirectoryTile(CPooledHandle &handle, tdir_t directory, std::uint32_t x,
-                           std::uint32_t y, std::vector<std::uint32_t> &argb, std::string &error);
+                           std::uint32_t y, int width, int height, std::vector<std::uint32_t> &argb,
+                           std::string &error);
     // Adds every full-resolution pixel of [x0, x1) × [y0, y1) to sum(x / factor, y / factor)
     // through `add`, tile by tile.
     template <typename Add>
@@ -342,8 +343,8 @@ void CTiffPyramid::Give(std::unique_ptr<CPooledHandle> handle)
 }
 
 bool CTiffPyramid::ReadDirectoryTile(CPooledHandle &handle, tdir_t directory, std::uint32_t x,
-                                     std::uint32_t y, std::vector<std::uint32_t> &argb,
-                                     std::string &error)
+                                     std::uint32_t y, int width, int height,
+                                     std::vector<std::uint32_t> &argb, std::string &error)
 {
     TIFF *tiff = handle.tiff.get();
     handle.messages.error.clear();
@@ -355,8 +356,9 @@ bool CTiffPyramid::ReadDirectoryTile(CPooledHandle &handle, tdir_t directory, st
     std::uint32_t tw = 0, th = 0;
     TIFFGetField(tiff, TIFFTAG_TILEWIDTH, &tw);
     TIFFGetField(tiff, TIFFTAG_TILELENGTH, &th);
-    if (tw == 0 || th == 0 || std::uint64_t{tw} * th > kMaxTilePixels) {
-        error = "tile size out of range";
+    // Another handle may have opened the file after it was replaced.
+    if (static_cast<int>(tw) != width || static_cast<int>(th) != height) {
+        error = "the file changed while it was shown";
         return false;
     }
     std::vector<std::uint32_t> raster(std::size_t{tw} * th);
@@ -385,7 +387,8 @@ bool CTiffPyramid::Stream(CPooledHandle &handle, int x0, int y0, int x1, int y1,
     for (int ty = y0 / m_tileHeight * m_tileHeight; ty < y1; ty += m_tileHeight)
         for (int tx = x0 / m_tileWidth * m_tileWidth; tx < x1; tx += m_tileWidth) {
             if (!ReadDirectoryTile(handle, 0, static_cast<std::uint32_t>(tx),
-                                   static_cast<std::uint32_t>(ty), tile, error))
+                                   static_cast<std::uint32_t>(ty), m_tileWidth, m_tileHeight, tile,
+                                   error))
                 return false;
             for (int y = std::max(ty, y0); y < std::min(ty + m_tileHeight, y1); ++y)
                 for (int x = std::max(tx, x0); x < std::min(tx + m_tileWidth, x1); ++x)
@@ -487,7 +490,8 @@ TileRead CTiffPyramid::ReadTile(std::size_t level, int column, int row, CTileDat
     if (source.kind == LevelKind::Directory) {
         ok = ReadDirectoryTile(*handle, source.directory,
                                static_cast<std::uint32_t>(column * grid.tileWidth),
-                               static_cast<std::uint32_t>(row * grid.tileHeight), tile.argb, error);
+                               static_cast<std::uint32_t>(row * grid.tileHeight), grid.tileWidth,
+                               grid.tileHeight, tile.argb, error);
     } else {
         const int f = source.factor;
         const int x0 = column * tile.width * f, y0 = row * tile.height * f;
