@@ -99,6 +99,9 @@ TEST(GeoTiffCalibration, FitsTheGeoreferencing)
                   k.geodeticDatum = 6326;
               }),
          48.5, 11.0, 48.3, 11.6, 1e-12, 1e-9},
+        {"the whole earth: its edges on the poles and the antimeridian despite rounding",
+         Geographic(2048, 1024, {0, 0, 0, -180, 90, 0}, {0.17578125, 0.17578125, 0}), 90, -180, -90,
+         180, 1e-9, 1e-6},
         {"UTM 32N, 10 m pixels astride the central meridian",
          Utm(32632, 1000, 1000, {0, 0, 0, 495000, 5330000, 0}, {10, 10, 0}), 48.1232, 8.9328,
          48.0333, 9.0671, 2e-4, 2.0},

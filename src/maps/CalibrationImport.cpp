@@ -41,6 +41,9 @@ constexpr std::size_t kMaxOziFields = 20;
 constexpr double kMaxLatitude = 90.0;
 constexpr double kMaxLongitude = 360.0;
 
+// Degrees a fitted corner may overshoot a pole or the antimeridian by rounding alone.
+constexpr double kEdgeSnap = 1e-9;
+
 // Pixel coordinates of Ozi points: anything a 32-bit pixel can hold.
 constexpr double kMaxPixel = 2147483647.0;
 
@@ -191,8 +194,16 @@ CCalibrationImport Fit(const std::vector<CSample> &samples, int width, int heigh
     const double ySlope = yLatitude / yy;
     const double x0 = meanLongitude - xSlope * meanX;
     const double y0 = meanLatitude - ySlope * meanY;
-    const CGeoPosition topLeft(y0, x0, 0.0);
-    const CGeoPosition bottomRight(y0 + ySlope * height, x0 + xSlope * width, 0.0);
+    // The sums' rounding must not push the edges of a sheet of the whole earth past the poles
+    // or the antimeridian.
+    const auto snap = [](double degrees, double limit) {
+        return std::fabs(degrees) > limit && std::fabs(degrees) - limit < kEdgeSnap
+                   ? std::copysign(limit, degrees)
+                   : degrees;
+    };
+    const CGeoPosition topLeft(snap(y0, 90.0), snap(x0, 180.0), 0.0);
+    const CGeoPosition bottomRight(snap(y0 + ySlope * height, 90.0),
+                                   snap(x0 + xSlope * width, 180.0), 0.0);
     const bool finite = std::isfinite(topLeft.m_latitude) && std::isfinite(topLeft.m_longitude)
                         && std::isfinite(bottomRight.m_latitude)
                         && std::isfinite(bottomRight.m_longitude);
