@@ -99,6 +99,8 @@ protected:
             "gdalwarp -q -te 6 44 12 50 -te_srs EPSG:4326 -t_srs EPSG:3035 -tr 2000 2000 "
             "-co TILED=YES world.tif laea.tif",
             "gdal_translate -q -projwin -20 70 40 30 world.tif region.tif",
+            "gdal_translate -q -co TILED=YES -co COMPRESS=JPEG -co PHOTOMETRIC=YCBCR world.tif "
+            "jpeg.tif",
             "gdal_translate -q -co TILED=YES " + world + " plain.tif",
             // Cut inside the first directory; a TIFF header before noise.
             "head -c 100 utm.tif > cut.tif",
@@ -284,6 +286,11 @@ TEST_F(GeoTiffFile, TilesAreGdalsPixels)
     const std::unique_ptr<CTilePyramid> point = OpenTiffPyramid(File("point.tif"), error);
     ASSERT_NE(point, nullptr) << error;
     ExpectTileMatches(*point, 0, 9, 4, "point.tif", 600, 300, 0);
+
+    // JPEG in YCbCr: libtiff converts to RGB as GDAL does (one libjpeg decodes both).
+    const std::unique_ptr<CTilePyramid> jpeg = OpenTiffPyramid(File("jpeg.tif"), error);
+    ASSERT_NE(jpeg, nullptr) << error;
+    ExpectTileMatches(*jpeg, 0, 3, 1, "jpeg.tif", 2048, 1024, 2);
 }
 
 // Without overviews in the file, the levels above the full image are averages of it: as GDAL's
