@@ -6,6 +6,7 @@
 #include "geo/CoordinateRange.h"
 #include "geo/WebMercator.h"
 #include "maps/CalibrationImport.h"
+#include "maps/GeoTiff.h"
 #include "maps/MapDatabase.h"
 #include "maps/MapPageModel.h"
 #include "maps/TileFallback.h"
@@ -54,7 +55,9 @@ constexpr const char *kMapsHelp =
     "          ZOOM/X/Y.png (or .jpg, .jpeg, .webp) tiles or its template DIR/{z}/{x}/{y}.png\n"
     "          ({-y} for rows counted from the south); --xyz and --tms say how the folder counts\n"
     "          its rows (by default TMS when it holds a tilemapresource.xml, else XYZ), and the\n"
-    "          name is the MBTiles name or the file or folder name unless --name\n"
+    "          name is the MBTiles name or the file or folder name unless --name; a GeoTIFF\n"
+    "          without --ref or --calibration is calibrated from the georeferencing inside it\n"
+    "          (WGS 84 latitude/longitude or UTM)\n"
     "  locate  per map the pixel of the position and whether the map contains it, then the\n"
     "          map the window would choose by itself; for a tile source also the tile of its most\n"
     "          detailed zoom holding the position and the pixel in that tile (with --json\n"
@@ -476,6 +479,30 @@ int List(const COptions &options)
     return database.IsDamaged() ? kExitFile : kExitOk;
 }
 
+// The pairs of a GeoTIFF's own georeferencing; none for a TIFF without any. A misfit asks as an
+// imported calibration file's does.
+int CalibrateFromGeoTiff(const std::string &image, std::vector<CPositionPair> &pairs,
+                         std::string &fit)
+{
+    bool georeferenced = false;
+    CCalibrationImport import = ImportGeoTiffFile(image, georeferenced);
+    if (!georeferenced)
+        return kExitOk;
+    if (!import.ok)
+        return FileError("cannot calibrate from the georeferencing of", image, import.error);
+    if (const std::string problem = CalibrationProblem(import.pairs); !problem.empty())
+        return FileError("cannot calibrate from the georeferencing of", image, problem);
+    pairs = std::move(import.pairs);
+    fit = FormatC("calibration from the GeoTIFF: worst misfit %.2f pixels, %.1f m\n",
+                  import.maxErrorPixels, import.maxErrorMetres);
+    if (NeedsConfirmation(import))
+        std::fprintf(stderr,
+                     "veloran-cli: warning: the georeferencing of '%s' is not a plain "
+                     "latitude/longitude grid: positions may be off by more than 2 pixels\n",
+                     image.c_str());
+    return kExitOk;
+}
+
 int Add(const COptions &options)
 {
     const std::string &image = options.arguments.front();
@@ -483,12 +510,17 @@ int Add(const COptions &options)
         return AddTileSource(options);
     if (options.xyz || options.tms)
         return UsageError("maps add: --xyz and --tms are for tile folders");
+    std::vector<CPositionPair> pairs = options.refs;
+    std::string fit;
+    if (!options.calibration && options.refs.empty() && IsTiffPath(image))
+        if (const int status = CalibrateFromGeoTiff(image, pairs, fit); status != kExitOk)
+            return status;
+    // Qt's reader would warn of them as unknown.
+    RegisterGeoTiffTags();
     QImageReader reader(QFile::decodeName(image.c_str()));
     const QSize size = reader.size();
     if (!size.isValid())
         return FileError("cannot read the image", image, reader.errorString().toStdString());
-    std::vector<CPositionPair> pairs = options.refs;
-    std::string fit;
     if (options.calibration) {
         CCalibrationImport import =
             ImportCalibrationFile(*options.calibration, size.width(), size.height());

@@ -41,6 +41,9 @@ constexpr std::size_t kMaxOziFields = 20;
 constexpr double kMaxLatitude = 90.0;
 constexpr double kMaxLongitude = 360.0;
 
+// Degrees a fitted corner may overshoot a pole or the antimeridian by rounding alone.
+constexpr double kEdgeSnap = 1e-9;
+
 // Pixel coordinates of Ozi points: anything a 32-bit pixel can hold.
 constexpr double kMaxPixel = 2147483647.0;
 
@@ -191,8 +194,16 @@ CCalibrationImport Fit(const std::vector<CSample> &samples, int width, int heigh
     const double ySlope = yLatitude / yy;
     const double x0 = meanLongitude - xSlope * meanX;
     const double y0 = meanLatitude - ySlope * meanY;
-    const CGeoPosition topLeft(y0, x0, 0.0);
-    const CGeoPosition bottomRight(y0 + ySlope * height, x0 + xSlope * width, 0.0);
+    // The sums' rounding must not push the edges of a sheet of the whole earth past the poles
+    // or the antimeridian.
+    const auto snap = [](double degrees, double limit) {
+        return std::fabs(degrees) > limit && std::fabs(degrees) - limit < kEdgeSnap
+                   ? std::copysign(limit, degrees)
+                   : degrees;
+    };
+    const CGeoPosition topLeft(snap(y0, 90.0), snap(x0, 180.0), 0.0);
+    const CGeoPosition bottomRight(snap(y0 + ySlope * height, 90.0),
+                                   snap(x0 + xSlope * width, 180.0), 0.0);
     const bool finite = std::isfinite(topLeft.m_latitude) && std::isfinite(topLeft.m_longitude)
                         && std::isfinite(bottomRight.m_latitude)
                         && std::isfinite(bottomRight.m_longitude);
@@ -523,6 +534,91 @@ CCalibrationImport ImportKml(std::string_view bytes, int width, int height)
     return Failure("GroundOverlay without LatLonBox");
 }
 
+// GeoKey values this import knows.
+constexpr int kModelProjected = 1;
+constexpr int kModelGeographic = 2;
+constexpr int kPixelIsPoint = 2;
+constexpr int kWgs84 = 4326;
+constexpr int kWgs84Datum = 6326;
+constexpr int kUserDefined = 32767;
+constexpr int kDegree = 9102;
+constexpr int kMetre = 9001;
+constexpr int kUtmNorth = 32600;
+constexpr int kUtmSouth = 32700;
+// More tiepoints than this are a grid for warping, not reference points.
+constexpr std::size_t kMaxTiepoints = 1000;
+
+// The position a GeoTIFF's model coordinates name, or false for what is not in degrees or no
+// UTM grid position.
+using ModelToPosition = bool (*)(int zone, double x, double y, CSample &sample);
+
+bool DegreesToPosition(int, double x, double y, CSample &sample)
+{
+    sample.longitude = x;
+    sample.latitude = y;
+    return std::fabs(y) <= kMaxLatitude && std::fabs(x) <= kMaxLongitude;
+}
+
+// Zones are signed: negative for the southern hemisphere.
+bool UtmToPosition(int zone, double x, double y, CSample &sample)
+{
+    // Far outside its zone the series of the inverse diverge.
+    if (!(x > -1e6 && x < 2e6 && y > -1e7 && y < 2e7))
+        return false;
+    // Any band letter below 'N' means the southern hemisphere to the inverse.
+    const std::string zoneName = FormatC("%d%c", std::abs(zone), zone < 0 ? 'C' : 'N');
+    CGeoPosition position;
+    UTMToLatLon(position, y, x, zoneName);
+    sample.latitude = position.m_latitude;
+    sample.longitude = position.m_longitude;
+    return std::isfinite(sample.latitude) && std::isfinite(sample.longitude)
+           && std::fabs(sample.latitude) <= kMaxLatitude;
+}
+
+// How the model coordinates read, or an error for a coordinate system we cannot place.
+std::string GeoTiffModel(const CGeoTiffKeys &keys, ModelToPosition &convert, int &zone)
+{
+    if (keys.modelType == kModelGeographic) {
+        const bool wgs84 =
+            keys.geographicType == kWgs84
+            || (keys.geographicType == kUserDefined && keys.geodeticDatum == kWgs84Datum);
+        if (!wgs84)
+            return keys.geographicType == 0 ? "no geographic coordinate system"
+                   : keys.geographicType == kUserDefined
+                       ? "datum is not WGS 84"
+                       : FormatC("coordinate system EPSG:%d is not WGS 84", keys.geographicType);
+        if (keys.angularUnits != 0 && keys.angularUnits != kDegree)
+            return "angles are not in degrees";
+        convert = DegreesToPosition;
+        return {};
+    }
+    if (keys.modelType == kModelProjected) {
+        const int code = keys.projectedType;
+        if (code > kUtmNorth && code <= kUtmNorth + 60)
+            zone = code - kUtmNorth;
+        else if (code > kUtmSouth && code <= kUtmSouth + 60)
+            zone = kUtmSouth - code;
+        else
+            return code == 0 || code == kUserDefined
+                       ? "projection is not UTM on WGS 84"
+                       : FormatC("projection EPSG:%d is not UTM on WGS 84", code);
+        if (keys.linearUnits != 0 && keys.linearUnits != kMetre)
+            return "distances are not in metres";
+        convert = UtmToPosition;
+        return {};
+    }
+    return keys.modelType == 0 ? "no georeferencing"
+                               : FormatC("model type %d is neither latitude/longitude nor a "
+                                         "projection",
+                                         keys.modelType);
+}
+
+bool AllFinite(const std::vector<double> &values, std::size_t count)
+{
+    return std::all_of(values.begin(), values.begin() + static_cast<std::ptrdiff_t>(count),
+                       [](double v) { return std::isfinite(v); });
+}
+
 } // namespace
 
 std::optional<CalibrationFormat> CalibrationFormatOfPath(const std::string &path)
@@ -595,4 +691,58 @@ std::vector<std::string> FindCalibrationFiles(const std::string &imagePath)
     for (const auto &[order, name] : found)
         paths.push_back(folder.empty() ? name : (folder / name).string());
     return paths;
+}
+
+CCalibrationImport ImportGeoTiff(const CGeoTiffKeys &keys)
+{
+    const int width = keys.width, height = keys.height;
+    if (width <= 0 || height <= 0)
+        return Failure("no image size");
+    ModelToPosition convert = nullptr;
+    int zone = 0;
+    if (const std::string error = GeoTiffModel(keys, convert, zone); !error.empty())
+        return Failure(error);
+    // A tiepoint names a pixel's top-left corner, unless the raster is of points: then it names
+    // the pixel's centre, half a pixel down and right of the corner a map point is.
+    const double shift = keys.rasterType == kPixelIsPoint ? 0.5 : 0.0;
+    const std::vector<double> &m = keys.transformation;
+    const std::vector<double> &t = keys.tiepoints;
+    const std::vector<double> &s = keys.pixelScale;
+    std::array<double, 6> affine{}; // x = a0 i + a1 j + a2, y = a3 i + a4 j + a5
+    if (m.size() >= 16 && AllFinite(m, 16)) {
+        if (m[12] != 0.0 || m[13] != 0.0 || m[15] != 1.0)
+            return Failure("transformation is not affine");
+        affine = {m[0], m[1], m[3], m[4], m[5], m[7]};
+    } else if (t.size() >= 6 && s.size() >= 2 && AllFinite(t, 6) && AllFinite(s, 2)) {
+        affine = {s[0], 0.0, t[3] - t[0] * s[0], 0.0, -s[1], t[4] + t[1] * s[1]};
+    } else if (t.size() >= 6) {
+        // Tiepoints alone are reference points.
+        if (t.size() / 6 > kMaxTiepoints)
+            return Failure("too many tiepoints");
+        std::vector<CSample> samples;
+        for (std::size_t i = 0; i + 6 <= t.size(); i += 6) {
+            CSample sample{t[i] + shift, t[i + 1] + shift, 0.0, 0.0};
+            if (!std::isfinite(t[i]) || !std::isfinite(t[i + 1]) || std::fabs(t[i]) > kMaxPixel
+                || std::fabs(t[i + 1]) > kMaxPixel || !convert(zone, t[i + 3], t[i + 4], sample))
+                return Failure("a tiepoint lies off the earth");
+            samples.push_back(sample);
+        }
+        return Fit(samples, width, height, "tiepoints give no scale");
+    } else {
+        return Failure("no georeferencing");
+    }
+    bool onEarth = true;
+    const auto positionAt = [&](double x, double y) {
+        const double i = x - shift, j = y - shift;
+        CSample sample{x, y, 0.0, 0.0};
+        onEarth = convert(zone, affine[0] * i + affine[1] * j + affine[2],
+                          affine[3] * i + affine[4] * j + affine[5], sample)
+                  && onEarth;
+        return sample;
+    };
+    const std::vector<CSample> samples = SampleGrid(width, height, positionAt);
+    if (!onEarth)
+        return Failure("the map's corners lie off the earth");
+    return Fit(samples, width, height,
+               affine[1] != 0.0 || affine[3] != 0.0 ? "rotated too far" : "pixel size is zero");
 }

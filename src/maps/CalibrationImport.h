@@ -41,6 +41,28 @@ inline constexpr std::size_t kMaxCalibrationBytes = std::size_t{4} << 20;
 /// then KML.
 std::vector<std::string> FindCalibrationFiles(const std::string &imagePath);
 
+/// Where a GeoTIFF says it lies: its georeferencing tags and the GeoKeys read here, 0 (or empty)
+/// for what the file lacks.
+struct CGeoTiffKeys {
+    int width = 0;
+    int height = 0;
+    std::vector<double> tiepoints;      ///< ModelTiepointTag: i, j, k, x, y, z per point
+    std::vector<double> pixelScale;     ///< ModelPixelScaleTag: x, y, z
+    std::vector<double> transformation; ///< ModelTransformationTag: 4 × 4, row by row
+    int modelType = 0;                  ///< GTModelTypeGeoKey: 1 projected, 2 geographic
+    int rasterType = 0;                 ///< GTRasterTypeGeoKey: 1 PixelIsArea, 2 PixelIsPoint
+    int geographicType = 0;             ///< GeographicTypeGeoKey: 4326 is WGS 84
+    int geodeticDatum = 0;              ///< GeogGeodeticDatumGeoKey: 6326 is WGS 84
+    int angularUnits = 0;               ///< GeogAngularUnitsGeoKey: 9102 is the degree
+    int projectedType = 0;              ///< ProjectedCSTypeGeoKey: 326zz, 327zz are UTM zones
+    int linearUnits = 0;                ///< ProjLinearUnitsGeoKey: 9001 is the metre
+};
+
+/// Fits the map model to a GeoTIFF's georeferencing like a calibration file: WGS 84 latitude and
+/// longitude or UTM zones of WGS 84, from a tiepoint and pixel scale, a transformation or
+/// several tiepoints. Anything else gives !ok with a reason.
+CCalibrationImport ImportGeoTiff(const CGeoTiffKeys &keys);
+
 /// The fit misses some source point by more than two pixels: the user must confirm it.
 inline bool NeedsConfirmation(const CCalibrationImport &i)
 {

@@ -1,6 +1,7 @@
 #include "maps/MapMenu.h"
 
 #include "maps/CalibrationImport.h"
+#include "maps/GeoTiff.h"
 #include "maps/MapBitmapLoader.h"
 #include "maps/MapDatabase.h"
 #include "maps/MapDialogs.h"
@@ -43,6 +44,8 @@ CMapMenu::CMapMenu(QWidget &page, CMapPageModel &model, const CMapBitmapLoader &
     , m_options(options)
     , m_hooks(std::move(hooks))
 {
+    // Before the first GeoTIFF is drawn, or Qt's reader warns of its tags on every load.
+    RegisterGeoTiffTags();
 }
 
 void CMapMenu::Open(const QString &directory, bool quiet)
@@ -194,6 +197,8 @@ void CMapMenu::AddMapFile(const QString &path)
 
 void CMapMenu::OfferCalibration(const QString &imagePath)
 {
+    if (IsTiffPath(imagePath.toStdString()) && UseGeoTiffCalibration(imagePath))
+        return;
     const QSize size = m_bitmaps.GetBitmap().GetSize();
     const std::vector<std::string> found = FindCalibrationFiles(imagePath.toStdString());
     QString file;
@@ -220,17 +225,42 @@ void CMapMenu::OfferCalibration(const QString &imagePath)
                   file + QStringLiteral(": ") + QString::fromStdString(import.error));
         return;
     }
-    if (NeedsConfirmation(import)
-        && !AskQuestion(
-            &m_page, tr("Calibration"),
-            tr("This map is not a plain latitude/longitude grid: positions on it may be off "
-               "by up to %1 m (%2 pixels).\nUse the calibration anyway?")
-                .arg(import.maxErrorMetres, 0, 'f', 0)
-                .arg(import.maxErrorPixels, 0, 'f', 1)))
+    if (!AcceptMisfit(import))
         return;
     m_model.SetCurrentPairs(import.pairs);
     SaveMaps();
     m_hooks.apply(kMapViewMoved);
+}
+
+bool CMapMenu::UseGeoTiffCalibration(const QString &imagePath)
+{
+    bool georeferenced = false;
+    const CCalibrationImport import = ImportGeoTiffFile(imagePath.toStdString(), georeferenced);
+    if (!georeferenced)
+        return false;
+    if (!import.ok) {
+        ShowError(&m_page, tr("Unable to use the georeferencing in this GeoTIFF."),
+                  QFileInfo(imagePath).fileName() + QStringLiteral(": ")
+                      + QString::fromStdString(import.error));
+        return false;
+    }
+    if (AcceptMisfit(import)) {
+        m_model.SetCurrentPairs(import.pairs);
+        SaveMaps();
+        m_hooks.apply(kMapViewMoved);
+    }
+    return true;
+}
+
+bool CMapMenu::AcceptMisfit(const CCalibrationImport &import)
+{
+    return !NeedsConfirmation(import)
+           || AskQuestion(
+               &m_page, tr("Calibration"),
+               tr("This map is not a plain latitude/longitude grid: positions on it may be off "
+                  "by up to %1 m (%2 pixels).\nUse the calibration anyway?")
+                   .arg(import.maxErrorMetres, 0, 'f', 0)
+                   .arg(import.maxErrorPixels, 0, 'f', 1));
 }
 
 bool CMapMenu::SaveMaps()

@@ -10,6 +10,8 @@
 
 #include <functional>
 
+struct CCalibrationImport;
+
 class CMapBitmapLoader;
 class CMapPageModel;
 class QMenu;
@@ -51,6 +53,11 @@ public:
 private:
     [[nodiscard]] QMenu *Create();
     void OfferCalibration(const QString &imagePath);
+    /// The georeferencing inside a GeoTIFF, taken as an imported calibration file's would be;
+    /// false when there is none to take, so that a calibration file is offered.
+    bool UseGeoTiffCalibration(const QString &imagePath);
+    /// Asks before a calibration that misses a point by more than two pixels is used.
+    bool AcceptMisfit(const CCalibrationImport &import);
 
     QWidget &m_page;
     CMapPageModel &m_model;

@@ -2,6 +2,7 @@
 
 #include "base/Numbers.h"
 #include "geo/WebMercator.h"
+#include "maps/GeoTiff.h"
 
 #include <algorithm>
 #include <array>
@@ -800,8 +801,9 @@ std::unique_ptr<CTilePyramid> OpenTilePyramid(const CMapInfo &map, std::string &
 {
     error.clear();
     const TileSourceKind kind = TileSourceKindOfPath(map.m_file);
+    // A tiled TIFF sheet is read piece by piece too: it can be far larger than memory.
     if (kind == TileSourceKind::None)
-        return nullptr;
+        return IsTiffPath(map.m_file) ? OpenTiffPyramid(map.m_file, error) : nullptr;
     if (!map.IsCalibrated() || map.m_projection != MapProjection::WebMercator) {
         error = "the tile source's record holds no zoom";
         return nullptr;

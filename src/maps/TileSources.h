@@ -48,5 +48,5 @@ CMapInfo TileSourceMap(const CTileSourceInfo &info);
 
 /// The tiles of a tile source record: level i is zoom m_tileZoom − i down to the least detailed
 /// zoom stored. nullptr with `error` set when the source is missing or damaged; nullptr with an
-/// empty `error` for a map that is no tile source (a sheet).
+/// empty `error` for a sheet that is drawn whole; a tiled TIFF sheet opens as OpenTiffPyramid.
 std::unique_ptr<CTilePyramid> OpenTilePyramid(const CMapInfo &map, std::string &error);
