@@ -60,6 +60,12 @@ unsigned CMapPageModel::AddMap(const std::string &file, int width, int height)
     return ShowMap(static_cast<int>(m_maps.size()) - 1);
 }
 
+unsigned CMapPageModel::AddMap(CMapInfo map)
+{
+    m_maps.push_back(std::move(map));
+    return ShowMap(static_cast<int>(m_maps.size()) - 1);
+}
+
 unsigned CMapPageModel::ReplaceMaps(CMapList maps, int chosen)
 {
     m_maps = std::move(maps);

@@ -69,6 +69,8 @@ public:
     unsigned ShowMap(int index);
     /// Appends a map of a bitmap that loaded and makes it current; its name is the file name.
     unsigned AddMap(const std::string &file, int width, int height);
+    /// Appends a made record (a tile source) and makes it current.
+    unsigned AddMap(CMapInfo map);
     /// The select dialog's list; `chosen` becomes current unless -1. Auto select goes off.
     unsigned ReplaceMaps(CMapList maps, int chosen);
     /// The reference dialog's pairs for the current map, calibrated.

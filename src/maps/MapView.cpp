@@ -1,6 +1,7 @@
 #include "maps/MapView.h"
 
 #include "maps/MapDatabase.h"
+#include "maps/TileSources.h"
 #include "settings/SettingsKey.h"
 #include "settings/SettingsTable.h"
 #include "waypoints/WaypointBook.h"
@@ -19,6 +20,7 @@
 CMapView::CMapView(QWidget *parent)
     : QWidget(parent)
     , m_loader(this)
+    , m_openPyramid(OpenTilePyramid)
     , m_menu(*this, m_model, m_loader, m_options,
              {.apply = [this](unsigned changes) { Apply(changes); },
               .loadBitmap =
@@ -247,6 +249,7 @@ const CWaypoint *CMapView::SelectedWaypoint() const
 
 void CMapView::LoadCurrentBitmap()
 {
+    m_loader.Cancel();
     m_loader.Clear();
     m_tiles.SetPyramid(nullptr);
     emit MapLoadedChanged();
