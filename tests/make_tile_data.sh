@@ -4,6 +4,8 @@
 #   europe.tif              the part of it the tile sets hold, in EPSG:4326
 #   world.mbtiles(.json)    raster MBTiles, zoom 5 (gdal_translate) and 1-4 (gdaladdo); gdalinfo -json of it
 #   xyz/ tms/               tile folders of zooms 1-5 (gdal2tiles.py --xyz, and its default TMS)
+#   jpeg.mbtiles, webp/     JPEG tiles in an MBTiles, WebP tiles in an XYZ folder of zooms 3-4
+#   nometa.mbtiles          world.mbtiles without zooms and bounds in its metadata
 #   vector.mbtiles          vector tiles (ogr2ogr, MVT driver)
 #   truncated.mbtiles       world.mbtiles cut short
 #   notiles.mbtiles         world.mbtiles without its tiles table
@@ -50,6 +52,8 @@ gdaladdo -q -r average world.mbtiles 2 4 8 16
 gdalinfo -json world.mbtiles > world.mbtiles.json
 gdal2tiles.py -q --xyz -z 1-5 -w none --processes=1 europe.tif xyz
 gdal2tiles.py -q -z 1-5 -w none --processes=1 europe.tif tms
+gdal_translate -q -of MBTILES -co TILE_FORMAT=JPEG europe.tif jpeg.mbtiles
+gdal2tiles.py -q --xyz --tiledriver=WEBP -z 3-4 -w none --processes=1 europe.tif webp
 
 cat > points.geojson <<'JSON'
 {"type": "FeatureCollection", "features": [
@@ -61,6 +65,13 @@ ogr2ogr -q -f MVT -dsco FORMAT=MBTILES -dsco MAXZOOM=3 vector.mbtiles points.geo
 size=$(wc -c < world.mbtiles)
 head -c $((size / 2)) world.mbtiles > truncated.mbtiles
 cp world.mbtiles notiles.mbtiles
+cp world.mbtiles nometa.mbtiles
+python3 - nometa.mbtiles <<'PY'
+import sqlite3, sys
+db = sqlite3.connect(sys.argv[1])
+db.execute("delete from metadata where name in ('minzoom', 'maxzoom', 'bounds')")
+db.commit()
+PY
 python3 - notiles.mbtiles <<'PY'
 import sqlite3, sys
 db = sqlite3.connect(sys.argv[1])

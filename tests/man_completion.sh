@@ -89,7 +89,7 @@ expect() {
 }
 
 mkdir -p "$work/files/folder"
-touch "$work/files/"{drive.nmea,OLD.NMEA,notes.txt,trip.gpx,cache.loc,city.png,world.jpg}
+touch "$work/files/"{drive.nmea,OLD.NMEA,notes.txt,trip.gpx,cache.loc,city.png,world.jpg,alps.mbtiles}
 
 # Every option of every help text is offered after "-".
 for help in "$work"/help.*; do
@@ -110,14 +110,15 @@ done
 if [ "$name" = veloran-cli ]; then
     expect "waypoints" "$name" wa
     expect "--summary" "$name" parse --su
-    expect "add list locate track" "$name" maps ""
+    expect "add list locate tile track" "$name" maps ""
     expect "tcp-listen:// tcp://" "$name" listen tcp
     expect "udp://" "$name" listen u
     expect "115200 19200 38400 4800 57600 9600 auto" "$name" listen serial : /dev/ttyUSB0?baud = ""
     expect "all gps" "$name" replay drive.nmea --gnss ""
     expect "OLD.NMEA drive.nmea folder" "$name" parse ""
     expect "cache.loc folder trip.gpx" "$name" waypoints import ""
-    expect "city.png folder world.jpg" "$name" maps add ""
+    expect "alps.mbtiles city.png folder world.jpg" "$name" maps add ""
+    expect "city.png folder" "$name" maps tile Alps 46.5 8 12 --png ""
     expect "full low moderate" "$name" listen udp://:10110 --profile ""
 else
     expect "--source" "$name" --sou

@@ -65,14 +65,15 @@ std::string RasterFormat(std::string format)
 
 std::optional<int> ParseWhole(std::string_view text)
 {
-    std::int32_t value = 0;
-    std::size_t start = text.find_first_not_of(" \t");
-    if (start == std::string_view::npos)
+    while (!text.empty() && std::isspace(static_cast<unsigned char>(text.front())))
+        text.remove_prefix(1);
+    while (!text.empty() && std::isspace(static_cast<unsigned char>(text.back())))
+        text.remove_suffix(1);
+    if (text.empty() || text.size() > 9 || !std::all_of(text.begin(), text.end(), [](char c) {
+            return std::isdigit(static_cast<unsigned char>(c));
+        }))
         return std::nullopt;
-    text = text.substr(start);
-    for (std::size_t i = text.front() == '-' ? 1 : 0; i < text.size(); ++i)
-        if (!std::isdigit(static_cast<unsigned char>(text[i])) && text[i] != ' ')
-            return std::nullopt;
+    std::int32_t value = 0;
     if (ScanInt(text, value) != 1)
         return std::nullopt;
     return value;
@@ -131,8 +132,8 @@ std::uint32_t BigEndian(const unsigned char *p, int bytes)
 
 // SQLite reads a file cut short only as far as it goes, then calls the rest corrupt on first
 // touch: a tile read in the middle of a pan. The header tells its size in pages, so a cut is
-// found before the file is taken.
-std::string CheckDatabaseHeader(const std::string &path)
+// found before the file is taken. `wal` tells a database in write-ahead-log mode.
+std::string CheckDatabaseHeader(const std::string &path, bool &wal)
 {
     const int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
     if (fd < 0)
@@ -160,13 +161,14 @@ std::string CheckDatabaseHeader(const std::string &path)
     const bool counted = pages != 0 && BigEndian(header + 24, 4) == BigEndian(header + 92, 4);
     if (pageSize < 512 || (pageSize & (pageSize - 1)) != 0)
         return "the file is damaged (no valid SQLite page size)";
+    wal = header[18] == 2 || header[19] == 2;
     const auto size = static_cast<std::uint64_t>(status.st_size);
     if ((counted && size < static_cast<std::uint64_t>(pages) * pageSize) || size % pageSize != 0)
         return "the file is truncated";
     return {};
 }
 
-std::string UriOfPath(const std::string &path)
+std::string UriOfPath(const std::string &path, bool immutable)
 {
     std::string uri = "file:";
     for (const char c : fs::absolute(path).lexically_normal().string()) {
@@ -176,8 +178,10 @@ std::string UriOfPath(const std::string &path)
         else
             uri += FormatC("%%%02X", u);
     }
-    // Read-only: never a journal or a lock file written beside the user's file.
-    return uri + "?mode=ro";
+    // Read-only: never a journal or a lock file written beside the user's file. Even read-only,
+    // SQLite makes the -wal and -shm files of a write-ahead-log database unless told that
+    // nothing writes it, which holds while it has no -wal file.
+    return uri + (immutable ? "?mode=ro&immutable=1" : "?mode=ro");
 }
 
 std::string DatabaseError(sqlite3 *db)
@@ -192,19 +196,21 @@ std::string DatabaseError(sqlite3 *db)
 
 CDatabasePtr OpenDatabase(const std::string &path, std::string &error)
 {
-    error = CheckDatabaseHeader(path);
+    bool wal = false;
+    error = CheckDatabaseHeader(path, wal);
     if (!error.empty())
         return nullptr;
+    std::error_code ec;
+    const bool immutable = wal && !fs::exists(path + "-wal", ec);
     sqlite3 *raw = nullptr;
     const int result =
-        sqlite3_open_v2(UriOfPath(path).c_str(), &raw,
+        sqlite3_open_v2(UriOfPath(path, immutable).c_str(), &raw,
                         SQLITE_OPEN_READONLY | SQLITE_OPEN_URI | SQLITE_OPEN_FULLMUTEX, nullptr);
     CDatabasePtr db(raw);
     if (result != SQLITE_OK) {
         error = raw != nullptr ? DatabaseError(raw) : sqlite3_errstr(result);
         return nullptr;
     }
-    sqlite3_extended_result_codes(db.get(), 0);
     return db;
 }
 
