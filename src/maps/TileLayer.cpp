@@ -26,6 +26,29 @@ QRectF SourceRect(const CTileRect &r)
     return {r.left, r.top, r.right - r.left, r.bottom - r.top};
 }
 
+// A source may hold its most detailed zooms only in places: where a tile is absent, the nearest
+// ancestor that may exist is read, to be drawn enlarged in its place.
+void WantAncestor(const std::vector<CTileLevel> &levels, const CTileKey &key,
+                  const CTileCache &cache, std::vector<CTileKey> &wanted)
+{
+    const CTileRect area = TileArea(levels[key.level], key.column, key.row);
+    const double x = (area.left + area.right) / 2;
+    const double y = (area.top + area.bottom) / 2;
+    for (std::size_t level = key.level + 1; level < levels.size(); ++level) {
+        const CTileRange range = TilesCovering(levels[level], {x, y, x + 1e-6, y + 1e-6});
+        if (range.IsEmpty())
+            return;
+        const CTileKey parent{level, range.firstColumn, range.firstRow};
+        if (cache.IsLoaded(parent))
+            return;
+        if (!cache.IsSettled(parent)) {
+            if (std::find(wanted.begin(), wanted.end(), parent) == wanted.end())
+                wanted.push_back(parent);
+            return;
+        }
+    }
+}
+
 } // namespace
 
 void DrawTiles(QPainter &painter, CTileCache &cache, const CMapViewport &view)
@@ -65,6 +88,7 @@ void DrawTiles(QPainter &painter, CTileCache &cache, const CMapViewport &view)
     const bool exact = std::abs(zoom - l.scale) < 1e-9;
     painter.setRenderHint(QPainter::SmoothPixmapTransform, !exact);
     std::vector<CTileKey> wanted;
+    std::vector<CTileKey> parents;
     const auto loaded = [&cache](const CTileKey &key) { return cache.IsLoaded(key); };
     for (const CTileKey &key : keys) {
         if (const QImage *image = cache.Find(key)) {
@@ -76,8 +100,9 @@ void DrawTiles(QPainter &painter, CTileCache &cache, const CMapViewport &view)
             continue;
         }
         if (cache.IsSettled(key))
-            continue;
-        wanted.push_back(key);
+            WantAncestor(levels, key, cache, parents);
+        else
+            wanted.push_back(key);
         painter.setRenderHint(QPainter::SmoothPixmapTransform, true);
         for (const CTilePiece &piece : TileFallback(levels, key, loaded)) {
             if (const QImage *image = cache.Find(piece.key))
@@ -86,5 +111,6 @@ void DrawTiles(QPainter &painter, CTileCache &cache, const CMapViewport &view)
         painter.setRenderHint(QPainter::SmoothPixmapTransform, !exact);
     }
     painter.restore();
+    wanted.insert(wanted.end(), parents.begin(), parents.end());
     cache.Request(wanted);
 }

@@ -1,8 +1,11 @@
+#include "maps/MapViewport.h"
 #include "maps/TileCache.h"
+#include "maps/TileLayer.h"
 
 #include <QBuffer>
 #include <QCoreApplication>
 #include <QImage>
+#include <QPainter>
 
 #include <atomic>
 #include <condition_variable>
@@ -15,8 +18,8 @@ namespace
 {
 
 // A pyramid of two levels of 4 × 4 tiles, 16 pixels square, whose reads are counted and can be
-// held at a gate. Tile (level, c, r) is one colour, PNG-encoded; column 3 of level 0 fails and
-// column 2 of level 1 holds bytes that are no image.
+// held at a gate. Tile (level, c, r) is one colour, PNG-encoded; column 3 of level 0 fails,
+// column 1 of level 0 is absent and column 2 of level 1 holds bytes that are no image.
 class CFakePyramid : public CTilePyramid
 {
 public:
@@ -39,6 +42,8 @@ public:
             ++m_reads[{level, column, row}];
             m_opened.wait(lock, [this] { return m_open; });
         }
+        if (level == 0 && column == 1)
+            return TileRead::Absent;
         if (level == 0 && column == 3) {
             error = "disk on fire";
             return TileRead::Failed;
@@ -96,7 +101,7 @@ TEST(TileCache, ReadsDecodesAndAnnounces)
     cache.SetPyramid(pyramid);
     int arrivals = 0;
     QObject::connect(&cache, &CTileCache::TileArrived, [&] { ++arrivals; });
-    const std::vector<CTileKey> wanted{{0, 0, 0}, {0, 1, 2}, {1, 0, 1}};
+    const std::vector<CTileKey> wanted{{0, 0, 0}, {0, 2, 1}, {1, 0, 1}};
     cache.Request(wanted);
     EXPECT_EQ(cache.Find({0, 0, 0}), nullptr) << "read on a worker, not at once";
     ASSERT_TRUE(cache.WaitIdle(5000));
@@ -118,9 +123,10 @@ TEST(TileCache, FailuresAreNotReadAgain)
     auto pyramid = std::make_shared<CFakePyramid>();
     CTileCache cache;
     cache.SetPyramid(pyramid);
-    const std::vector<CTileKey> wanted{{0, 3, 0}, {1, 2, 0}};
     for (int frame = 0; frame < 5; ++frame) {
-        cache.Request(wanted);
+        cache.Request({{0, 3, 0}});
+        ASSERT_TRUE(cache.WaitIdle(5000));
+        cache.Request({{0, 3, 0}, {1, 2, 0}});
         ASSERT_TRUE(cache.WaitIdle(5000));
     }
     EXPECT_EQ(pyramid->Reads({0, 3, 0}), 1);
@@ -166,12 +172,12 @@ TEST(TileCache, StaysWithinItsLimit)
     const std::size_t tile = 16 * 16 * 4;
     cache.SetLimitBytes(3 * tile);
     for (int r = 0; r < 4; ++r) {
-        cache.Request({{0, 0, r}, {0, 1, r}});
+        cache.Request({{0, 0, r}, {0, 2, r}});
         ASSERT_TRUE(cache.WaitIdle(5000));
         EXPECT_LE(cache.GetBytes(), 3 * tile);
     }
     // The most recent stay; the first are gone.
-    EXPECT_TRUE(cache.IsLoaded({0, 1, 3}));
+    EXPECT_TRUE(cache.IsLoaded({0, 2, 3}));
     EXPECT_FALSE(cache.IsLoaded({0, 0, 0}));
     cache.SetLimitBytes(tile);
     EXPECT_EQ(cache.GetBytes(), tile);
@@ -191,4 +197,34 @@ TEST(TileCache, DecodesRawPixels)
     data.width = 3; // more pixels claimed than given
     EXPECT_TRUE(CTileCache::DecodeTile(data, error).isNull());
     EXPECT_FALSE(error.isEmpty());
+}
+
+// Drawn at zoom 1 over the 64 × 64 pixels of level 0: the absent column 1 shows its parent
+// enlarged, the failed column 3 too, the others their own colour.
+TEST(TileCache, AbsentTilesShowTheirParent)
+{
+    auto pyramid = std::make_shared<CFakePyramid>();
+    CTileCache cache;
+    cache.SetPyramid(pyramid);
+    CMapViewport view;
+    view.SetBitmapSize(64, 64);
+    view.SetClientSize(64, 64);
+    view.SetCentre({32, 32});
+    QImage frame(64, 64, QImage::Format_RGB32);
+    const auto draw = [&] {
+        frame.fill(Qt::black);
+        QPainter painter(&frame);
+        DrawTiles(painter, cache, view);
+    };
+    // Each paint asks for what the last reads showed missing, as the page does.
+    draw();
+    for (int i = 0; i < 4 && cache.IsReading(); ++i) {
+        ASSERT_TRUE(cache.WaitIdle(5000));
+        draw();
+    }
+    EXPECT_FALSE(cache.IsReading());
+    EXPECT_EQ(frame.pixel(5, 5), CFakePyramid::Colour({0, 0, 0}));
+    EXPECT_EQ(frame.pixel(16 + 5, 16 + 5), CFakePyramid::Colour({1, 0, 0})) << "absent";
+    EXPECT_EQ(frame.pixel(48 + 5, 5), CFakePyramid::Colour({1, 1, 0})) << "failed";
+    EXPECT_EQ(frame.pixel(32 + 5, 48 + 5), CFakePyramid::Colour({0, 2, 3}));
 }
