@@ -134,8 +134,8 @@ void BM_TilePanCached(benchmark::State &state)
 }
 BENCHMARK(BM_TilePanCached)->ArgName("zoom")->Arg(1)->Arg(3)->Unit(benchmark::kMillisecond);
 
-// Zooming continuously from 1 map pixel a device pixel out to 400 (all ten levels) and back, in
-// steps of 2^(1/4), every tile read beforehand.
+// Zooming continuously from half a map pixel a device pixel out to the whole country (every
+// level) and back, in steps of 2^(1/4), every tile read beforehand.
 void BM_TileZoomCached(benchmark::State &state)
 {
     CTileBench *bench = Bench(state);
@@ -143,8 +143,11 @@ void BM_TileZoomCached(benchmark::State &state)
         return;
     CMapView &view = bench->view;
     const CMapPoint munich = Munich(view);
+    CMapViewport &vp = view.GetModel().Viewport();
+    vp.SetZoom(1e9);
+    const double largest = vp.GetZoom(); // the whole country in view
     std::vector<double> zooms;
-    for (double z = 0.5; z <= 400.0; z *= std::pow(2.0, 0.25))
+    for (double z = 0.5; z <= largest; z *= std::pow(2.0, 0.25))
         zooms.push_back(z);
     for (std::size_t k = zooms.size(); k-- > 1;)
         zooms.push_back(zooms[k - 1]);
