@@ -356,3 +356,36 @@ TEST(MapSelection, MostDetailedContainingMap)
         EXPECT_EQ(SelectMapForPosition(c.maps, c.position), c.chosen);
     }
 }
+
+// A tile source counts at its most detailed zoom, inside its bounds only.
+TEST(MapSelection, TileSourceAtItsMaximumZoom)
+{
+    // 10,000 pixels a degree east; a tile source's zoom 15 has 23,301, zoom 13 only 5,825.
+    CMapInfo sheet;
+    sheet.m_width = 10000;
+    sheet.m_height = 10000;
+    sheet.m_pairs.resize(2);
+    sheet.m_pairs[0].m_position = CGeoPosition(48.0, 11.0, 0.0);
+    sheet.m_pairs[1].m_point = {10000, 10000};
+    sheet.m_pairs[1].m_position = CGeoPosition(47.0, 12.0, 0.0);
+    ASSERT_TRUE(sheet.Calibrate());
+    const CMapInfo z15 = MakeTileSourceMap("z15", "/maps/alps.mbtiles", 11.2, 47.2, 11.6, 47.6, 15);
+    const CMapInfo z13 = MakeTileSourceMap("z13", "/maps/wide.mbtiles", 5.0, 45.0, 15.0, 50.0, 13);
+    ASSERT_TRUE(z15.IsCalibrated());
+    const struct {
+        CMapList maps;
+        CGeoPosition position;
+        int chosen;
+        const char *legend;
+    } cases[] = {
+        {{sheet, z15}, CGeoPosition(47.5, 11.5, 0.0), 1, "more detailed than the sheet"},
+        {{z15, sheet}, CGeoPosition(47.5, 11.8, 0.0), 1, "outside its bounds: the sheet"},
+        {{sheet, z13}, CGeoPosition(47.5, 11.5, 0.0), 0, "less detailed than the sheet"},
+        {{sheet, z13}, CGeoPosition(46.0, 7.0, 0.0), 1, "where only it reaches"},
+        {{z13, z15}, CGeoPosition(47.3, 11.3, 0.0), 1, "two tile sources: the deeper zoom"},
+    };
+    for (const auto &c : cases) {
+        SCOPED_TRACE(c.legend);
+        EXPECT_EQ(SelectMapForPosition(c.maps, c.position), c.chosen);
+    }
+}

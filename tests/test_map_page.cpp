@@ -209,3 +209,38 @@ TEST(MapPageModel, TappedWaypointIsAnnouncedOnce)
     gate.m_position = At(5.0, -179.9995);
     EXPECT_EQ(page.HitWaypoint({gate}), 0);
 }
+
+// A tile source's levels bound the zoom: out to where the whole map fits (here before twice the
+// coarsest scale), in to half a map pixel a device pixel; another map shown lifts the bounds.
+TEST(MapPageModel, TileLevelsBoundTheZoom)
+{
+    CMapPageModel model;
+    model.SetMaps(
+        {MakeTileSourceMap("Alps", "/maps/alps.mbtiles", 6.0, 45.0, 16.0, 48.0, 12),
+         MakeTileSourceMap("Sheet-like", "/maps/other.mbtiles", 6.0, 45.0, 7.0, 46.0, 8)});
+    model.SetClientSize(800, 480);
+    std::vector<CTileLevel> levels(8);
+    for (std::size_t i = 0; i < levels.size(); ++i)
+        levels[i].scale = std::ldexp(1.0, static_cast<int>(i));
+    model.SetTileLevels(levels);
+    CMapViewport &vp = model.Viewport();
+    const double whole =
+        std::max(vp.GetBitmapWidth() / 800.0, vp.GetBitmapHeight() / 480.0); // about 36
+    for (int i = 0; i < 40; ++i)
+        vp.ZoomOut();
+    EXPECT_DOUBLE_EQ(vp.GetZoom(), whole);
+    for (int i = 0; i < 40; ++i)
+        vp.ZoomIn();
+    EXPECT_DOUBLE_EQ(vp.GetZoom(), 0.5);
+    // A smaller window lets it out further, up to twice the coarsest scale (256).
+    model.SetClientSize(80, 48);
+    for (int i = 0; i < 40; ++i)
+        vp.ZoomOut();
+    EXPECT_DOUBLE_EQ(vp.GetZoom(), 256.0);
+    // Another map: no bounds until its levels come.
+    model.ShowMap(1);
+    EXPECT_TRUE(model.GetTileLevels().empty());
+    for (int i = 0; i < 40; ++i)
+        vp.ZoomIn();
+    EXPECT_LT(vp.GetZoom(), 0.01);
+}

@@ -87,6 +87,18 @@ void CMapBitmapLoader::Load(const QString &path, std::function<void(bool)> done)
     }).detach();
 }
 
+void CMapBitmapLoader::Cancel()
+{
+    if (m_job == nullptr)
+        return;
+    m_job->cancel = true;
+    m_job.reset();
+    if (m_waitCursor) {
+        QApplication::restoreOverrideCursor();
+        m_waitCursor = false;
+    }
+}
+
 void CMapBitmapLoader::TakeDecodedBitmaps()
 {
     std::vector<std::shared_ptr<CJob>> finished;

@@ -31,6 +31,8 @@ public:
     [[nodiscard]] const CMapBitmap &GetBitmap() const { return m_bitmap; }
     [[nodiscard]] bool IsDecoding() const { return m_job != nullptr; }
     void Clear() { m_bitmap = CMapBitmap(); }
+    /// Makes the decode under way stale: it ends unheard (the page shows a tile map instead).
+    void Cancel();
     /// Drops the bitmap and decodes `path`. Unless a newer request comes first, the bitmap is
     /// taken (or the failure shown) and then `done(ok)` runs, on the window's thread.
     void Load(const QString &path, std::function<void(bool)> done);

@@ -13,6 +13,7 @@
 #include <QHBoxLayout>
 #include <QHeaderView>
 #include <QImageReader>
+#include <QInputDialog>
 #include <QLineEdit>
 #include <QPushButton>
 #include <QRegularExpressionValidator>
@@ -343,6 +344,19 @@ void CSelectMapDialog::OnBrowse()
         m_file->setText(path);
 }
 
+std::optional<TileRowOrder> ChooseTileRowOrder(QWidget *parent, TileRowOrder detected)
+{
+    const QStringList items{QDialog::tr("XYZ: row 0 in the north (web maps, tile downloaders)"),
+                            QDialog::tr("TMS: row 0 in the south (gdal2tiles by default)")};
+    bool ok = false;
+    const QString chosen = QInputDialog::getItem(
+        parent, QDialog::tr("Tile Folder"), QDialog::tr("How are the tile rows numbered?"), items,
+        detected == TileRowOrder::TMS ? 1 : 0, false, &ok);
+    if (!ok)
+        return std::nullopt;
+    return chosen == items[1] ? TileRowOrder::TMS : TileRowOrder::XYZ;
+}
+
 QString ImageFileFilter()
 {
     // The usual suffixes first, then whatever else the installed plugins read.
@@ -358,6 +372,8 @@ QString ImageFileFilter()
         if (!patterns.contains(pattern))
             patterns << pattern;
     }
+    // Tile maps in one file beside them.
+    patterns << QStringLiteral("*.mbtiles");
     return QDialog::tr("Raster Maps (%1)").arg(patterns.join(QLatin1Char(' ')))
            + QStringLiteral(";;") + QDialog::tr("All Files (*)");
 }

@@ -4,10 +4,12 @@
 #include "maps/MapInfo.h"
 #include "maps/PositionPair.h"
 #include "maps/ReferenceFields.h"
+#include "maps/TileSources.h"
 
 #include <QDialog>
 #include <QString>
 
+#include <optional>
 #include <vector>
 
 class QComboBox;
@@ -88,6 +90,9 @@ private:
     QPushButton *m_browse = nullptr;
 };
 
-/// The open dialog's filters for map bitmaps: every format the installed image plugins read,
-/// then all files.
+/// Asks how a tile folder numbers its rows, `detected` chosen at first; none on cancel.
+std::optional<TileRowOrder> ChooseTileRowOrder(QWidget *parent, TileRowOrder detected);
+
+/// The open dialog's filters for map bitmaps: every format the installed image plugins read and
+/// MBTiles, then all files.
 [[nodiscard]] QString ImageFileFilter();

@@ -15,12 +15,14 @@
 #include "widgets/MessageBox.h"
 
 #include <QApplication>
+#include <QFileDialog>
 #include <QFileInfo>
 #include <QMenu>
 #include <QWidget>
 
 #include <algorithm>
 #include <memory>
+#include <optional>
 
 namespace
 {
@@ -135,6 +137,22 @@ QMenu *CMapMenu::Create()
         if (!path.isEmpty())
             AddMapFile(path);
     });
+    menu->addAction(tr("Add Tile Folder..."), &m_page, [this] {
+        const QString folder = QFileDialog::getExistingDirectory(
+            &m_page, tr("Select a folder of z/x/y tiles"), m_directory);
+        if (folder.isEmpty())
+            return;
+        const CTileSourceInfo found = DescribeTileSource(folder.toStdString());
+        if (!found.ok) {
+            AddTileSource(found);
+            return;
+        }
+        const std::optional<TileRowOrder> order = ChooseTileRowOrder(
+            &m_page,
+            found.file.find("{-y}") != std::string::npos ? TileRowOrder::TMS : TileRowOrder::XYZ);
+        if (order)
+            AddTileFolder(folder, *order);
+    });
     GiveMnemonics(*menu);
     return menu;
 }
@@ -181,6 +199,14 @@ void CMapMenu::SelectMap()
 
 void CMapMenu::AddMapFile(const QString &path)
 {
+    if (QFileInfo(path).isDir()) {
+        AddTileFolder(path, TileRowOrder::Detect);
+        return;
+    }
+    if (TileSourceKindOfPath(path.toStdString()) != TileSourceKind::None) {
+        AddTileSource(DescribeTileSource(QFileInfo(path).absoluteFilePath().toStdString()));
+        return;
+    }
     m_hooks.loadBitmap(path, [this, path](bool ok) {
         if (!ok) {
             // Nothing is added; the map shown before comes back.
@@ -193,6 +219,23 @@ void CMapMenu::AddMapFile(const QString &path)
                       & ~kMapSwitched);
         OfferCalibration(path);
     });
+}
+
+void CMapMenu::AddTileFolder(const QString &path, TileRowOrder order)
+{
+    AddTileSource(DescribeTileSource(QFileInfo(path).absoluteFilePath().toStdString(), order));
+}
+
+// A tile source needs no calibration: its positions follow from the tiles' numbering.
+void CMapMenu::AddTileSource(const CTileSourceInfo &info)
+{
+    if (!info.ok) {
+        ShowError(&m_page, QString::fromLatin1(CMapBitmapLoader::kLoadFailedMessage),
+                  QString::fromStdString(info.error));
+        return;
+    }
+    m_hooks.apply(m_model.AddMap(TileSourceMap(info)));
+    SaveMaps();
 }
 
 void CMapMenu::OfferCalibration(const QString &imagePath)

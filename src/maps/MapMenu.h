@@ -2,6 +2,7 @@
 
 #include "maps/MapInfo.h"
 #include "maps/MapPageOptions.h"
+#include "maps/TileSources.h"
 #include "storage/DatabaseFile.h"
 
 #include <QCoreApplication>
@@ -42,7 +43,10 @@ public:
     void LoadTrackFile(const QString &path);
     void EditReferences();
     void SelectMap();
+    /// A bitmap, or an MBTiles file (a folder: AddTileFolder with the detected row order).
     void AddMapFile(const QString &path);
+    /// A folder of z/x/y tiles; Detect takes the order the folder suggests.
+    void AddTileFolder(const QString &path, TileRowOrder order);
     /// Writes the maps without losing another program's changes to the database since it was
     /// read (see CWaypointBook::Save); a failure is shown. Returns whether it was written.
     bool SaveMaps();
@@ -58,6 +62,7 @@ private:
     bool UseGeoTiffCalibration(const QString &imagePath);
     /// Asks before a calibration that misses a point by more than two pixels is used.
     bool AcceptMisfit(const CCalibrationImport &import);
+    void AddTileSource(const CTileSourceInfo &info);
 
     QWidget &m_page;
     CMapPageModel &m_model;

@@ -4,6 +4,7 @@
 #include "geo/Distance.h"
 #include "maps/MapDatabase.h"
 #include "maps/ReceptionColour.h"
+#include "maps/TileCover.h"
 #include "waypoints/WaypointNavigator.h"
 
 #include <cmath>
@@ -40,6 +41,8 @@ unsigned CMapPageModel::ShowMap(int index)
     if (map == nullptr)
         m_current = -1;
     m_viewport.SetBitmapSize(map ? map->m_width : 0, map ? map->m_height : 0);
+    m_tileLevels.clear();
+    UpdateZoomRange();
     m_viewport.CentreOnBitmap();
     m_track.clear();
     m_trackEnd.reset();
@@ -53,6 +56,12 @@ unsigned CMapPageModel::AddMap(const std::string &file, int width, int height)
     map.m_file = file;
     map.m_width = width;
     map.m_height = height;
+    m_maps.push_back(std::move(map));
+    return ShowMap(static_cast<int>(m_maps.size()) - 1);
+}
+
+unsigned CMapPageModel::AddMap(CMapInfo map)
+{
     m_maps.push_back(std::move(map));
     return ShowMap(static_cast<int>(m_maps.size()) - 1);
 }
@@ -81,11 +90,31 @@ void CMapPageModel::SetCurrentPairs(std::vector<CPositionPair> pairs)
 void CMapPageModel::SetBitmapSize(int width, int height)
 {
     m_viewport.SetBitmapSize(width, height);
+    UpdateZoomRange();
 }
 
 void CMapPageModel::SetClientSize(int width, int height)
 {
     m_viewport.SetClientSize(width, height);
+    UpdateZoomRange();
+}
+
+void CMapPageModel::SetTileLevels(std::vector<CTileLevel> levels)
+{
+    m_tileLevels = std::move(levels);
+    UpdateZoomRange();
+}
+
+void CMapPageModel::UpdateZoomRange()
+{
+    if (m_tileLevels.empty()) {
+        m_viewport.SetZoomRange(0.0, 0.0);
+        return;
+    }
+    const CZoomRange range =
+        TileZoomRange(m_tileLevels, m_viewport.GetBitmapWidth(), m_viewport.GetBitmapHeight(),
+                      m_viewport.GetClientWidth(), m_viewport.GetClientHeight());
+    m_viewport.SetZoomRange(range.smallest, range.largest);
 }
 
 unsigned CMapPageModel::ChooseMapFor(const CGeoPosition &position)

@@ -5,6 +5,7 @@
 #include "geo/CoordinateFormat.h"
 #include "maps/MapInfo.h"
 #include "maps/MapViewport.h"
+#include "maps/TilePyramid.h"
 #include "maps/TrackLoader.h"
 #include "waypoints/Waypoint.h"
 
@@ -68,6 +69,8 @@ public:
     unsigned ShowMap(int index);
     /// Appends a map of a bitmap that loaded and makes it current; its name is the file name.
     unsigned AddMap(const std::string &file, int width, int height);
+    /// Appends a made record (a tile source) and makes it current.
+    unsigned AddMap(CMapInfo map);
     /// The select dialog's list; `chosen` becomes current unless -1. Auto select goes off.
     unsigned ReplaceMaps(CMapList maps, int chosen);
     /// The reference dialog's pairs for the current map, calibrated.
@@ -75,6 +78,10 @@ public:
     /// The bitmap's real size once decoded (it can differ from the record).
     void SetBitmapSize(int width, int height);
     void SetClientSize(int width, int height);
+    /// The current map is drawn from tiles of these levels (none: from one bitmap); the zoom
+    /// stays within what they can show. Showing another map forgets them.
+    void SetTileLevels(std::vector<CTileLevel> levels);
+    [[nodiscard]] const std::vector<CTileLevel> &GetTileLevels() const { return m_tileLevels; }
 
     /// A fix: moves the position pair, maybe switches maps, grows the track, follows.
     unsigned NewPosition(const CGeoPosition &position);
@@ -114,10 +121,12 @@ private:
     unsigned ChooseMapFor(const CGeoPosition &position);
     void AddTrackPoint(const CMapPoint &point, CRgb colour);
     CRgb FlagColour() const;
+    void UpdateZoomRange();
 
     CMapList m_maps;
     int m_current = -1;
     CMapViewport m_viewport;
+    std::vector<CTileLevel> m_tileLevels;
     CPositionPair m_positionPair;
     unsigned m_fixCounter = 0;
     CRgb m_markerColour{255, 255, 0};

@@ -1,5 +1,7 @@
 #include "maps/MapPainter.h"
 
+#include "maps/TileLayer.h"
+
 #include <QPainter>
 
 #include <algorithm>
@@ -100,7 +102,7 @@ void CMapPainter::Paint(QPainter &painter, const CMapScene &scene)
         painter.setRenderHint(QPainter::Antialiasing, false);
     }
     DrawBands(painter, scene, centre);
-    if (model.GetCurrentMap() == nullptr || scene.bitmap.IsNull()) {
+    if (model.GetCurrentMap() == nullptr || (scene.bitmap.IsNull() && scene.tiles == nullptr)) {
         painter.setPen(QColor(200, 200, 200));
         painter.drawText(area, Qt::AlignCenter,
                          scene.loading ? tr("Loading map...")
@@ -192,11 +194,16 @@ void CMapPainter::Compose(const CMapScene &scene)
     const double zoom = vp.GetZoom();
     const QRectF source(vp.GetOrigin().x, vp.GetOrigin().y, size.width() * zoom,
                         size.height() * zoom);
-    // The background shows only where the view reaches beyond the sheet.
-    if (!QRectF(QPointF(0, 0), QSizeF(scene.bitmap.GetSize())).contains(source))
+    // The background shows only where the view reaches beyond the sheet, or where tiles are
+    // still loading or absent.
+    if (scene.tiles != nullptr
+        || !QRectF(QPointF(0, 0), QSizeF(scene.bitmap.GetSize())).contains(source))
         m_frame.fill(kBackground);
     QPainter painter(&m_frame);
-    scene.bitmap.Draw(painter, QRectF(0, 0, size.width(), size.height()), source, zoom);
+    if (scene.tiles != nullptr)
+        DrawTiles(painter, *scene.tiles, vp);
+    else
+        scene.bitmap.Draw(painter, QRectF(0, 0, size.width(), size.height()), source, zoom);
     if (model.m_settings.showTrack)
         DrawTrack(painter, model, 0);
     m_composedSegments = model.GetTrack().size();

@@ -16,12 +16,14 @@
 #include <span>
 #include <vector>
 
+class CTileCache;
 class QPainter;
 
 /// What one paint of the Map page shows: its model and bitmap, and what the page holds beside.
 struct CMapScene {
     const CMapPageModel &model;
     const CMapBitmap &bitmap;
+    CTileCache *tiles;              ///< the map's tiles when it is drawn from a pyramid; else none
     const CWaypointList *waypoints; ///< none without a waypoint book
     const CWaypoint *selected;      ///< the goto target, if any
     double heading;                 ///< course over ground in degrees; negative when unknown

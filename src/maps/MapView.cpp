@@ -1,11 +1,15 @@
 #include "maps/MapView.h"
 
 #include "maps/MapDatabase.h"
+#include "maps/TileSources.h"
 #include "settings/SettingsKey.h"
+#include "settings/SettingsTable.h"
 #include "waypoints/WaypointBook.h"
+#include "widgets/MessageBox.h"
 #include "widgets/NightPalette.h"
 
 #include <QDir>
+#include <QElapsedTimer>
 #include <QFileInfo>
 #include <QImage>
 #include <QImageReader>
@@ -16,6 +20,7 @@
 CMapView::CMapView(QWidget *parent)
     : QWidget(parent)
     , m_loader(this)
+    , m_openPyramid(OpenTilePyramid)
     , m_menu(*this, m_model, m_loader, m_options,
              {.apply = [this](unsigned changes) { Apply(changes); },
               .loadBitmap =
@@ -32,6 +37,10 @@ CMapView::CMapView(QWidget *parent)
     setFocusPolicy(Qt::StrongFocus);
     setAttribute(Qt::WA_OpaquePaintEvent);
     ReadSettings();
+    connect(&m_tiles, &CTileCache::TileArrived, this, [this] {
+        m_painter.Invalidate();
+        update();
+    });
 }
 
 CMapView::~CMapView()
@@ -61,6 +70,12 @@ void CMapView::ReadSettings()
     std::int32_t mode = 0;
     if (key.ReadNumber("OperationMode", mode) && UnitSystemFromNumber(mode))
         s.units = *UnitSystemFromNumber(mode);
+    std::int32_t cacheMB = kTileCacheSetting.fallback;
+    if (CSettingsKey tiles; tiles.Open(kTileCacheSetting.key, true))
+        tiles.ReadNumber(kTileCacheSetting.name, cacheMB);
+    constexpr std::int32_t kSmallestCacheMB = 16;
+    m_tiles.SetLimitBytes(static_cast<std::size_t>(std::max(cacheMB, kSmallestCacheMB)) * 1024
+                          * 1024);
     std::array<int, 3> marker{};
     if (key.ReadColor("MarkerColor", marker)) {
         for (std::size_t i = 0; i < 3; ++i) {
@@ -234,11 +249,13 @@ const CWaypoint *CMapView::SelectedWaypoint() const
 
 void CMapView::LoadCurrentBitmap()
 {
+    m_loader.Cancel();
     m_loader.Clear();
+    m_tiles.SetPyramid(nullptr);
     emit MapLoadedChanged();
     m_painter.Invalidate();
     const CMapInfo *map = m_model.GetCurrentMap();
-    if (map == nullptr)
+    if (map == nullptr || OpenPyramid(*map))
         return;
     LoadBitmap(QString::fromStdString(map->m_file), [this](bool ok) {
         if (ok) {
@@ -246,6 +263,40 @@ void CMapView::LoadCurrentBitmap()
             m_model.SetBitmapSize(size.width(), size.height());
         }
     });
+}
+
+// True when the map is drawn from tiles, or failed to open as such (and is not drawn at all).
+bool CMapView::OpenPyramid(const CMapInfo &map)
+{
+    if (!m_openPyramid)
+        return false;
+    std::string error;
+    std::unique_ptr<CTilePyramid> pyramid = m_openPyramid(map, error);
+    if (pyramid == nullptr && error.empty())
+        return false;
+    if (pyramid == nullptr || pyramid->GetLevels().empty()) {
+        ShowError(this, QString::fromLatin1(CMapBitmapLoader::kLoadFailedMessage),
+                  QString::fromStdString(map.m_file + ": " + error));
+        return true;
+    }
+    m_model.SetTileLevels(pyramid->GetLevels());
+    m_tiles.SetPyramid(std::move(pyramid));
+    Redraw();
+    emit MapLoadedChanged();
+    return true;
+}
+
+bool CMapView::WaitForTiles(int timeoutMs)
+{
+    QElapsedTimer timer;
+    timer.start();
+    for (;;) {
+        (void)Render();
+        if (!m_tiles.IsReading())
+            return true;
+        if (!m_tiles.WaitIdle(std::max(0, timeoutMs - static_cast<int>(timer.elapsed()))))
+            return false;
+    }
 }
 
 void CMapView::LoadBitmap(const QString &path, std::function<void(bool)> done)
@@ -319,6 +370,7 @@ void CMapView::PaintScene(QPainter &painter)
 {
     m_painter.Paint(painter, {.model = m_model,
                               .bitmap = m_loader.GetBitmap(),
+                              .tiles = m_tiles.GetPyramid() != nullptr ? &m_tiles : nullptr,
                               .waypoints = Waypoints(),
                               .selected = SelectedWaypoint(),
                               .heading = m_heading,

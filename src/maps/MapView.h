@@ -9,12 +9,15 @@
 #include "maps/MapPageModel.h"
 #include "maps/MapPageOptions.h"
 #include "maps/MapPainter.h"
+#include "maps/TileCache.h"
 #include "nmea/GnssSystem.h"
 
 #include <QImage>
 #include <QWidget>
 
 #include <functional>
+#include <memory>
+#include <string>
 #include <vector>
 
 class CWaypointBook;
@@ -28,6 +31,10 @@ class CMapView : public QWidget
     Q_OBJECT
 public:
     static constexpr const char *kSettingsKey = "Software/Veloran/Maps";
+    /// Opens a map's tile pyramid: nullptr and an error when it cannot, nullptr and no error
+    /// for a sheet (drawn from its bitmap).
+    using CPyramidOpener =
+        std::function<std::unique_ptr<CTilePyramid>(const CMapInfo &map, std::string &error)>;
 
     explicit CMapView(QWidget *parent = nullptr);
     ~CMapView() override;
@@ -70,7 +77,16 @@ public:
         m_options.exportTrack = std::move(exportTrack);
     }
 
-    [[nodiscard]] bool IsMapLoaded() const { return !m_loader.GetBitmap().IsNull(); }
+    [[nodiscard]] bool IsMapLoaded() const
+    {
+        return !m_loader.GetBitmap().IsNull() || m_tiles.GetPyramid() != nullptr;
+    }
+    /// How maps are opened as tile pyramids (tests put doubles in); the next map shown uses it.
+    void SetPyramidOpener(CPyramidOpener opener) { m_openPyramid = std::move(opener); }
+    /// Paints until every tile the view wants is read (tests, screenshots, benchmarks); false
+    /// on time-out.
+    bool WaitForTiles(int timeoutMs);
+    [[nodiscard]] CTileCache &GetTiles() { return m_tiles; }
     /// The view centre's position on a calibrated map.
     bool GetCursorPosition(CGeoPosition &position) const;
     void ZoomIn();
@@ -119,6 +135,7 @@ private:
     void Apply(unsigned changes);
     void Redraw() { Apply(kMapViewMoved); }
     void LoadCurrentBitmap();
+    bool OpenPyramid(const CMapInfo &map);
     void LoadBitmap(const QString &path, std::function<void(bool)> done);
     void SyncClientSize();
     void Paint(QPainter &painter);
@@ -133,6 +150,8 @@ private:
     double m_heading = -1.0;
     CMapPainter m_painter;
     CMapBitmapLoader m_loader;
+    CTileCache m_tiles;
+    CPyramidOpener m_openPyramid;
     CMapMenu m_menu;
     CMapInput m_input;
 };

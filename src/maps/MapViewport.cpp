@@ -2,6 +2,7 @@
 
 #include "maps/MapInfo.h"
 
+#include <algorithm>
 #include <cmath>
 
 namespace
@@ -83,7 +84,16 @@ void CMapViewport::SetZoom(double zoom)
     m_zoom = zoom;
     if ((m_zoom - 1.0) * (m_zoom - 1.0) < 0.01)
         m_zoom = 1.0;
+    if (m_largestZoom > 0.0)
+        m_zoom = std::clamp(m_zoom, m_smallestZoom, m_largestZoom);
     UpdateOrigin();
+}
+
+void CMapViewport::SetZoomRange(double smallest, double largest)
+{
+    m_smallestZoom = smallest;
+    m_largestZoom = std::max(smallest, largest);
+    SetZoom(m_zoom);
 }
 
 void CMapViewport::ZoomIn()

@@ -23,6 +23,9 @@ public:
     void ZoomIn();
     void ZoomOut();
     void SetZoom(double zoom);
+    /// Keeps the zoom within [smallest, largest] from now on (a tile source's levels); 0 and 0:
+    /// any zoom, as on a sheet.
+    void SetZoomRange(double smallest, double largest);
 
     /// The new centre for a tap: trunc(tap × zoom + origin).
     [[nodiscard]] CMapPoint TapToCentre(double x, double y) const;
@@ -48,4 +51,6 @@ private:
     CMapPoint m_centre;
     CMapPoint m_origin;
     double m_zoom = 1.0;
+    double m_smallestZoom = 0.0;
+    double m_largestZoom = 0.0;
 };

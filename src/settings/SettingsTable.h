@@ -30,6 +30,11 @@ struct CStoredText {
     const char *name;
 };
 
+/// The Map page's key: its switches (CMapPageSettings) and the tile cache.
+inline constexpr const char *kMapsKey = "Software/Veloran/Maps";
+/// The memory the Map page keeps tiles of tile maps in, in megabytes (at least 16).
+inline constexpr CStoredNumber kTileCacheSetting{kMapsKey, "TileCacheMB", 256};
+
 /// The receiver source as a URL (serial:, gpsd://, tcp://, tcp-listen://, udp://); empty: the
 /// serial port of the "SerialPort" key.
 inline constexpr CStoredText kSourceSetting{kAppKey, "Source"};

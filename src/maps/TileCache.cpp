@@ -1,0 +1,190 @@
+#include "maps/TileCache.h"
+
+#include <QCoreApplication>
+#include <QElapsedTimer>
+#include <QThread>
+#include <QThreadPool>
+
+#include <mutex>
+
+// What a reading thread shares with the cache, which may be gone when the read ends.
+struct CTileCache::CLink {
+    std::mutex mutex;
+    CTileCache *cache = nullptr;
+};
+
+namespace
+{
+
+// A read stuck in a slow file system is left behind at exit rather than holding the window.
+constexpr int kShutdownGraceMs = 500;
+
+const std::vector<CTileLevel> kNoLevels;
+
+} // namespace
+
+CTileCache::CTileCache(QObject *parent)
+    : QObject(parent)
+    , m_lru(kDefaultLimitMB * 1024 * 1024)
+    , m_pool(std::make_unique<QThreadPool>())
+    , m_link(std::make_shared<CLink>())
+{
+    m_pool->setMaxThreadCount(kWorkers);
+    m_link->cache = this;
+}
+
+CTileCache::~CTileCache()
+{
+    {
+        std::lock_guard lock(m_link->mutex);
+        m_link->cache = nullptr;
+    }
+    m_pool->clear();
+    if (!m_pool->waitForDone(kShutdownGraceMs))
+        (void)m_pool.release();
+}
+
+const std::vector<CTileLevel> &CTileCache::GetLevels() const
+{
+    return m_pyramid != nullptr ? m_pyramid->GetLevels() : kNoLevels;
+}
+
+void CTileCache::SetPyramid(std::shared_ptr<CTilePyramid> pyramid)
+{
+    m_pyramid = std::move(pyramid);
+    ++m_generation;
+    m_lru.Clear();
+    m_images.clear();
+    m_absent.clear();
+    m_failed.clear();
+    m_reading.clear();
+    m_pending.clear();
+    m_firstError.clear();
+}
+
+void CTileCache::SetLimitBytes(std::size_t bytes)
+{
+    m_lru.SetLimit(bytes);
+    for (const CTileKey &key : m_lru.Trim())
+        m_images.remove(key);
+}
+
+const QImage *CTileCache::Find(const CTileKey &key)
+{
+    if (!m_lru.Touch(key))
+        return nullptr;
+    const auto it = m_images.constFind(key);
+    return it == m_images.constEnd() ? nullptr : &it.value();
+}
+
+void CTileCache::Request(const std::vector<CTileKey> &wanted)
+{
+    // What the view no longer shows is not read; reads already running finish and are kept.
+    m_pending.clear();
+    for (const CTileKey &key : wanted) {
+        if (!m_lru.Contains(key) && !IsSettled(key) && !m_reading.contains(key))
+            m_pending.push_back(key);
+    }
+    StartReads();
+}
+
+void CTileCache::StartReads()
+{
+    while (m_running < kWorkers && !m_pending.empty() && m_pyramid != nullptr) {
+        const CTileKey key = m_pending.front();
+        m_pending.pop_front();
+        m_reading.insert(key);
+        ++m_running;
+        m_pool->start([pyramid = m_pyramid, link = m_link, generation = m_generation, key] {
+            CTileData data;
+            std::string message;
+            TileRead result = pyramid->ReadTile(key.level, key.column, key.row, data, message);
+            QImage image;
+            QString error = QString::fromStdString(message);
+            if (result == TileRead::Ok) {
+                image = DecodeTile(data, error);
+                if (image.isNull())
+                    result = TileRead::Failed;
+            }
+            std::lock_guard lock(link->mutex);
+            if (link->cache != nullptr) {
+                QMetaObject::invokeMethod(
+                    link->cache,
+                    [cache = link->cache, generation, key, result, image, error] {
+                        cache->Finished(generation, key, result, image, error);
+                    },
+                    Qt::QueuedConnection);
+            }
+        });
+    }
+}
+
+void CTileCache::Finished(std::uint64_t generation, const CTileKey &key, TileRead result,
+                          const QImage &image, const QString &error)
+{
+    if (generation != m_generation) {
+        // A read for the pyramid before: only its worker is free again.
+        if (m_running > 0)
+            --m_running;
+        StartReads();
+        return;
+    }
+    --m_running;
+    m_reading.erase(key);
+    switch (result) {
+    case TileRead::Ok:
+        m_images.insert(key, image);
+        for (const CTileKey &old : m_lru.Insert(key, static_cast<std::size_t>(image.sizeInBytes())))
+            m_images.remove(old);
+        break;
+    case TileRead::Absent:
+        m_absent.insert(key);
+        break;
+    case TileRead::Failed:
+        m_failed.insert(key);
+        if (m_firstError.isEmpty())
+            m_firstError = error.isEmpty() ? tr("The tile could not be read.") : error;
+        break;
+    }
+    StartReads();
+    emit TileArrived();
+}
+
+bool CTileCache::WaitIdle(int timeoutMs)
+{
+    QElapsedTimer timer;
+    timer.start();
+    while (IsReading()) {
+        if (timer.elapsed() > timeoutMs)
+            return false;
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
+        if (IsReading())
+            QThread::msleep(1);
+    }
+    return true;
+}
+
+QImage CTileCache::DecodeTile(const CTileData &data, QString &error)
+{
+    QImage image;
+    if (!data.argb.empty()) {
+        if (data.width <= 0 || data.height <= 0
+            || data.argb.size() != static_cast<std::size_t>(data.width) * data.height) {
+            error = tr("The tile's pixels do not match its size.");
+            return {};
+        }
+        image = QImage(reinterpret_cast<const uchar *>(data.argb.data()), data.width, data.height,
+                       data.width * 4, QImage::Format_ARGB32)
+                    .copy();
+    } else {
+        image = QImage::fromData(reinterpret_cast<const uchar *>(data.encoded.data()),
+                                 static_cast<int>(data.encoded.size()));
+        if (image.isNull()) {
+            error = tr("The tile is no image this program can read.");
+            return {};
+        }
+    }
+    // The formats the raster painter draws fastest.
+    return image.convertToFormat(image.hasAlphaChannel() ? QImage::Format_ARGB32_Premultiplied
+                                                         : QImage::Format_RGB32);
+}

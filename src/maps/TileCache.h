@@ -1,0 +1,86 @@
+#pragma once
+
+#include "maps/TileCover.h"
+#include "maps/TilePyramid.h"
+
+#include <QHash>
+#include <QImage>
+#include <QObject>
+#include <QString>
+
+#include <cstddef>
+#include <deque>
+#include <memory>
+#include <unordered_set>
+#include <vector>
+
+class QThreadPool;
+
+inline size_t qHash(const CTileKey &key, size_t seed = 0)
+{
+    return CTileKeyHash()(key) ^ seed;
+}
+
+/// The tiles of one pyramid in memory, read and decoded on worker threads, at most a number of
+/// bytes of them. The page asks each frame for the tiles it wants; those no longer wanted are not
+/// read, a tile that failed is not asked for again, and TileArrived says when to paint anew.
+class CTileCache : public QObject
+{
+    Q_OBJECT
+public:
+    static constexpr std::size_t kDefaultLimitMB = 256;
+
+    explicit CTileCache(QObject *parent = nullptr);
+    ~CTileCache() override;
+
+    /// Drops every tile, and reads from `pyramid` from now on (none: holds nothing).
+    void SetPyramid(std::shared_ptr<CTilePyramid> pyramid);
+    [[nodiscard]] const CTilePyramid *GetPyramid() const { return m_pyramid.get(); }
+    [[nodiscard]] const std::vector<CTileLevel> &GetLevels() const;
+    void SetLimitBytes(std::size_t bytes);
+    [[nodiscard]] std::size_t GetBytes() const { return m_lru.GetBytes(); }
+
+    /// The decoded tile, marked as used; null when not in memory.
+    [[nodiscard]] const QImage *Find(const CTileKey &key);
+    [[nodiscard]] bool IsLoaded(const CTileKey &key) const { return m_lru.Contains(key); }
+    /// Read and found nothing, or failed: there is nothing to wait for.
+    [[nodiscard]] bool IsSettled(const CTileKey &key) const
+    {
+        return m_absent.contains(key) || m_failed.contains(key);
+    }
+    /// The tiles to read, most wanted first, replacing what was asked for before.
+    void Request(const std::vector<CTileKey> &wanted);
+    [[nodiscard]] bool IsReading() const { return !m_pending.empty() || m_running > 0; }
+    /// The first failure's message since the pyramid was set; empty when none.
+    [[nodiscard]] const QString &GetFirstError() const { return m_firstError; }
+
+    /// Blocks until nothing is pending (tests, screenshots, benchmarks); false on time-out.
+    bool WaitIdle(int timeoutMs);
+
+    /// A decoded image of a tile as read, or a null image with `error` set.
+    static QImage DecodeTile(const CTileData &data, QString &error);
+
+signals:
+    /// Tiles came in: the page paints again.
+    void TileArrived();
+
+private:
+    struct CLink;
+    void StartReads();
+    void Finished(std::uint64_t generation, const CTileKey &key, TileRead result,
+                  const QImage &image, const QString &error);
+
+    static constexpr int kWorkers = 2;
+    std::shared_ptr<CTilePyramid> m_pyramid;
+    std::uint64_t m_generation = 0;
+    CTileLru m_lru;
+    QHash<CTileKey, QImage> m_images;
+    std::unordered_set<CTileKey, CTileKeyHash> m_absent;
+    std::unordered_set<CTileKey, CTileKeyHash> m_failed;
+    std::unordered_set<CTileKey, CTileKeyHash> m_reading;
+    std::deque<CTileKey> m_pending;
+    int m_running = 0;
+    QString m_firstError;
+    std::unique_ptr<QThreadPool> m_pool;
+    std::shared_ptr<CLink> m_link;
+};
