@@ -2,6 +2,7 @@
 # Makes the tile sources the tile tests read, with GDAL's own tools, into OUTDIR:
 #   world.jpg + world.jgw   the factory world image and a world file for it (plate carrée)
 #   europe.tif              the part of it the tile sets hold, in EPSG:4326
+#   europe-tiled.tif        the same as a tiled GeoTIFF without overviews
 #   world.mbtiles(.json)    raster MBTiles, zoom 5 (gdal_translate) and 1-4 (gdaladdo); gdalinfo -json of it
 #   xyz/ tms/               tile folders of zooms 1-5 (gdal2tiles.py --xyz, and its default TMS)
 #   jpeg.mbtiles, webp/     JPEG tiles in an MBTiles, WebP tiles in an XYZ folder of zooms 3-4
@@ -45,6 +46,7 @@ export GDAL_PAM_ENABLED=NO
 # tile sets reach zoom 5.
 gdal_translate -q -a_srs EPSG:4326 -projwin -12.5 61.3 33.7 27.9 -outsize 400% 400% -r bilinear \
     world.jpg europe.tif
+gdal_translate -q -co TILED=YES -co COMPRESS=DEFLATE europe.tif europe-tiled.tif
 gdal_translate -q -of MBTILES -co NAME=Europe -co TILE_FORMAT=PNG \
     -co ZOOM_LEVEL_STRATEGY=UPPER europe.tif world.mbtiles
 gdaladdo -q -r average world.mbtiles 2 4 8 16

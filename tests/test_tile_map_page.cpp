@@ -138,6 +138,57 @@ TEST_F(TileMapPageTest, DrawsTheSourceColourAtThePosition)
     EXPECT_TRUE(view->GetTiles().GetFirstError().isEmpty());
 }
 
+// A tiled GeoTIFF sheet is calibrated from its keys and drawn tile by tile, at every zoom from
+// its own tiles or the levels averaged from them.
+TEST_F(TileMapPageTest, TiledGeoTiffDrawsTheSourceColour)
+{
+    const QImage world =
+        QImage(QString::fromLocal8Bit(VELORAN_WORLD_IMAGE)).convertToFormat(QImage::Format_RGB32);
+    ASSERT_FALSE(world.isNull());
+    CMapView view;
+    view.resize(400, 300);
+    view.Start(m_data.path(), true, nullptr);
+    view.AddMapFile(TileData("europe-tiled.tif"));
+    EXPECT_TRUE(m_messages.empty());
+    ASSERT_TRUE(view.IsMapLoaded());
+    const CMapInfo *map = view.GetModel().GetCurrentMap();
+    ASSERT_NE(map, nullptr);
+    EXPECT_EQ(map->m_projection, MapProjection::PlateCarree);
+    ASSERT_TRUE(map->IsCalibrated());
+    ASSERT_GE(view.GetTiles().GetLevels().size(), 3u) << "not read as a tile pyramid";
+    view.GetModel().m_settings.outline = false;
+    view.GetModel().m_settings.trackPosition = false;
+    view.GetModel().m_settings.showTrack = false;
+    (void)view.Render();
+    const struct {
+        double latitude, longitude, zoom;
+    } cases[] = {{29.0, 10.0, 1.0},
+                 {45.5, -5.0, 1.0},
+                 {29.0, 10.0, 2.7},
+                 {35.0, 18.0, 6.0},
+                 {29.0, 10.0, 0.5}};
+    for (const auto &c : cases) {
+        SCOPED_TRACE(testing::Message() << c.latitude << "," << c.longitude << " zoom " << c.zoom);
+        CMapPoint pixel;
+        ASSERT_TRUE(map->PositionToPixel(CGeoPosition(c.latitude, c.longitude, 0.0), pixel));
+        CMapViewport &vp = view.GetModel().Viewport();
+        vp.SetZoom(c.zoom);
+        vp.SetCentre({pixel.x + 40, pixel.y + 30});
+        view.SetPosition(CGeoPosition(c.latitude, c.longitude, 0.0));
+        view.WaypointsChanged();
+        ASSERT_TRUE(view.WaitForTiles(5000));
+        const QImage image = view.Render();
+        const int x = static_cast<int>(std::floor(vp.ScreenX(pixel.x + 0.5)));
+        const int y = static_cast<int>(std::floor(vp.ScreenY(pixel.y + 0.5)));
+        ASSERT_TRUE(image.rect().contains(x, y));
+        const QRgb drawn = image.pixel(x, y);
+        const QRgb source = SourceColour(world, c.latitude, c.longitude);
+        EXPECT_LE(ChannelDifference(drawn, source), 24)
+            << std::hex << "drawn " << drawn << " source " << source;
+    }
+    EXPECT_TRUE(view.GetTiles().GetFirstError().isEmpty());
+}
+
 TEST_F(TileMapPageTest, RefusedSourcesAreReported)
 {
     auto view = View();

@@ -17,6 +17,7 @@
 #include <QApplication>
 #include <QFileDialog>
 #include <QFileInfo>
+#include <QImageReader>
 #include <QMenu>
 #include <QWidget>
 
@@ -207,6 +208,8 @@ void CMapMenu::AddMapFile(const QString &path)
         AddTileSource(DescribeTileSource(QFileInfo(path).absoluteFilePath().toStdString()));
         return;
     }
+    if (IsTiffPath(path.toStdString()) && AddTiledTiff(path))
+        return;
     m_hooks.loadBitmap(path, [this, path](bool ok) {
         if (!ok) {
             // Nothing is added; the map shown before comes back.
@@ -217,8 +220,31 @@ void CMapMenu::AddMapFile(const QString &path)
         m_hooks.apply(m_model.AddMap(QFileInfo(path).absoluteFilePath().toStdString(), size.width(),
                                      size.height())
                       & ~kMapSwitched);
-        OfferCalibration(path);
+        OfferCalibration(path, size);
     });
+}
+
+// A tiled TIFF can be far larger than memory: it is never decoded whole, not even to be added.
+// Its size comes from its header, and the page opens it as a tile pyramid once it is current.
+bool CMapMenu::AddTiledTiff(const QString &path)
+{
+    const std::string file = QFileInfo(path).absoluteFilePath().toStdString();
+    std::string error;
+    if (OpenTiffPyramid(file, error) == nullptr) {
+        if (error.empty())
+            return false; // in strips: decoded whole as any image
+        ShowError(&m_page, QString::fromLatin1(CMapBitmapLoader::kLoadFailedMessage),
+                  QFileInfo(path).fileName() + QStringLiteral(": ")
+                      + QString::fromStdString(error));
+        return true;
+    }
+    RegisterGeoTiffTags();
+    const QSize size = QImageReader(path).size();
+    if (!size.isValid())
+        return false;
+    m_hooks.apply(m_model.AddMap(file, size.width(), size.height()));
+    OfferCalibration(path, size);
+    return true;
 }
 
 void CMapMenu::AddTileFolder(const QString &path, TileRowOrder order)
@@ -238,11 +264,10 @@ void CMapMenu::AddTileSource(const CTileSourceInfo &info)
     SaveMaps();
 }
 
-void CMapMenu::OfferCalibration(const QString &imagePath)
+void CMapMenu::OfferCalibration(const QString &imagePath, QSize size)
 {
     if (IsTiffPath(imagePath.toStdString()) && UseGeoTiffCalibration(imagePath))
         return;
-    const QSize size = m_bitmaps.GetBitmap().GetSize();
     const std::vector<std::string> found = FindCalibrationFiles(imagePath.toStdString());
     QString file;
     if (!found.empty()) {

@@ -7,6 +7,7 @@
 
 #include <QCoreApplication>
 #include <QPoint>
+#include <QSize>
 #include <QString>
 
 #include <functional>
@@ -56,7 +57,10 @@ public:
 
 private:
     [[nodiscard]] QMenu *Create();
-    void OfferCalibration(const QString &imagePath);
+    /// `size`: the image's, in pixels.
+    void OfferCalibration(const QString &imagePath, QSize size);
+    /// Adds a tiled TIFF without decoding it; false for a TIFF in strips (or no TIFF).
+    bool AddTiledTiff(const QString &path);
     /// The georeferencing inside a GeoTIFF, taken as an imported calibration file's would be;
     /// false when there is none to take, so that a calibration file is offered.
     bool UseGeoTiffCalibration(const QString &imagePath);
