@@ -21,6 +21,23 @@ constexpr int kShutdownGraceMs = 500;
 
 const std::vector<CTileLevel> kNoLevels;
 
+// A scaled tile shares the store of the tiles as read, under its own key: the level's top bit set
+// and the size beside the level.
+constexpr std::size_t kScaledBit = std::size_t{1} << 63;
+constexpr int kScaledSideMax = 4096;
+
+CTileKey ScaledKey(const CTileKey &key, QSize size)
+{
+    return {kScaledBit | (key.level << 32) | (static_cast<std::size_t>(size.width()) << 16)
+                | static_cast<std::size_t>(size.height()),
+            key.column, key.row};
+}
+
+bool IsScaledKey(const CTileKey &key)
+{
+    return (key.level & kScaledBit) != 0;
+}
+
 } // namespace
 
 CTileCache::CTileCache(QObject *parent)
@@ -55,6 +72,8 @@ void CTileCache::SetPyramid(std::shared_ptr<CTilePyramid> pyramid)
     ++m_generation;
     m_lru.Clear();
     m_images.clear();
+    m_scaled.clear();
+    m_scaledBytes = 0;
     m_absent.clear();
     m_failed.clear();
     m_reading.clear();
@@ -65,8 +84,69 @@ void CTileCache::SetPyramid(std::shared_ptr<CTilePyramid> pyramid)
 void CTileCache::SetLimitBytes(std::size_t bytes)
 {
     m_lru.SetLimit(bytes);
-    for (const CTileKey &key : m_lru.Trim())
+    Forget(m_lru.Trim());
+}
+
+void CTileCache::Forget(const std::vector<CTileKey> &evicted)
+{
+    for (const CTileKey &key : evicted) {
+        const auto it = m_images.constFind(key);
+        if (it == m_images.constEnd())
+            continue;
+        if (IsScaledKey(key)) {
+            m_scaledBytes -= static_cast<std::size_t>(it.value().sizeInBytes());
+            m_scaled.erase(key);
+        }
+        m_images.erase(it);
+    }
+}
+
+void CTileCache::DropScaled()
+{
+    for (const CTileKey &key : m_scaled) {
+        m_lru.Remove(key);
         m_images.remove(key);
+    }
+    m_scaled.clear();
+    m_scaledBytes = 0;
+}
+
+bool CTileCache::KeepsScaledFor(double zoom)
+{
+    if (zoom == m_scaledZoom)
+        return true;
+    DropScaled();
+    m_scaledZoom = zoom;
+    return false;
+}
+
+const QImage *CTileCache::FindScaled(const CTileKey &key, QSize size)
+{
+    if (size.width() > kScaledSideMax || size.height() > kScaledSideMax)
+        return nullptr;
+    return Find(ScaledKey(key, size));
+}
+
+const QImage *CTileCache::KeepScaled(const CTileKey &key, const QImage &image)
+{
+    const QSize size = image.size();
+    const auto bytes = static_cast<std::size_t>(image.sizeInBytes());
+    // A quarter of the limit is more than a view at any zoom needs: past it, a long pan starts
+    // the set afresh rather than pushing out the tiles as read.
+    if (size.width() > kScaledSideMax || size.height() > kScaledSideMax
+        || bytes > m_lru.GetLimit() / 4)
+        return nullptr;
+    if (m_scaledBytes + bytes > m_lru.GetLimit() / 4)
+        DropScaled();
+    const CTileKey scaled = ScaledKey(key, size);
+    const auto old = m_images.constFind(scaled);
+    if (old != m_images.constEnd())
+        m_scaledBytes -= static_cast<std::size_t>(old.value().sizeInBytes());
+    m_images.insert(scaled, image);
+    m_scaled.insert(scaled);
+    m_scaledBytes += bytes;
+    Forget(m_lru.Insert(scaled, bytes));
+    return Find(scaled);
 }
 
 const QImage *CTileCache::Find(const CTileKey &key)
@@ -134,8 +214,7 @@ void CTileCache::Finished(std::uint64_t generation, const CTileKey &key, TileRea
     switch (result) {
     case TileRead::Ok:
         m_images.insert(key, image);
-        for (const CTileKey &old : m_lru.Insert(key, static_cast<std::size_t>(image.sizeInBytes())))
-            m_images.remove(old);
+        Forget(m_lru.Insert(key, static_cast<std::size_t>(image.sizeInBytes())));
         break;
     case TileRead::Absent:
         m_absent.insert(key);
