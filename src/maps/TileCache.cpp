@@ -5,6 +5,7 @@
 #include <QThread>
 #include <QThreadPool>
 
+#include <malloc.h>
 #include <mutex>
 
 // What a reading thread shares with the cache, which may be gone when the read ends.
@@ -25,6 +26,7 @@ const std::vector<CTileLevel> kNoLevels;
 // and the size beside the level.
 constexpr std::size_t kScaledBit = std::size_t{1} << 63;
 constexpr int kScaledSideMax = 4096;
+constexpr std::size_t kScaledShare = 2;
 
 CTileKey ScaledKey(const CTileKey &key, QSize size)
 {
@@ -43,6 +45,7 @@ bool IsScaledKey(const CTileKey &key)
 CTileCache::CTileCache(QObject *parent)
     : QObject(parent)
     , m_lru(kDefaultLimitMB * 1024 * 1024)
+    , m_scaledLru(kDefaultLimitMB * 1024 * 1024 / kScaledShare)
     , m_pool(std::make_unique<QThreadPool>())
     , m_link(std::make_shared<CLink>())
 {
@@ -73,7 +76,7 @@ void CTileCache::SetPyramid(std::shared_ptr<CTilePyramid> pyramid)
     m_lru.Clear();
     m_images.clear();
     m_scaled.clear();
-    m_scaledBytes = 0;
+    m_scaledLru.Clear();
     m_absent.clear();
     m_failed.clear();
     m_reading.clear();
@@ -85,6 +88,17 @@ void CTileCache::SetLimitBytes(std::size_t bytes)
 {
     m_lru.SetLimit(bytes);
     Forget(m_lru.Trim());
+    m_scaledLru.SetLimit(bytes / kScaledShare);
+    DropOldestScaled(m_scaledLru.Trim());
+}
+
+void CTileCache::DropOldestScaled(const std::vector<CTileKey> &evicted)
+{
+    for (const CTileKey &key : evicted) {
+        m_lru.Remove(key);
+        m_images.remove(key);
+        m_scaled.erase(key);
+    }
 }
 
 void CTileCache::Forget(const std::vector<CTileKey> &evicted)
@@ -94,7 +108,7 @@ void CTileCache::Forget(const std::vector<CTileKey> &evicted)
         if (it == m_images.constEnd())
             continue;
         if (IsScaledKey(key)) {
-            m_scaledBytes -= static_cast<std::size_t>(it.value().sizeInBytes());
+            m_scaledLru.Remove(key);
             m_scaled.erase(key);
         }
         m_images.erase(it);
@@ -103,12 +117,18 @@ void CTileCache::Forget(const std::vector<CTileKey> &evicted)
 
 void CTileCache::DropScaled()
 {
+    // Tiles as read come and go one at a time; a pan's scaled tiles, up to half the limit, go
+    // at once, and the allocator would keep their pages.
+    constexpr std::size_t kTrimBytes = 16 * 1024 * 1024;
+    const bool trim = m_scaledLru.GetBytes() > kTrimBytes;
     for (const CTileKey &key : m_scaled) {
         m_lru.Remove(key);
         m_images.remove(key);
     }
     m_scaled.clear();
-    m_scaledBytes = 0;
+    m_scaledLru.Clear();
+    if (trim)
+        malloc_trim(0);
 }
 
 bool CTileCache::KeepsScaledFor(double zoom)
@@ -124,27 +144,26 @@ const QImage *CTileCache::FindScaled(const CTileKey &key, QSize size)
 {
     if (size.width() > kScaledSideMax || size.height() > kScaledSideMax)
         return nullptr;
-    return Find(ScaledKey(key, size));
+    const CTileKey scaled = ScaledKey(key, size);
+    const QImage *image = Find(scaled);
+    if (image != nullptr)
+        m_scaledLru.Touch(scaled);
+    return image;
 }
 
 const QImage *CTileCache::KeepScaled(const CTileKey &key, const QImage &image)
 {
     const QSize size = image.size();
     const auto bytes = static_cast<std::size_t>(image.sizeInBytes());
-    // A quarter of the limit is more than a view at any zoom needs: past it, a long pan starts
-    // the set afresh rather than pushing out the tiles as read.
+    // Half the limit holds every size a view's tiles take while it pans, at any zoom: past it, the
+    // scaled tiles least recently drawn go, not the tiles as read.
     if (size.width() > kScaledSideMax || size.height() > kScaledSideMax
-        || bytes > m_lru.GetLimit() / 4)
+        || bytes > m_scaledLru.GetLimit())
         return nullptr;
-    if (m_scaledBytes + bytes > m_lru.GetLimit() / 4)
-        DropScaled();
     const CTileKey scaled = ScaledKey(key, size);
-    const auto old = m_images.constFind(scaled);
-    if (old != m_images.constEnd())
-        m_scaledBytes -= static_cast<std::size_t>(old.value().sizeInBytes());
     m_images.insert(scaled, image);
     m_scaled.insert(scaled);
-    m_scaledBytes += bytes;
+    DropOldestScaled(m_scaledLru.Insert(scaled, bytes));
     Forget(m_lru.Insert(scaled, bytes));
     return Find(scaled);
 }

@@ -56,7 +56,7 @@ public:
     [[nodiscard]] const QImage *FindScaled(const CTileKey &key, QSize size);
     /// Keeps `image`, the tile `key` scaled, and returns it as kept; null when it is too large.
     const QImage *KeepScaled(const CTileKey &key, const QImage &image);
-    [[nodiscard]] std::size_t GetScaledBytes() const { return m_scaledBytes; }
+    [[nodiscard]] std::size_t GetScaledBytes() const { return m_scaledLru.GetBytes(); }
     /// The tiles to read, most wanted first, replacing what was asked for before.
     void Request(const std::vector<CTileKey> &wanted);
     [[nodiscard]] bool IsReading() const { return !m_pending.empty() || m_running > 0; }
@@ -78,6 +78,7 @@ private:
     void StartReads();
     void Forget(const std::vector<CTileKey> &evicted);
     void DropScaled();
+    void DropOldestScaled(const std::vector<CTileKey> &evicted);
     void Finished(std::uint64_t generation, const CTileKey &key, TileRead result,
                   const QImage &image, const QString &error);
 
@@ -91,7 +92,7 @@ private:
     std::unordered_set<CTileKey, CTileKeyHash> m_reading;
     std::deque<CTileKey> m_pending;
     std::unordered_set<CTileKey, CTileKeyHash> m_scaled;
-    std::size_t m_scaledBytes = 0;
+    CTileLru m_scaledLru; // the scaled tiles' order and bytes, beside m_lru's for all
     double m_scaledZoom = 0.0;
     int m_running = 0;
     QString m_firstError;

@@ -264,12 +264,16 @@ private:
 } // namespace
 
 // Panning at a zoom between levels copies tiles kept scaled from the frames before: each frame
-// equals the one drawn afresh, tile by tile filtered into place.
+// equals the one drawn afresh, tile by tile filtered into place, also while the scaled tiles
+// least recently drawn make room (half the limit).
 TEST(TileCache, PanDrawsWhatAFreshPaintDraws)
 {
     auto pyramid = std::make_shared<CGradientPyramid>();
     CTileCache panned;
     CTileCache fresh;
+    // Room for every tile as read beside the scaled ones' half, but not for all scaled sizes.
+    const std::size_t limit = 64 * 16 * 16 * 4 * 2 + 2048;
+    panned.SetLimitBytes(limit);
     panned.SetPyramid(pyramid);
     fresh.SetPyramid(pyramid);
     for (CTileCache *cache : {&panned, &fresh}) {
@@ -291,15 +295,20 @@ TEST(TileCache, PanDrawsWhatAFreshPaintDraws)
         DrawTiles(painter, cache, view);
         return frame;
     };
+    std::size_t fullest = 0;
     for (const double zoom : {1.3, 0.7}) {
         view.SetZoom(zoom);
-        for (int step = 0; step < 12; ++step) {
-            view.SetCentre({40 + step * 3, 50 + step * 2});
+        for (int step = 0; step < 24; ++step) {
+            view.SetCentre({30 + step * 3, 40 + step * 2});
             (void)draw(panned);
             const QImage frame = draw(panned);
             fresh.KeepsScaledFor(-1.0); // a zoom never drawn: tiles go straight into the frame
             EXPECT_EQ(frame, draw(fresh)) << "zoom " << zoom << ", step " << step;
+            EXPECT_LE(panned.GetScaledBytes(), limit / 2);
+            fullest = std::max(fullest, panned.GetScaledBytes());
+            EXPECT_LE(panned.GetBytes(), limit);
         }
         EXPECT_GT(panned.GetScaledBytes(), 0u);
     }
+    EXPECT_GT(fullest, limit / 2 - 23 * 23 * 4) << "the scaled tiles filled their share";
 }
