@@ -100,6 +100,8 @@ void Show(CMapView &view, const CMapPoint &centre, double zoom)
 void Counters(benchmark::State &state, CMapView &view)
 {
     state.counters["cacheMB"] = static_cast<double>(view.GetTiles().GetBytes()) / (1024.0 * 1024.0);
+    state.counters["scaledMB"] =
+        static_cast<double>(view.GetTiles().GetScaledBytes()) / (1024.0 * 1024.0);
     state.counters["residentMB"] = ResidentMB();
     state.SetLabel(WindowLabel(view));
 }

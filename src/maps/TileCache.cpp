@@ -5,6 +5,7 @@
 #include <QThread>
 #include <QThreadPool>
 
+#include <malloc.h>
 #include <mutex>
 
 // What a reading thread shares with the cache, which may be gone when the read ends.
@@ -21,11 +22,30 @@ constexpr int kShutdownGraceMs = 500;
 
 const std::vector<CTileLevel> kNoLevels;
 
+// A scaled tile shares the store of the tiles as read, under its own key: the level's top bit set
+// and the size beside the level.
+constexpr std::size_t kScaledBit = std::size_t{1} << 63;
+constexpr int kScaledSideMax = 4096;
+constexpr std::size_t kScaledShare = 2;
+
+CTileKey ScaledKey(const CTileKey &key, QSize size)
+{
+    return {kScaledBit | (key.level << 32) | (static_cast<std::size_t>(size.width()) << 16)
+                | static_cast<std::size_t>(size.height()),
+            key.column, key.row};
+}
+
+bool IsScaledKey(const CTileKey &key)
+{
+    return (key.level & kScaledBit) != 0;
+}
+
 } // namespace
 
 CTileCache::CTileCache(QObject *parent)
     : QObject(parent)
     , m_lru(kDefaultLimitMB * 1024 * 1024)
+    , m_scaledLru(kDefaultLimitMB * 1024 * 1024 / kScaledShare)
     , m_pool(std::make_unique<QThreadPool>())
     , m_link(std::make_shared<CLink>())
 {
@@ -55,6 +75,8 @@ void CTileCache::SetPyramid(std::shared_ptr<CTilePyramid> pyramid)
     ++m_generation;
     m_lru.Clear();
     m_images.clear();
+    m_scaled.clear();
+    m_scaledLru.Clear();
     m_absent.clear();
     m_failed.clear();
     m_reading.clear();
@@ -65,8 +87,85 @@ void CTileCache::SetPyramid(std::shared_ptr<CTilePyramid> pyramid)
 void CTileCache::SetLimitBytes(std::size_t bytes)
 {
     m_lru.SetLimit(bytes);
-    for (const CTileKey &key : m_lru.Trim())
+    Forget(m_lru.Trim());
+    m_scaledLru.SetLimit(bytes / kScaledShare);
+    DropOldestScaled(m_scaledLru.Trim());
+}
+
+void CTileCache::DropOldestScaled(const std::vector<CTileKey> &evicted)
+{
+    for (const CTileKey &key : evicted) {
+        m_lru.Remove(key);
         m_images.remove(key);
+        m_scaled.erase(key);
+    }
+}
+
+void CTileCache::Forget(const std::vector<CTileKey> &evicted)
+{
+    for (const CTileKey &key : evicted) {
+        const auto it = m_images.constFind(key);
+        if (it == m_images.constEnd())
+            continue;
+        if (IsScaledKey(key)) {
+            m_scaledLru.Remove(key);
+            m_scaled.erase(key);
+        }
+        m_images.erase(it);
+    }
+}
+
+void CTileCache::DropScaled()
+{
+    // Tiles as read come and go one at a time; a pan's scaled tiles, up to half the limit, go
+    // at once, and the allocator would keep their pages.
+    constexpr std::size_t kTrimBytes = 16 * 1024 * 1024;
+    const bool trim = m_scaledLru.GetBytes() > kTrimBytes;
+    for (const CTileKey &key : m_scaled) {
+        m_lru.Remove(key);
+        m_images.remove(key);
+    }
+    m_scaled.clear();
+    m_scaledLru.Clear();
+    if (trim)
+        malloc_trim(0);
+}
+
+bool CTileCache::KeepsScaledFor(double zoom)
+{
+    if (zoom == m_scaledZoom)
+        return true;
+    DropScaled();
+    m_scaledZoom = zoom;
+    return false;
+}
+
+const QImage *CTileCache::FindScaled(const CTileKey &key, QSize size)
+{
+    if (size.width() > kScaledSideMax || size.height() > kScaledSideMax)
+        return nullptr;
+    const CTileKey scaled = ScaledKey(key, size);
+    const QImage *image = Find(scaled);
+    if (image != nullptr)
+        m_scaledLru.Touch(scaled);
+    return image;
+}
+
+const QImage *CTileCache::KeepScaled(const CTileKey &key, const QImage &image)
+{
+    const QSize size = image.size();
+    const auto bytes = static_cast<std::size_t>(image.sizeInBytes());
+    // Half the limit holds every size a view's tiles take while it pans, at any zoom: past it, the
+    // scaled tiles least recently drawn go, not the tiles as read.
+    if (size.width() > kScaledSideMax || size.height() > kScaledSideMax
+        || bytes > m_scaledLru.GetLimit())
+        return nullptr;
+    const CTileKey scaled = ScaledKey(key, size);
+    m_images.insert(scaled, image);
+    m_scaled.insert(scaled);
+    DropOldestScaled(m_scaledLru.Insert(scaled, bytes));
+    Forget(m_lru.Insert(scaled, bytes));
+    return Find(scaled);
 }
 
 const QImage *CTileCache::Find(const CTileKey &key)
@@ -134,8 +233,7 @@ void CTileCache::Finished(std::uint64_t generation, const CTileKey &key, TileRea
     switch (result) {
     case TileRead::Ok:
         m_images.insert(key, image);
-        for (const CTileKey &old : m_lru.Insert(key, static_cast<std::size_t>(image.sizeInBytes())))
-            m_images.remove(old);
+        Forget(m_lru.Insert(key, static_cast<std::size_t>(image.sizeInBytes())));
         break;
     case TileRead::Absent:
         m_absent.insert(key);

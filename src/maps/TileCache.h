@@ -48,6 +48,15 @@ public:
     {
         return m_absent.contains(key) || m_failed.contains(key);
     }
+    /// Tiles as drawn at a zoom that is not their level's are kept scaled to their size on screen
+    /// while the zoom stays, so a pan is only copies: they count in the limit and go when the zoom
+    /// changes. True when `zoom` is the one they were kept for; when it is not, drops them.
+    bool KeepsScaledFor(double zoom);
+    /// The tile `key` scaled to `size` device pixels; null when not kept.
+    [[nodiscard]] const QImage *FindScaled(const CTileKey &key, QSize size);
+    /// Keeps `image`, the tile `key` scaled, and returns it as kept; null when it is too large.
+    const QImage *KeepScaled(const CTileKey &key, const QImage &image);
+    [[nodiscard]] std::size_t GetScaledBytes() const { return m_scaledLru.GetBytes(); }
     /// The tiles to read, most wanted first, replacing what was asked for before.
     void Request(const std::vector<CTileKey> &wanted);
     [[nodiscard]] bool IsReading() const { return !m_pending.empty() || m_running > 0; }
@@ -67,6 +76,9 @@ signals:
 private:
     struct CLink;
     void StartReads();
+    void Forget(const std::vector<CTileKey> &evicted);
+    void DropScaled();
+    void DropOldestScaled(const std::vector<CTileKey> &evicted);
     void Finished(std::uint64_t generation, const CTileKey &key, TileRead result,
                   const QImage &image, const QString &error);
 
@@ -79,6 +91,9 @@ private:
     std::unordered_set<CTileKey, CTileKeyHash> m_failed;
     std::unordered_set<CTileKey, CTileKeyHash> m_reading;
     std::deque<CTileKey> m_pending;
+    std::unordered_set<CTileKey, CTileKeyHash> m_scaled;
+    CTileLru m_scaledLru; // the scaled tiles' order and bytes, beside m_lru's for all
+    double m_scaledZoom = 0.0;
     int m_running = 0;
     QString m_firstError;
     std::unique_ptr<QThreadPool> m_pool;

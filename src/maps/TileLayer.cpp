@@ -49,6 +49,47 @@ void WantAncestor(const std::vector<CTileLevel> &levels, const CTileKey &key,
     }
 }
 
+// The raster painter hands a filtered draw of more than about a hundred rows to its pool of
+// threads and waits for them; for a tile, the hand-over costs more than it saves, the more when
+// other work holds the cores. Drawn in bands through a clip, each band stays on this thread, and
+// every band samples the tile as the whole draw would.
+void DrawFiltered(QPainter &painter, const QRect &target, const QImage &image, const QRectF &source)
+{
+    constexpr int kBand = 64;
+    if (target.height() <= kBand) {
+        painter.drawImage(target, image, source);
+        return;
+    }
+    const bool clipped = painter.hasClipping();
+    const QRegion clip = painter.clipRegion();
+    for (int top = target.top(); top <= target.bottom(); top += kBand) {
+        const QRect band(target.left(), top, target.width(),
+                         std::min(kBand, target.bottom() + 1 - top));
+        if (clipped)
+            painter.setClipRegion(clip.intersected(band));
+        else
+            painter.setClipRect(band);
+        painter.drawImage(target, image, source);
+    }
+    if (clipped)
+        painter.setClipRegion(clip);
+    else
+        painter.setClipping(false);
+}
+
+// The same filter the frame's painter would apply, into a picture of the target's size: copied
+// to a whole-pixel place it gives the frame's pixels.
+QImage ScaledTile(const QImage &tile, QSize size)
+{
+    QImage scaled(size, tile.format());
+    scaled.fill(Qt::transparent);
+    QPainter painter(&scaled);
+    painter.setCompositionMode(QPainter::CompositionMode_Source);
+    painter.setRenderHint(QPainter::SmoothPixmapTransform);
+    DrawFiltered(painter, QRect(QPoint(0, 0), size), tile, QRectF(tile.rect()));
+    return scaled;
+}
+
 } // namespace
 
 void DrawTiles(QPainter &painter, CTileCache &cache, const CMapViewport &view)
@@ -86,6 +127,9 @@ void DrawTiles(QPainter &painter, CTileCache &cache, const CMapViewport &view)
     painter.save();
     // A tile at its own scale is copied; any other is filtered, never left blocky.
     const bool exact = std::abs(zoom - l.scale) < 1e-9;
+    // While the zoom holds (a pan, a moving position), tiles drawn at it before are copied. A zoom
+    // moving on draws them filtered straight into the frame: keeping them would cost a copy more.
+    const bool keep = cache.KeepsScaledFor(zoom);
     painter.setRenderHint(QPainter::SmoothPixmapTransform, !exact);
     std::vector<CTileKey> wanted;
     std::vector<CTileKey> parents;
@@ -93,10 +137,17 @@ void DrawTiles(QPainter &painter, CTileCache &cache, const CMapViewport &view)
     for (const CTileKey &key : keys) {
         if (const QImage *image = cache.Find(key)) {
             const QRect target = DeviceRect(view, TileArea(l, key.column, key.row));
-            if (exact && target.size() == image->size())
+            if (exact && target.size() == image->size()) {
                 painter.drawImage(target.topLeft(), *image);
+                continue;
+            }
+            const QImage *scaled = keep ? cache.FindScaled(key, target.size()) : nullptr;
+            if (keep && scaled == nullptr && !target.isEmpty())
+                scaled = cache.KeepScaled(key, ScaledTile(*image, target.size()));
+            if (scaled != nullptr)
+                painter.drawImage(target.topLeft(), *scaled);
             else
-                painter.drawImage(target, *image, QRectF(image->rect()));
+                DrawFiltered(painter, target, *image, QRectF(image->rect()));
             continue;
         }
         if (cache.IsSettled(key))
@@ -106,7 +157,8 @@ void DrawTiles(QPainter &painter, CTileCache &cache, const CMapViewport &view)
         painter.setRenderHint(QPainter::SmoothPixmapTransform, true);
         for (const CTilePiece &piece : TileFallback(levels, key, loaded)) {
             if (const QImage *image = cache.Find(piece.key))
-                painter.drawImage(DeviceRect(view, piece.target), *image, SourceRect(piece.source));
+                DrawFiltered(painter, DeviceRect(view, piece.target), *image,
+                             SourceRect(piece.source));
         }
         painter.setRenderHint(QPainter::SmoothPixmapTransform, !exact);
     }

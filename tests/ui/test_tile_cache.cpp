@@ -228,3 +228,87 @@ TEST(TileCache, AbsentTilesShowTheirParent)
     EXPECT_EQ(frame.pixel(48 + 5, 5), CFakePyramid::Colour({1, 1, 0})) << "failed";
     EXPECT_EQ(frame.pixel(32 + 5, 48 + 5), CFakePyramid::Colour({0, 2, 3}));
 }
+
+namespace
+{
+
+// One level of 8 × 8 tiles, 16 pixels square, each a gradient of its own (raw pixels, half of
+// them translucent): a tile placed or scaled wrongly shows.
+class CGradientPyramid : public CTilePyramid
+{
+public:
+    CGradientPyramid()
+    {
+        CTileLevel level;
+        level.tileWidth = level.tileHeight = 16;
+        level.lastColumn = level.lastRow = 7;
+        m_levels.push_back(level);
+    }
+    const std::vector<CTileLevel> &GetLevels() const override { return m_levels; }
+    TileRead ReadTile(std::size_t, int column, int row, CTileData &tile, std::string &) override
+    {
+        tile.width = tile.height = 16;
+        for (int y = 0; y < 16; ++y) {
+            for (int x = 0; x < 16; ++x) {
+                const auto alpha = static_cast<std::uint32_t>((column + row) % 2 == 0 ? 255 : 128);
+                tile.argb.push_back(alpha << 24 | qRgb(x * 16, y * 16, column * 30 + row * 7));
+            }
+        }
+        return TileRead::Ok;
+    }
+
+private:
+    std::vector<CTileLevel> m_levels;
+};
+
+} // namespace
+
+// Panning at a zoom between levels copies tiles kept scaled from the frames before: each frame
+// equals the one drawn afresh, tile by tile filtered into place, also while the scaled tiles
+// least recently drawn make room (half the limit).
+TEST(TileCache, PanDrawsWhatAFreshPaintDraws)
+{
+    auto pyramid = std::make_shared<CGradientPyramid>();
+    CTileCache panned;
+    CTileCache fresh;
+    // Room for every tile as read beside the scaled ones' half, but not for all scaled sizes.
+    const std::size_t limit = 64 * 16 * 16 * 4 * 2 + 2048;
+    panned.SetLimitBytes(limit);
+    panned.SetPyramid(pyramid);
+    fresh.SetPyramid(pyramid);
+    for (CTileCache *cache : {&panned, &fresh}) {
+        std::vector<CTileKey> all;
+        for (int c = 0; c < 8; ++c) {
+            for (int r = 0; r < 8; ++r)
+                all.push_back({0, c, r});
+        }
+        cache->Request(all);
+        ASSERT_TRUE(cache->WaitIdle(5000));
+    }
+    CMapViewport view;
+    view.SetBitmapSize(128, 128);
+    view.SetClientSize(61, 47);
+    const auto draw = [&](CTileCache &cache) {
+        QImage frame(61, 47, QImage::Format_RGB32);
+        frame.fill(Qt::darkGreen);
+        QPainter painter(&frame);
+        DrawTiles(painter, cache, view);
+        return frame;
+    };
+    std::size_t fullest = 0;
+    for (const double zoom : {1.3, 0.7}) {
+        view.SetZoom(zoom);
+        for (int step = 0; step < 24; ++step) {
+            view.SetCentre({30 + step * 3, 40 + step * 2});
+            (void)draw(panned);
+            const QImage frame = draw(panned);
+            fresh.KeepsScaledFor(-1.0); // a zoom never drawn: tiles go straight into the frame
+            EXPECT_EQ(frame, draw(fresh)) << "zoom " << zoom << ", step " << step;
+            EXPECT_LE(panned.GetScaledBytes(), limit / 2);
+            fullest = std::max(fullest, panned.GetScaledBytes());
+            EXPECT_LE(panned.GetBytes(), limit);
+        }
+        EXPECT_GT(panned.GetScaledBytes(), 0u);
+    }
+    EXPECT_GT(fullest, limit / 2 - 23 * 23 * 4) << "the scaled tiles filled their share";
+}
