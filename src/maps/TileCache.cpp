@@ -3,15 +3,34 @@
 #include <QCoreApplication>
 #include <QElapsedTimer>
 #include <QThread>
-#include <QThreadPool>
 
+#include <chrono>
+#include <condition_variable>
 #include <malloc.h>
 #include <mutex>
 
-// What a reading thread shares with the cache, which may be gone when the read ends.
+// What the reading threads share with the cache, which may be gone when a read ends. Jobs and
+// reads pass under the mutex, never inside a queued call or a pool's task, so that every hand-over
+// is ordered by a lock the thread checker sees.
 struct CTileCache::CLink {
+    struct CJob {
+        std::shared_ptr<CTilePyramid> pyramid;
+        std::uint64_t generation;
+        CTileKey key;
+    };
+    struct CDone {
+        std::uint64_t generation;
+        CTileKey key;
+        TileRead result;
+        QImage image;
+        QString error;
+    };
     std::mutex mutex;
-    CTileCache *cache = nullptr;
+    std::condition_variable wake;
+    CTileCache *cache = nullptr; ///< null once the cache is gone: the threads end
+    std::deque<CJob> jobs;
+    std::vector<CDone> done;
+    int busy = 0; ///< threads inside a read
 };
 
 namespace
@@ -42,26 +61,70 @@ bool IsScaledKey(const CTileKey &key)
 
 } // namespace
 
+// A reading thread: jobs in, reads out, until the cache goes.
+void CTileCache::ReadTiles(const std::shared_ptr<CLink> &link)
+{
+    std::unique_lock lock(link->mutex);
+    for (;;) {
+        link->wake.wait(lock, [&] { return link->cache == nullptr || !link->jobs.empty(); });
+        if (link->cache == nullptr)
+            return;
+        CLink::CJob job = std::move(link->jobs.front());
+        link->jobs.pop_front();
+        ++link->busy;
+        lock.unlock();
+        CTileData data;
+        std::string message;
+        TileRead result =
+            job.pyramid->ReadTile(job.key.level, job.key.column, job.key.row, data, message);
+        QImage image;
+        QString error = QString::fromStdString(message);
+        if (result == TileRead::Ok) {
+            image = DecodeTile(data, error);
+            if (image.isNull())
+                result = TileRead::Failed;
+        }
+        job.pyramid.reset();
+        lock.lock();
+        --link->busy;
+        if (link->cache == nullptr) {
+            link->wake.notify_all(); // the cache's destructor waits for the reads to end
+            return;
+        }
+        link->done.push_back({job.generation, job.key, result, std::move(image), std::move(error)});
+        if (link->done.size() == 1)
+            QMetaObject::invokeMethod(link->cache, "TakeFinished", Qt::QueuedConnection);
+    }
+}
+
 CTileCache::CTileCache(QObject *parent)
     : QObject(parent)
     , m_lru(kDefaultLimitMB * 1024 * 1024)
     , m_scaledLru(kDefaultLimitMB * 1024 * 1024 / kScaledShare)
-    , m_pool(std::make_unique<QThreadPool>())
     , m_link(std::make_shared<CLink>())
 {
-    m_pool->setMaxThreadCount(kWorkers);
     m_link->cache = this;
+    for (int i = 0; i < kWorkers; ++i)
+        m_workers.emplace_back([link = m_link] { ReadTiles(link); });
 }
 
 CTileCache::~CTileCache()
 {
+    bool idle = false;
     {
-        std::lock_guard lock(m_link->mutex);
+        std::unique_lock lock(m_link->mutex);
         m_link->cache = nullptr;
+        m_link->jobs.clear();
+        m_link->wake.notify_all();
+        idle = m_link->wake.wait_for(lock, std::chrono::milliseconds(kShutdownGraceMs),
+                                     [this] { return m_link->busy == 0; });
     }
-    m_pool->clear();
-    if (!m_pool->waitForDone(kShutdownGraceMs))
-        (void)m_pool.release();
+    for (std::thread &worker : m_workers) {
+        if (idle)
+            worker.join();
+        else
+            worker.detach(); // they end when their read does; the link outlives them
+    }
 }
 
 const std::vector<CTileLevel> &CTileCache::GetLevels() const
@@ -194,28 +257,21 @@ void CTileCache::StartReads()
         m_pending.pop_front();
         m_reading.insert(key);
         ++m_running;
-        m_pool->start([pyramid = m_pyramid, link = m_link, generation = m_generation, key] {
-            CTileData data;
-            std::string message;
-            TileRead result = pyramid->ReadTile(key.level, key.column, key.row, data, message);
-            QImage image;
-            QString error = QString::fromStdString(message);
-            if (result == TileRead::Ok) {
-                image = DecodeTile(data, error);
-                if (image.isNull())
-                    result = TileRead::Failed;
-            }
-            std::lock_guard lock(link->mutex);
-            if (link->cache != nullptr) {
-                QMetaObject::invokeMethod(
-                    link->cache,
-                    [cache = link->cache, generation, key, result, image, error] {
-                        cache->Finished(generation, key, result, image, error);
-                    },
-                    Qt::QueuedConnection);
-            }
-        });
+        std::lock_guard lock(m_link->mutex);
+        m_link->jobs.push_back({m_pyramid, m_generation, key});
+        m_link->wake.notify_one();
     }
+}
+
+void CTileCache::TakeFinished()
+{
+    std::vector<CLink::CDone> done;
+    {
+        std::lock_guard lock(m_link->mutex);
+        done.swap(m_link->done);
+    }
+    for (CLink::CDone &d : done)
+        Finished(d.generation, d.key, d.result, d.image, d.error);
 }
 
 void CTileCache::Finished(std::uint64_t generation, const CTileKey &key, TileRead result,

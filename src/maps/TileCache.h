@@ -11,10 +11,9 @@
 #include <cstddef>
 #include <deque>
 #include <memory>
+#include <thread>
 #include <unordered_set>
 #include <vector>
-
-class QThreadPool;
 
 inline size_t qHash(const CTileKey &key, size_t seed = 0)
 {
@@ -75,12 +74,15 @@ signals:
 
 private:
     struct CLink;
+    static void ReadTiles(const std::shared_ptr<CLink> &link);
     void StartReads();
     void Forget(const std::vector<CTileKey> &evicted);
     void DropScaled();
     void DropOldestScaled(const std::vector<CTileKey> &evicted);
     void Finished(std::uint64_t generation, const CTileKey &key, TileRead result,
                   const QImage &image, const QString &error);
+    /// Called (by name, queued) when reading threads have handed reads over through the link.
+    Q_INVOKABLE void TakeFinished();
 
     static constexpr int kWorkers = 2;
     std::shared_ptr<CTilePyramid> m_pyramid;
@@ -96,6 +98,6 @@ private:
     double m_scaledZoom = 0.0;
     int m_running = 0;
     QString m_firstError;
-    std::unique_ptr<QThreadPool> m_pool;
+    std::vector<std::thread> m_workers;
     std::shared_ptr<CLink> m_link;
 };
