@@ -230,6 +230,14 @@ TEST(GeoTiffCalibration, RefusesWhatItCannotPlace)
          "the map's corners lie off the earth"},
         {"UTM far beyond its zone", Utm(32632, 100, 100, {0, 0, 0, 5e5, 5e6, 0}, {1e6, 1e6, 0}),
          "the map's corners lie off the earth"},
+        // Distinct corners, yet a map's pixels per degree would overflow (found by fuzzing).
+        {"pixels of 1e-310 degrees",
+         With(kCity,
+              [](CGeoTiffKeys &k) {
+                  k.tiepoints = {0, 0, 0, 1e-304, 1e-304, 0};
+                  k.pixelScale = {1e-310, 1e-310, 0};
+              }),
+         "pixel size is zero"},
     };
     for (const Case &c : cases) {
         SCOPED_TRACE(c.legend);

@@ -5,6 +5,7 @@
 #include "geo/Distance.h"
 #include "geo/GeoConstants.h"
 #include "geo/UTM.h"
+#include "maps/MapInfo.h"
 #include "storage/AtomicFile.h"
 
 #include <algorithm>
@@ -228,6 +229,9 @@ CCalibrationImport Fit(const std::vector<CSample> &samples, int width, int heigh
     result.pairs[1].m_name = "Imported SE";
     result.pairs[1].m_point = {width, height};
     result.pairs[1].m_position = bottomRight;
+    // Corners a hair apart (1e-300 degrees) are distinct yet give a map an infinite scale.
+    if (!CalibrationProblem(result.pairs).empty())
+        return Failure(noScaleError);
     for (const CSample &s : samples) {
         const double fittedX = (s.longitude - x0) / xSlope;
         const double fittedY = (s.latitude - y0) / ySlope;
