@@ -367,8 +367,11 @@ void CGpxTrackFile::Fail(int errorCode)
 {
     // Back to the last flush: its closing tags sit where a part of this flush may now be.
     const char *tail = TailOf(m_fileSegmentOpen);
-    if (WriteAt(tail, m_dataEnd))
-        (void)::ftruncate(m_fd, m_dataEnd + static_cast<long long>(std::strlen(tail)));
+    if (WriteAt(tail, m_dataEnd)) {
+        // Best effort: the write has failed already.
+        [[maybe_unused]] const int cut =
+            ::ftruncate(m_fd, m_dataEnd + static_cast<long long>(std::strlen(tail)));
+    }
     ::close(m_fd);
     m_fd = -1;
     m_buffer.clear();

@@ -167,8 +167,11 @@ void CNMEALogFile::FailWrite(int errorCode, std::size_t bufferBytesOut)
             whole = end;
     if (bufferBytesOut > whole) {
         const off_t end = ::lseek(m_fd, 0, SEEK_CUR);
-        if (end >= static_cast<off_t>(bufferBytesOut - whole))
-            (void)::ftruncate(m_fd, end - static_cast<off_t>(bufferBytesOut - whole));
+        if (end >= static_cast<off_t>(bufferBytesOut - whole)) {
+            // Best effort: the write has failed already.
+            [[maybe_unused]] const int cut =
+                ::ftruncate(m_fd, end - static_cast<off_t>(bufferBytesOut - whole));
+        }
     }
     ::close(m_fd);
     m_fd = -1;
